@@ -1,0 +1,112 @@
+#include <array>
+#include <cstdlib>
+
+#include "t_common.h"
+
+namespace {
+
+constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+constexpr uint8_t kInvalid = 0xFF;
+constexpr uint8_t kSpace = 0xFE;
+constexpr uint8_t kPad = 0xFD;
+
+constexpr std::array<uint8_t, 256> makeDecodeTable() {
+  std::array<uint8_t, 256> table{};
+  table.fill(kInvalid);
+  for (uint8_t i = 0; i < 64; ++i) table[static_cast<unsigned char>(kAlphabet[i])] = i;
+  for (unsigned char c : {' ', '\t', '\n', '\v', '\f', '\r'}) table[c] = kSpace;
+  table['='] = kPad;
+  return table;
+}
+
+constexpr std::array<uint8_t, 256> kDecode = makeDecodeTable();
+
+uint32_t malformed(uint8_t *output, uint8_t **data, uint64_t *decoded) {
+  std::free(output);
+  *data = nullptr;
+  *decoded = 0;
+  return TCOMMON_MALFORMED;
+}
+
+}  // namespace
+
+extern "C" TCOMMON_API uint32_t TCommonBase64_encode(const uint8_t *data, uint64_t length,
+                                                     char **text) {
+  if (text == nullptr) return TCOMMON_INVALID_ARGUMENT;
+  *text = nullptr;
+  if (data == nullptr && length != 0) return TCOMMON_INVALID_ARGUMENT;
+  if (length / 3 >= (SIZE_MAX - 5) / 4) return TCOMMON_NO_MEMORY;
+  const uint64_t size = (length + 2) / 3 * 4;
+  auto *out = static_cast<char *>(std::malloc(size + 1));
+  if (out == nullptr) return TCOMMON_NO_MEMORY;
+
+  char *p = out;
+  uint64_t i = 0;
+  for (; i + 3 <= length; i += 3) {
+    const uint32_t group = uint32_t{data[i]} << 16 | uint32_t{data[i + 1]} << 8 | data[i + 2];
+    *p++ = kAlphabet[group >> 18];
+    *p++ = kAlphabet[(group >> 12) & 0x3F];
+    *p++ = kAlphabet[(group >> 6) & 0x3F];
+    *p++ = kAlphabet[group & 0x3F];
+  }
+  if (const uint64_t rest = length - i; rest != 0) {
+    const uint32_t group = uint32_t{data[i]} << 16 | (rest == 2 ? uint32_t{data[i + 1]} << 8 : 0);
+    *p++ = kAlphabet[group >> 18];
+    *p++ = kAlphabet[(group >> 12) & 0x3F];
+    *p++ = rest == 2 ? kAlphabet[(group >> 6) & 0x3F] : '=';
+    *p++ = '=';
+  }
+  *p = '\0';
+  *text = out;
+  return TCOMMON_SUCCESS;
+}
+
+// Padding, when present, must be complete ("xx==" or "xxx=") and may only be followed by
+// white space. Bits of the last character that fall beyond the last byte are ignored.
+extern "C" TCOMMON_API uint32_t TCommonBase64_decode(const char *text, uint64_t length,
+                                                     uint8_t **data, uint64_t *decoded) {
+  if (data == nullptr || decoded == nullptr) return TCOMMON_INVALID_ARGUMENT;
+  *data = nullptr;
+  *decoded = 0;
+  if (text == nullptr && length != 0) return TCOMMON_INVALID_ARGUMENT;
+  // Every 4 characters give at most 3 bytes; 4 more cover a partial group and the NUL.
+  auto *out = static_cast<uint8_t *>(std::malloc(length / 4 * 3 + 4));
+  if (out == nullptr) return TCOMMON_NO_MEMORY;
+
+  uint8_t *p = out;
+  uint32_t group = 0;
+  unsigned count = 0;    // characters in the current group
+  unsigned padding = 0;  // '=' seen so far; once non-zero only padding and space may follow
+  for (uint64_t i = 0; i < length; ++i) {
+    const uint8_t value = kDecode[static_cast<unsigned char>(text[i])];
+    if (value == kSpace) continue;
+    if (value == kInvalid) return malformed(out, data, decoded);
+    if (value == kPad) {
+      if (count < 2 || count + padding >= 4) return malformed(out, data, decoded);
+      ++padding;
+      continue;
+    }
+    if (padding != 0) return malformed(out, data, decoded);
+    group = group << 6 | value;
+    if (++count == 4) {
+      *p++ = static_cast<uint8_t>(group >> 16);
+      *p++ = static_cast<uint8_t>(group >> 8);
+      *p++ = static_cast<uint8_t>(group);
+      group = 0;
+      count = 0;
+    }
+  }
+  if (count == 1) return malformed(out, data, decoded);
+  if (padding != 0 && count + padding != 4) return malformed(out, data, decoded);
+  if (count == 2) {
+    *p++ = static_cast<uint8_t>(group >> 4);
+  } else if (count == 3) {
+    *p++ = static_cast<uint8_t>(group >> 10);
+    *p++ = static_cast<uint8_t>(group >> 2);
+  }
+  *p = 0;
+  *data = out;
+  *decoded = static_cast<uint64_t>(p - out);
+  return TCOMMON_SUCCESS;
+}
