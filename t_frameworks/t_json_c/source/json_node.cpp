@@ -1,0 +1,241 @@
+#include "json_node.h"
+
+#include <cstdlib>
+#include <memory>
+#include <new>
+#include <utility>
+#include <vector>
+
+namespace tjson {
+
+namespace {
+
+void freeNode(Node *node) noexcept {
+  node->name.release();
+  if (node->type == TJSON_TYPE_STRING) {
+    node->string.release();
+  } else if (hasChildren(node->type)) {
+    std::free(node->children.items);
+  }
+  delete node;
+}
+
+void initPayload(Node *node, uint8_t type) noexcept {
+  node->type = type;
+  if (type == TJSON_TYPE_STRING) {
+    node->string.init();
+  } else if (hasChildren(type)) {
+    node->children = Children{nullptr, 0, 0};
+  } else {
+    node->unsignedInteger = 0;  // also false and 0.0
+  }
+}
+
+void moveToEnd(Node *parent, Node *child) noexcept {
+  Children &children = parent->children;
+  const uint32_t index = indexOf(parent, child);
+  if (index + 1 >= children.size) return;
+  std::memmove(children.items + index, children.items + index + 1,
+               (children.size - index - 1) * sizeof(Node *));
+  children.items[children.size - 1] = child;
+}
+
+// Copy of node without its children; withName also copies the member name.
+Node *cloneShallow(const Node *source, bool withName) {
+  OwnedNode copy(createNode(source->type));
+  switch (source->type) {
+    case TJSON_TYPE_STRING:
+      copy->string.assign(source->string.data(), source->string.length);
+      break;
+    case TJSON_TYPE_BOOLEAN:
+    case TJSON_TYPE_INTEGER:
+    case TJSON_TYPE_UNSIGNED:
+    case TJSON_TYPE_FLOAT:
+      copy->unsignedInteger = source->unsignedInteger;  // copies the bits of every scalar
+      break;
+    default:
+      break;
+  }
+  if (withName) copy->name.assign(source->name.data(), source->name.length);
+  return copy.release();
+}
+
+}  // namespace
+
+void Text::assign(const char *bytes, size_t size) {
+  if (size > kMaximumLength) throw std::bad_alloc();
+  if (size < kLocalCapacity) {
+    // local shares its storage with heap: keep the old block until the copy is done.
+    char *old = length >= kLocalCapacity ? heap : nullptr;
+    if (size != 0) std::memmove(local, bytes, size);
+    local[size] = '\0';
+    length = static_cast<uint32_t>(size);
+    delete[] old;
+    return;
+  }
+  char *fresh = new char[size + 1];
+  std::memcpy(fresh, bytes, size);
+  fresh[size] = '\0';
+  if (length >= kLocalCapacity) delete[] heap;
+  heap = fresh;
+  length = static_cast<uint32_t>(size);
+}
+
+Node *createNode(uint8_t type) {
+  Node *node = new Node();
+  node->parent = nullptr;
+  node->name.init();
+  initPayload(node, type);
+  return node;
+}
+
+void destroyTree(Node *root) noexcept {
+  // Walks down to the last child and frees on the way back up through the parent
+  // links, so that neither depth nor a failed allocation can stop a release.
+  Node *node = root;
+  while (node != nullptr) {
+    if (hasChildren(node->type) && node->children.size != 0) {
+      node = node->children.items[--node->children.size];
+      continue;
+    }
+    Node *up = node == root ? nullptr : node->parent;
+    freeNode(node);
+    node = up;
+  }
+}
+
+void resetPayload(Node *node, uint8_t type) noexcept {
+  if (node->type == TJSON_TYPE_STRING) {
+    node->string.release();
+  } else if (hasChildren(node->type)) {
+    Children &children = node->children;
+    for (uint32_t i = 0; i < children.size; ++i) destroyTree(children.items[i]);
+    std::free(children.items);
+  }
+  initPayload(node, type);
+}
+
+void reserveChildren(Node *node, uint32_t extra) {
+  Children &children = node->children;
+  const uint64_t needed = uint64_t{children.size} + extra;
+  if (needed <= children.capacity) return;
+  if (needed > UINT32_MAX) throw std::bad_alloc();
+  uint64_t capacity = children.capacity < 4 ? 4 : uint64_t{children.capacity} * 2;
+  if (capacity < needed) capacity = needed;
+  if (capacity > UINT32_MAX) capacity = UINT32_MAX;
+  void *items = std::realloc(children.items, capacity * sizeof(Node *));
+  if (items == nullptr) throw std::bad_alloc();
+  children.items = static_cast<Node **>(items);
+  children.capacity = static_cast<uint32_t>(capacity);
+}
+
+void appendChild(Node *node, Node *child) noexcept {
+  child->parent = node;
+  node->children.items[node->children.size++] = child;
+}
+
+void adoptChildren(Node *node, Node *const *items, size_t count) {
+  if (count == 0) return;
+  if (count > UINT32_MAX) throw std::bad_alloc();
+  void *block = std::malloc(count * sizeof(Node *));
+  if (block == nullptr) throw std::bad_alloc();
+  Children &children = node->children;
+  children.items = static_cast<Node **>(block);
+  children.size = static_cast<uint32_t>(count);
+  children.capacity = static_cast<uint32_t>(count);
+  for (size_t i = 0; i < count; ++i) {
+    items[i]->parent = node;
+    children.items[i] = items[i];
+  }
+}
+
+uint32_t indexOf(const Node *parent, const Node *child) noexcept {
+  const Children &children = parent->children;
+  // Callers mostly touch recent members: search from the end.
+  for (uint32_t i = children.size; i-- > 0;) {
+    if (children.items[i] == child) return i;
+  }
+  return children.size;
+}
+
+void detach(Node *node) noexcept {
+  Node *parent = node->parent;
+  if (parent == nullptr) return;
+  Children &children = parent->children;
+  const uint32_t index = indexOf(parent, node);
+  if (index < children.size) {
+    std::memmove(children.items + index, children.items + index + 1,
+                 (children.size - index - 1) * sizeof(Node *));
+    --children.size;
+  }
+  node->parent = nullptr;
+  node->name.release();
+}
+
+Node *findMember(const Node *node, const char *name, size_t length) noexcept {
+  const Children &children = node->children;
+  for (uint32_t i = 0; i < children.size; ++i) {
+    if (children.items[i]->name.equals(name, length)) return children.items[i];
+  }
+  return nullptr;
+}
+
+void makeReal(Node *node, uint8_t previousType) noexcept {
+  if (node->type == TJSON_TYPE_ABSENT) return;
+  bool appeared = previousType == TJSON_TYPE_ABSENT;
+  Node *child = node;
+  while (Node *parent = child->parent) {
+    if (parent->type == TJSON_TYPE_ARRAY) return;
+    // A member that appears goes to the end, as if it had just been added.
+    if (appeared) moveToEnd(parent, child);
+    if (parent->type != TJSON_TYPE_ABSENT && parent->type != TJSON_TYPE_NULL) return;
+    const uint8_t was = parent->type;
+    parent->type = TJSON_TYPE_OBJECT;    // keeps its (absent) members
+    if (was == TJSON_TYPE_NULL) return;  // a null was already printed in its parent
+    child = parent;
+    appeared = true;
+  }
+}
+
+uint64_t visibleSize(const Node *node) noexcept {
+  switch (node->type) {
+    case TJSON_TYPE_ARRAY:
+      return node->children.size;
+    case TJSON_TYPE_OBJECT: {
+      uint64_t count = 0;
+      for (uint32_t i = 0; i < node->children.size; ++i) {
+        if (node->children.items[i]->type != TJSON_TYPE_ABSENT) ++count;
+      }
+      return count;
+    }
+    case TJSON_TYPE_STRING:
+      return node->string.length;
+    default:
+      return 0;
+  }
+}
+
+Node *cloneTree(const Node *source) {
+  OwnedNode root(cloneShallow(source, false));
+  // Explicit stack: a tree built through the API has no depth limit.
+  std::vector<std::pair<const Node *, Node *>> pending;
+  pending.emplace_back(source, root.get());
+  while (!pending.empty()) {
+    const auto [from, to] = pending.back();
+    pending.pop_back();
+    if (from->type != TJSON_TYPE_ARRAY && from->type != TJSON_TYPE_OBJECT) continue;
+    const bool isObject = from->type == TJSON_TYPE_OBJECT;
+    const uint64_t count = visibleSize(from);
+    reserveChildren(to, static_cast<uint32_t>(count));
+    for (uint32_t i = 0; i < from->children.size; ++i) {
+      const Node *child = from->children.items[i];
+      if (isObject && child->type == TJSON_TYPE_ABSENT) continue;
+      Node *copy = cloneShallow(child, isObject);
+      appendChild(to, copy);
+      pending.emplace_back(child, copy);
+    }
+  }
+  return root.release();
+}
+
+}  // namespace tjson
