@@ -1,0 +1,93 @@
+/*
+ * ISP driver. This build drives a simulated ISP that keeps, for every block, the hardware
+ * state that the last push wrote, so that every layer above it runs for real without the
+ * target hardware.
+ *
+ * Stream state machine: off --TDriver_init--> initialised --TDriver_stream(1)--> streaming,
+ * streaming --TDriver_stream(0)--> initialised --TDriver_deinit--> off.
+ *   - TDriver_init programs every block from the database (the hardware state of each
+ *     block becomes a copy of its record) and is a no-op when already initialised.
+ *   - A block push (TDriver<Block>_process with flag 0) needs at least the initialised
+ *     state, otherwise TCOMMON_NOT_INITIALIZED (8); it latches the record's settings fields
+ *     into the block's hardware state.
+ *   - A block read-back (TDriver<Block>_statistics, or _process with flag 1) needs the
+ *     streaming state, otherwise 8; it writes the block's hardware state back into the
+ *     record.
+ *
+ * Journal: every call of a driver function (also one made to fail) appends the line
+ * "<function>(<argument>)", for example "TDriverDigitalGain_process(0)" or
+ * "TDriver_deinit()".
+ *
+ * Fault injection: after TDriverFault_set(driver, "TDriver_init", 8), that function returns
+ * 8 and does nothing else (it is still journaled) until TDriverFault_clear.
+ *
+ * All functions of one driver are safe to call from several threads.
+ */
+#ifndef T_DRIVER_H
+#define T_DRIVER_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include "t_database.h"
+
+#define TDRIVER_API __attribute__((visibility("default")))
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef struct TDriver TDriver;
+
+enum { TDRIVER_STATE_OFF = 0, TDRIVER_STATE_INITIALIZED = 1, TDRIVER_STATE_STREAMING = 2 };
+
+/* The driver borrows the database; it must outlive the driver. */
+TDRIVER_API uint32_t TDriver_open(TDatabase *database, TDriver **driver);
+TDRIVER_API uint32_t TDriver_close(TDriver **driver);
+
+TDRIVER_API uint32_t TDriver_init(TDriver *driver, uint8_t isStream);
+/* isStream 1: initialised -> streaming (off: 8). isStream 0: streaming -> initialised;
+ * in any other state nothing changes and 0 is returned. */
+TDRIVER_API uint32_t TDriver_stream(TDriver *driver, uint8_t isStream);
+/* Any state -> off. */
+TDRIVER_API uint32_t TDriver_deinit(TDriver *driver);
+/* Frame injection and raw capture switches; stored and reported by TDriver_status. */
+TDRIVER_API uint32_t TDriver_inject(TDriver *driver, uint8_t isInject);
+TDRIVER_API uint32_t TDriver_raw(TDriver *driver, uint8_t isRaw);
+
+typedef struct TDriverStatus {
+  uint32_t state; /* TDRIVER_STATE_* */
+  uint8_t isInject;
+  uint8_t isRaw;
+  uint64_t pushes;    /* block pushes that reached the hardware */
+  uint64_t readBacks; /* block read-backs that reached the hardware */
+} TDriverStatus;
+/* Not journaled. */
+TDRIVER_API uint32_t TDriver_status(TDriver *driver, TDriverStatus *status);
+
+/* The hardware state of a category's block: a record of that category's type holding
+ * what the last push (or TDriver_init) latched, copied into the caller's record. A block
+ * that was never programmed: TCOMMON_OUT_OF_RANGE. Not journaled; for tests and tools. */
+TDRIVER_API uint32_t TDriverHardware_get(TDriver *driver, const char *category, void *record);
+
+/* ---- Journal and fault injection --------------------------------------------------------- */
+
+/* The journal since the last clear, one line per call, each ending in '\n'. *text stays
+ * valid until the next journal or fault call on this driver. */
+TDRIVER_API uint32_t TDriverJournal_get(TDriver *driver, const char **text);
+TDRIVER_API uint32_t TDriverJournal_clear(TDriver *driver);
+/* function: an exported driver function name. Unknown name: TCOMMON_NOT_FOUND. code 0
+ * removes that function's fault. */
+TDRIVER_API uint32_t TDriverFault_set(TDriver *driver, const char *function, uint32_t code);
+TDRIVER_API uint32_t TDriverFault_clear(TDriver *driver);
+
+/* ---- Blocks ---------------------------------------------------------------------------------
+ * Per block a push function TDriver<Block>_process(driver, flag) and, for blocks that can be
+ * read back, TDriver<Block>_statistics(driver, flag). flag is the shell's read flag: 0 for a
+ * push, 1 for a read-back. Declared here as the blocks are added. */
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* T_DRIVER_H */

@@ -1,0 +1,76 @@
+// The driver object shared by the driver's source files.
+#ifndef T_DRIVER_DRIVER_INTERNAL_H
+#define T_DRIVER_DRIVER_INTERNAL_H
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "journal.h"
+#include "t_driver.h"
+
+namespace tdriver {
+
+inline constexpr char kInit[] = "TDriver_init";
+inline constexpr char kStream[] = "TDriver_stream";
+inline constexpr char kDeinit[] = "TDriver_deinit";
+inline constexpr char kInject[] = "TDriver_inject";
+inline constexpr char kRaw[] = "TDriver_raw";
+inline constexpr const char *kStreamControlFunctions[] = {kInit, kStream, kDeinit, kInject, kRaw};
+
+struct NameHash {
+  using is_transparent = void;
+  size_t operator()(std::string_view name) const noexcept {
+    return std::hash<std::string_view>{}(name);
+  }
+};
+
+template <typename Value>
+using NameMap = std::unordered_map<std::string, Value, NameHash, std::equal_to<>>;
+
+// Whether function names an exported driver function that is journaled and can be made
+// to fail: the stream controls and the functions of every block.
+bool isKnownFunction(std::string_view function);
+
+// Journal lines numbered since and later; see Journal::since. For the tuning server.
+uint32_t journalSince(TDriver *driver, uint64_t since, std::string *lines, uint64_t *next);
+
+}  // namespace tdriver
+
+struct TDriver {
+  explicit TDriver(TDatabase *database) : database(database) {}
+
+  TDatabase *const database;  // borrowed
+  std::mutex mutex;           // guards everything below
+
+  uint32_t state = TDRIVER_STATE_OFF;
+  uint8_t isInject = 0;
+  uint8_t isRaw = 0;
+  uint64_t pushes = 0;
+  uint64_t readBacks = 0;
+
+  // Hardware state per category: a record of that category's type, zero-filled when
+  // first programmed and written only through TDatabase_copyRecord, so that it holds
+  // settings fields only (no transient buffers of the database's records).
+  tdriver::NameMap<std::unique_ptr<std::byte[]>> hardware;
+
+  tdriver::NameMap<uint32_t> faults;  // function name -> code it returns
+  tdriver::Journal journal;
+};
+
+namespace tdriver {
+
+// Starts a journaled call with the driver locked: journals it and returns the injected
+// fault of function, if any (or TCOMMON_NO_MEMORY when the journal cannot grow). A
+// non-zero result ends the call with that code and nothing else done.
+uint32_t beginCall(TDriver &driver, const char *function, std::optional<uint32_t> argument);
+
+}  // namespace tdriver
+
+#endif  // T_DRIVER_DRIVER_INTERNAL_H
