@@ -1,0 +1,70 @@
+// The shell instance and the helpers that every category file of the shell shares.
+#ifndef T_SHELL_INTERNAL_H
+#define T_SHELL_INTERNAL_H
+
+#include <cstdint>
+
+#include "t_common.h"
+#include "t_database.h"
+#include "t_driver.h"
+#include "t_json.h"
+#include "t_shell.h"
+
+// A category handler: (instance, key text, the item's "value") -> result code.
+using TShellHandler = uint32_t (*)(TShell *shell, const char *key, TJsonValue *value);
+// A before or after hook: (instance, module record) -> result code. A hook's address
+// identifies its category file, which is how deferred pushes are collected.
+using TShellHook = uint32_t (*)(TShell *shell, void *record);
+
+inline constexpr int kShellNameCapacity = 16;
+// Client messages are formatted into zero-filled buffers of this size (text cut at 299).
+inline constexpr int kShellMessageCapacity = 300;
+
+struct TShell {
+  TDatabase *database;
+  TDriver *driver;
+  TCommonLogger *logger;
+  // The push owed to the hardware and not yet run, with the record of the command that
+  // left it pending: a deferred hook always works on its own category's record.
+  TShellHook pendingAfter;
+  void *pendingRecord;
+  // The read-back that already refreshed its record in this request.
+  TShellHook lastBefore;
+  uint64_t commandIndex;  // 1-based number of the item being handled
+  uint64_t commandCount;  // items in the request
+  TDatabaseReport *report;
+  char name[kShellNameCapacity];
+  TCommonMap *categories;
+  TJsonReader *reader;
+  TJsonWriter *writer;
+  uint8_t readFlag;  // the current item is a read (its "value" is empty)
+  TCommonSemaphore *semaphore;
+};
+
+// Trace levels of the shell.
+inline constexpr uint32_t kTraceIgnored = 0;  // failures that are ignored (cache fallback)
+inline constexpr uint32_t kTraceSummary = 1;  // request and response summaries
+inline constexpr uint32_t kTraceError = 3;    // failures that are returned
+
+// Prints the standard failure line "<file>:<line>: <function>(): <error text>(<code>)".
+void shellTrace(uint32_t level, const char *file, int line, const char *function, uint32_t code);
+
+#define SHELL_TRACE(code) shellTrace(kTraceError, __FILE__, __LINE__, __func__, (code))
+#define SHELL_TRACE_AS(function, code) \
+  shellTrace(kTraceError, __FILE__, __LINE__, (function), (code))
+
+// Formats a client message into a zero-filled buffer of kShellMessageCapacity bytes,
+// behind the instance name ("Out of range" becomes "Shell: Out of range"), and queues it
+// in the instance's logger, which takes the buffer. Returns the logger's code.
+uint32_t shellMessage(TShell *shell, const char *format, ...) __attribute__((format(printf, 2, 3)));
+
+// The registered categories in registration order: category name and handler (NULL for a
+// category whose handler is not part of this build; it is then not registered).
+struct ShellCategory {
+  const char *name;
+  TShellHandler handler;
+};
+extern const ShellCategory kShellCategories[];
+extern const uint32_t kShellCategoryCount;
+
+#endif  // T_SHELL_INTERNAL_H

@@ -1,0 +1,396 @@
+// The shell instance, its category registry and the processing of one request.
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "shell_internal.h"
+
+// ---- Category registry ----------------------------------------------------------------
+//
+// Registration order is alphabetical by the source file of each category, not by the
+// category name, so "AES_2" sits between "EC_2" and "FC". A category without a handler in
+// this build is not registered: a request for it is answered "is never registered".
+const ShellCategory kShellCategories[] = {
+    {"A2DNR_6", nullptr},   {"A3DNR_4", nullptr},    {"ABLS", nullptr},       {"ACNR_2_2", nullptr},
+    {"ACP_1_2", nullptr},   {"ADPCC", nullptr},      {"ADMSC_3", nullptr},    {"AEE_3", nullptr},
+    {"AE_4", nullptr},      {"AF_4", nullptr},       {"AFM_3", nullptr},      {"AGC_2", nullptr},
+    {"ALSC_3", nullptr},    {"AWB_4", nullptr},      {"AWDR_5_2_1", nullptr}, {"2DNR_6", nullptr},
+    {"3AI_2", nullptr},     {"3DNR_4", nullptr},     {"BLS", nullptr},        {"CCM", nullptr},
+    {"CNR_2_2", nullptr},   {"CP_1_2", nullptr},     {"CPD_1_1", nullptr},    {"DMSC_3", nullptr},
+    {"DVC", nullptr},       {"DPCC", nullptr},       {"DG", nullptr},         {"EE_3", nullptr},
+    {"EC_2", nullptr},      {"AES_2", nullptr},      {"FC", nullptr},         {"GC_2", nullptr},
+    {"GE", nullptr},        {"HDR_3_2DOL", nullptr}, {"HTG", nullptr},        {"HTG_2", nullptr},
+    {"IPT", nullptr},       {"ISP", nullptr},        {"LSC_3", nullptr},      {"MISC", nullptr},
+    {"OPT", nullptr},       {"RPT", nullptr},        {"RGT", nullptr},        {"RGBIR", nullptr},
+    {"RGBIR_1_1", nullptr}, {"SS", nullptr},         {"ST", nullptr},         {"TL", nullptr},
+    {"TM", nullptr},        {"WB_1_1", nullptr},     {"WDR_5_2_1", nullptr},
+};
+const uint32_t kShellCategoryCount = sizeof(kShellCategories) / sizeof(kShellCategories[0]);
+
+// ---- Shared helpers --------------------------------------------------------------------
+
+void shellTrace(uint32_t level, const char *file, int line, const char *function, uint32_t code) {
+  TCommonTracer_print(TCommonTracerHandle, level, "%s:%d: %s(): %s(%d)\n", file, line, function,
+                      TCommonError_text(code), static_cast<int>(code));
+}
+
+uint32_t shellMessage(TShell *shell, const char *format, ...) {
+  char *text = static_cast<char *>(calloc(kShellMessageCapacity, 1));
+  if (text == nullptr) return TCOMMON_NO_MEMORY;
+  int used = snprintf(text, kShellMessageCapacity, "%s: ", shell->name);
+  if (used > 0 && used < kShellMessageCapacity) {
+    va_list arguments;
+    va_start(arguments, format);
+    vsnprintf(text + used, kShellMessageCapacity - used, format, arguments);
+    va_end(arguments);
+  }
+  return TCommonLogger_messageSet(shell->logger, text);
+}
+
+namespace {
+
+constexpr char kShellName[] = "Shell";
+constexpr uint64_t kSummaryLength = 50;
+
+enum class Direction { Client, Server };
+
+// ---- Open -------------------------------------------------------------------------------
+
+uint32_t registerCategories(TShell *shell) {
+  for (uint32_t i = 0; i < kShellCategoryCount; ++i) {
+    const ShellCategory &category = kShellCategories[i];
+    if (category.handler == nullptr) continue;
+    uint32_t code = TCommonMap_add(shell->categories, category.name,
+                                   reinterpret_cast<void *>(category.handler));
+    if (code != TCOMMON_SUCCESS) {
+      SHELL_TRACE_AS("registerCategories", code);
+      return code;
+    }
+  }
+  return TCOMMON_SUCCESS;
+}
+
+// ---- One request ------------------------------------------------------------------------
+
+// Traces a preview of the request or response text. The preview is only made when the
+// tracer prints summaries, so a quiet host pays nothing for it.
+uint32_t summary(Direction direction, const char *text) {
+  if (TCommonTracer_level(TCommonTracerHandle) < static_cast<int32_t>(kTraceSummary)) {
+    return TCOMMON_SUCCESS;
+  }
+  char preview[kSummaryLength + 1] = {};
+  uint32_t code = TJsonUtility_shortenForDisplay(text, text + strlen(text), kSummaryLength, preview,
+                                                 sizeof(preview));
+  if (code != TCOMMON_SUCCESS) {
+    SHELL_TRACE_AS("summary", code);
+    return code;
+  }
+  TCommonTracer_print(TCommonTracerHandle, kTraceSummary,
+                      direction == Direction::Client ? "Client: %s\n" : "Server: %s\n", preview);
+  return TCOMMON_SUCCESS;
+}
+
+// Applies the item's "permission" (an "r" anywhere grants reading, a "w" writing; no
+// permission grants both) and removes it from the item. Returns 0 when the item may run;
+// 13 after queueing the denial message; another code when a step failed.
+uint32_t permissionCheck(TShell *shell, TJsonValue *item) {
+  TJsonValue *permission = nullptr;
+  uint32_t code = TJsonPath(item, "permission", &permission);
+  if (code != TCOMMON_SUCCESS) {
+    SHELL_TRACE(code);
+    return code;
+  }
+  bool mayRead = true;
+  bool mayWrite = true;
+  if (!TJsonValue_isEmpty(permission)) {
+    const char *letters = nullptr;
+    if (TJsonValue_asString(permission, &letters) != TCOMMON_SUCCESS) letters = "";
+    mayRead = strchr(letters, 'r') != nullptr;
+    mayWrite = strchr(letters, 'w') != nullptr;
+  }
+  code = TJsonValue_removeMemberFromObject(item, "permission");
+  if (code != TCOMMON_SUCCESS) {
+    SHELL_TRACE(code);
+    return code;
+  }
+  const char *denied = nullptr;
+  if (shell->readFlag && !mayRead) denied = "Read permission denied";
+  if (!shell->readFlag && !mayWrite) denied = "Write permission denied";
+  if (denied == nullptr) return TCOMMON_SUCCESS;
+  code = shellMessage(shell, "%s", denied);
+  if (code != TCOMMON_SUCCESS) {
+    SHELL_TRACE(code);
+    return code;
+  }
+  return TCOMMON_PERMISSION_DENIED;
+}
+
+// Looks up a member that must hold a text ("category", "key").
+uint32_t memberText(TJsonValue *item, const char *name, const char **text) {
+  TJsonValue *member = nullptr;
+  uint32_t code = TJsonPath(item, name, &member);
+  if (code == TCOMMON_SUCCESS) code = TJsonValue_asString(member, text);
+  return code;
+}
+
+// The client message for a handler result, or NULL for results that reach the client
+// only through the messages the handler queued itself.
+const char *resultMessage(uint32_t result) {
+  switch (result) {
+    case TCOMMON_OUT_OF_RANGE:
+      return "Out of range";
+    case TCOMMON_NOT_INITIALIZED:
+      return "Driver is not initialized";
+    case TCOMMON_WRONG_CONFIGURATION:
+      return "Wrong configuration";
+    default:
+      return nullptr;
+  }
+}
+
+// Moves every queued message into the item's "message" array.
+uint32_t drainMessages(TShell *shell, TJsonValue *item) {
+  for (;;) {
+    char *text = nullptr;
+    uint32_t code = TCommonLogger_messageGet(shell->logger, &text);
+    if (code == TCOMMON_OUT_OF_RANGE) return TCOMMON_SUCCESS;
+    if (code != TCOMMON_SUCCESS) {
+      SHELL_TRACE_AS("single", code);
+      return code;
+    }
+    TJsonValue *messages = nullptr;
+    code = TJsonValue_member(item, "message", &messages);
+    if (code == TCOMMON_SUCCESS) code = TJsonValue_addStringToArray(messages, text);
+    free(text);
+    if (code != TCOMMON_SUCCESS) {
+      SHELL_TRACE_AS("failed", code);
+      return code;
+    }
+  }
+}
+
+// Runs one request item in place.
+uint32_t single(TShell *shell, TJsonValue *item) {
+  const char *category = nullptr;
+  const char *key = nullptr;
+  TJsonValue *value = nullptr;
+  uint32_t code = memberText(item, "category", &category);
+  if (code == TCOMMON_SUCCESS) code = memberText(item, "key", &key);
+  if (code == TCOMMON_SUCCESS) code = TJsonPath(item, "value", &value);
+  if (code != TCOMMON_SUCCESS) {
+    SHELL_TRACE(code);
+    return code;
+  }
+  shell->readFlag = TJsonValue_isEmpty(value);
+
+  code = permissionCheck(shell, item);
+  if (code != TCOMMON_SUCCESS) {
+    SHELL_TRACE(code);
+  } else {
+    void *handler = nullptr;
+    code = TCommonMap_get(shell->categories, category, &handler);
+    if (code == TCOMMON_OUT_OF_RANGE) {
+      code = shellMessage(shell, "%s is never registered", category);
+      if (code != TCOMMON_SUCCESS) {
+        SHELL_TRACE(code);
+        return code;
+      }
+      SHELL_TRACE(TCOMMON_OUT_OF_RANGE);
+    } else if (code != TCOMMON_SUCCESS) {
+      SHELL_TRACE(code);
+    } else {
+      code = TJsonPath(item, "value", &value);
+      if (code != TCOMMON_SUCCESS) {
+        SHELL_TRACE(code);
+        return code;
+      }
+      uint32_t result = reinterpret_cast<TShellHandler>(handler)(shell, key, value);
+      const char *message = resultMessage(result);
+      if (result == TCOMMON_NOT_REGISTERED) {
+        code = shellMessage(shell, "%s/%s is never registered", category, key);
+      } else if (message != nullptr) {
+        code = shellMessage(shell, "%s", message);
+      }
+      if (code != TCOMMON_SUCCESS) {
+        SHELL_TRACE(code);
+        return code;
+      }
+    }
+  }
+
+  if (!shell->readFlag) {
+    code = TJsonValue_removeMemberFromObject(item, "value");
+    if (code != TCOMMON_SUCCESS) {
+      SHELL_TRACE(code);
+      return code;
+    }
+  }
+  return drainMessages(shell, item);
+}
+
+// Builds the response of a request: the processed item, or an array of processed items.
+// Returns the response root, or NULL when the request is neither an object nor an array or
+// the response could not be made.
+TJsonValue *respond(TShell *shell, TJsonValue *request) {
+  uint32_t type = TJSON_TYPE_NULL;
+  TJsonValue_type(request, &type);
+  TJsonValue *response = nullptr;
+  if (type == TJSON_TYPE_OBJECT) {
+    shell->commandIndex = 1;
+    shell->commandCount = 1;
+    uint32_t code = TJsonValue_clone(request, &response);
+    if (code != TCOMMON_SUCCESS) {
+      SHELL_TRACE_AS("single", code);
+      SHELL_TRACE(code);
+      return nullptr;
+    }
+    code = single(shell, response);
+    if (code != TCOMMON_SUCCESS) SHELL_TRACE(code);
+    return response;
+  }
+  if (type != TJSON_TYPE_ARRAY) return nullptr;
+
+  uint32_t code = TJsonValue_create(TJSON_TYPE_ARRAY, &response);
+  if (code != TCOMMON_SUCCESS) {
+    SHELL_TRACE(code);
+    return nullptr;
+  }
+  uint64_t count = 0;
+  TJsonValue_size(request, &count);
+  shell->commandCount = count;
+  for (uint64_t i = 0; i < count; ++i) {
+    shell->commandIndex = i + 1;
+    TJsonValue *element = nullptr;
+    TJsonValue *item = nullptr;
+    code = TJsonValue_item(request, i, &element);
+    if (code == TCOMMON_SUCCESS) code = TJsonValue_clone(element, &item);
+    if (code != TCOMMON_SUCCESS) {
+      SHELL_TRACE_AS("single", code);
+      item = nullptr;
+    } else {
+      single(shell, item);
+    }
+    code = TJsonValue_addValueToArray(response, item);
+    if (code != TCOMMON_SUCCESS) {
+      SHELL_TRACE(code);
+      TJsonValue_delete(item);
+      break;
+    }
+  }
+  return response;
+}
+
+}  // namespace
+
+// ---- Exported API ------------------------------------------------------------------------
+
+extern "C" TSHELL_API uint32_t TShell_open(void *handles[3], TShell **out) {
+  if (handles == nullptr || out == nullptr) return TCOMMON_INVALID_ARGUMENT;
+  TShell *shell = static_cast<TShell *>(calloc(1, sizeof(TShell)));
+  *out = shell;
+  if (shell == nullptr) return TCOMMON_NO_MEMORY;
+  memcpy(shell->name, kShellName, sizeof(kShellName));
+  shell->database = static_cast<TDatabase *>(handles[0]);
+  shell->driver = static_cast<TDriver *>(handles[1]);
+  shell->logger = static_cast<TCommonLogger *>(handles[2]);
+
+  void *report = nullptr;
+  uint32_t code = TDatabase_query(shell->database, "RPT", &report);
+  if (code != TCOMMON_SUCCESS) {
+    SHELL_TRACE(code);
+    return code;
+  }
+  shell->report = static_cast<TDatabaseReport *>(report);
+  code = TCommonMap_open(&shell->categories);
+  if (code != TCOMMON_SUCCESS) {
+    SHELL_TRACE(code);
+    return code;
+  }
+  code = registerCategories(shell);
+  if (code != TCOMMON_SUCCESS) return code;
+  code = TJsonReader_open(&shell->reader);
+  if (code != TCOMMON_SUCCESS) {
+    SHELL_TRACE(code);
+    return code;
+  }
+  // Compact output; an absent response prints as null, doubles in their shortest form.
+  TJsonWriterConfiguration configuration = {};
+  configuration.flags = TJSON_WRITER_NULL_FOR_ABSENT | TJSON_WRITER_SHORTEST_FLOAT;
+  code = TJsonWriter_open(&configuration, &shell->writer);
+  if (code != TCOMMON_SUCCESS) {
+    SHELL_TRACE(code);
+    return code;
+  }
+  code = TCommonSemaphore_open(0, &shell->semaphore);
+  if (code != TCOMMON_SUCCESS) {
+    SHELL_TRACE(code);
+    return code;
+  }
+  return TCOMMON_SUCCESS;
+}
+
+extern "C" TSHELL_API uint32_t TShell_process(TShell *shell, const char *request,
+                                              const char **response) {
+  if (shell == nullptr || request == nullptr || response == nullptr) {
+    return TCOMMON_INVALID_ARGUMENT;
+  }
+  uint32_t code = TCommonSemaphore_wait(shell->semaphore);
+  if (code != TCOMMON_SUCCESS) {
+    SHELL_TRACE(code);
+    return code;
+  }
+
+  TJsonValue *requestValue = nullptr;
+  TJsonValue *responseValue = nullptr;
+  code = summary(Direction::Client, request);
+  if (code != TCOMMON_SUCCESS) {
+    SHELL_TRACE(code);
+  } else {
+    // A request that is not JSON leaves the instance locked: hosts validate first.
+    code = TJsonReader_parse(shell->reader, request, request + strlen(request), &requestValue);
+    if (code != TCOMMON_SUCCESS) {
+      SHELL_TRACE(code);
+      return code;
+    }
+    shell->pendingAfter = nullptr;
+    shell->pendingRecord = nullptr;
+    shell->lastBefore = nullptr;
+    shell->commandIndex = 0;
+    shell->commandCount = 0;
+    responseValue = respond(shell, requestValue);
+  }
+
+  code = TJsonWriter_stringify(shell->writer, responseValue, response);
+  if (code != TCOMMON_SUCCESS) {
+    SHELL_TRACE(code);
+    return code;
+  }
+  code = summary(Direction::Server, *response);
+  if (code != TCOMMON_SUCCESS) {
+    SHELL_TRACE(code);
+    return code;
+  }
+  if (requestValue != nullptr) code = TJsonValue_delete(requestValue);
+  if (code == TCOMMON_SUCCESS && responseValue != nullptr) code = TJsonValue_delete(responseValue);
+  if (code != TCOMMON_SUCCESS) {
+    SHELL_TRACE(code);
+    return code;
+  }
+  code = TCommonSemaphore_post(shell->semaphore);
+  if (code != TCOMMON_SUCCESS) SHELL_TRACE(code);
+  return code;
+}
+
+extern "C" TSHELL_API uint32_t TShell_close(TShell **shell) {
+  if (shell == nullptr || *shell == nullptr) return TCOMMON_INVALID_ARGUMENT;
+  uint32_t code = TCommonSemaphore_close(&(*shell)->semaphore);
+  if (code != TCOMMON_SUCCESS) return code;
+  code = TCommonMap_close(&(*shell)->categories);
+  if (code != TCOMMON_SUCCESS) return code;
+  // The reader and writer stay allocated: a response text handed out by the last
+  // TShell_process may still be in the host's hands.
+  free(*shell);
+  *shell = nullptr;
+  return TCOMMON_SUCCESS;
+}

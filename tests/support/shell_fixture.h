@@ -1,0 +1,58 @@
+// A shell over the built-in database, the simulated ISP and a logger, with a helper that
+// sends one request text and returns the response text and the driver calls it made.
+#ifndef TESTS_SHELL_FIXTURE_H
+#define TESTS_SHELL_FIXTURE_H
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "t_common.h"
+#include "t_database.h"
+#include "t_driver.h"
+#include "t_json.h"
+#include "t_shell.h"
+
+struct Exchange {
+  uint32_t code = 0;     // what TShell_process returned
+  std::string response;  // the response text ("" when there was none)
+  std::string journal;   // driver calls made while the request ran, one per line
+};
+
+class ShellTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(TCommonLogger_open(&logger_), TCOMMON_SUCCESS);
+    ASSERT_EQ(TDatabase_open(nullptr, &database_), TCOMMON_SUCCESS);
+    ASSERT_EQ(TDriver_open(database_, &driver_), TCOMMON_SUCCESS);
+    void *handles[3] = {database_, driver_, logger_};
+    ASSERT_EQ(TShell_open(handles, &shell_), TCOMMON_SUCCESS);
+  }
+
+  void TearDown() override {
+    if (shell_ != nullptr) {
+      EXPECT_EQ(TShell_close(&shell_), TCOMMON_SUCCESS);
+    }
+    if (driver_ != nullptr) TDriver_close(&driver_);
+    if (database_ != nullptr) TDatabase_close(&database_);
+    if (logger_ != nullptr) TCommonLogger_close(&logger_);
+  }
+
+  Exchange send(const std::string &request) {
+    Exchange exchange;
+    TDriverJournal_clear(driver_);
+    const char *response = nullptr;
+    exchange.code = TShell_process(shell_, request.c_str(), &response);
+    if (exchange.code == TCOMMON_SUCCESS && response != nullptr) exchange.response = response;
+    const char *journal = nullptr;
+    if (TDriverJournal_get(driver_, &journal) == TCOMMON_SUCCESS) exchange.journal = journal;
+    return exchange;
+  }
+
+  TCommonLogger *logger_ = nullptr;
+  TDatabase *database_ = nullptr;
+  TDriver *driver_ = nullptr;
+  TShell *shell_ = nullptr;
+};
+
+#endif  // TESTS_SHELL_FIXTURE_H
