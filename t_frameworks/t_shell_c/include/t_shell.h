@@ -46,135 +46,79 @@ TSHELL_API uint32_t TShell_process(TShell *shell, const char *request, const cha
  * instance are not released (a known, bounded leak of two small objects per instance). */
 TSHELL_API uint32_t TShell_close(TShell **shell);
 
-/* ---- Category handlers: (instance, key, value) -> result code ------------------------------
- * Each registered category has an exported handler that a host may also call directly.
- * Declared here as the categories are added. */
+/* ---- Category handlers ------------------------------------------------------------------
+ * Every category has an exported handler of this type, which a host may also call directly
+ * with the instance, the key text and the item's "value". Declared here as the categories
+ * are added. */
+typedef uint32_t TShellHandlerFunction(TShell *shell, const char *key, TJsonValue *value);
 
 /* ---- Block versions that this build does not serve: each returns 10 at once. ---------- */
-TSHELL_API uint32_t TShell2DNoiseReduction_3_process(TShell *shell, const char *key,
-                                                     TJsonValue *value);
-TSHELL_API uint32_t TShell2DNoiseReduction_5_2_process(TShell *shell, const char *key,
-                                                       TJsonValue *value);
-TSHELL_API uint32_t TShell3DNoiseReduction_1_2_process(TShell *shell, const char *key,
-                                                       TJsonValue *value);
-TSHELL_API uint32_t TShell3DNoiseReduction_2_1_process(TShell *shell, const char *key,
-                                                       TJsonValue *value);
-TSHELL_API uint32_t TShell3DNoiseReduction_2_4_process(TShell *shell, const char *key,
-                                                       TJsonValue *value);
-TSHELL_API uint32_t TShell3DNoiseReduction_3_1_process(TShell *shell, const char *key,
-                                                       TJsonValue *value);
-TSHELL_API uint32_t TShell3DNoiseReduction_3_process(TShell *shell, const char *key,
-                                                     TJsonValue *value);
-TSHELL_API uint32_t TShellAuto2DNoiseReduction_3_process(TShell *shell, const char *key,
-                                                         TJsonValue *value);
-TSHELL_API uint32_t TShellAuto2DNoiseReduction_5_2_process(TShell *shell, const char *key,
-                                                           TJsonValue *value);
-TSHELL_API uint32_t TShellAuto3DNoiseReduction_1_2_process(TShell *shell, const char *key,
-                                                           TJsonValue *value);
-TSHELL_API uint32_t TShellAuto3DNoiseReduction_2_1_process(TShell *shell, const char *key,
-                                                           TJsonValue *value);
-TSHELL_API uint32_t TShellAuto3DNoiseReduction_3_1_process(TShell *shell, const char *key,
-                                                           TJsonValue *value);
-TSHELL_API uint32_t TShellAuto3DNoiseReduction_3_process(TShell *shell, const char *key,
-                                                         TJsonValue *value);
-TSHELL_API uint32_t TShellAutoColorNoiseReduction_2_1_process(TShell *shell, const char *key,
-                                                              TJsonValue *value);
-TSHELL_API uint32_t TShellAutoDeMosaic_2_process(TShell *shell, const char *key, TJsonValue *value);
-TSHELL_API uint32_t TShellAutoDeNoisePreFilter_process(TShell *shell, const char *key,
-                                                       TJsonValue *value);
-TSHELL_API uint32_t TShellAutoEdgeEnhance_2_process(TShell *shell, const char *key,
-                                                    TJsonValue *value);
-TSHELL_API uint32_t TShellAutoExposureMeasurement_2_process(TShell *shell, const char *key,
-                                                            TJsonValue *value);
-TSHELL_API uint32_t TShellAutoExposureStatistics_3_process(TShell *shell, const char *key,
-                                                           TJsonValue *value);
-TSHELL_API uint32_t TShellAutoExposure_3_process(TShell *shell, const char *key, TJsonValue *value);
-TSHELL_API uint32_t TShellAutoFocusMeasurement_1_1_process(TShell *shell, const char *key,
-                                                           TJsonValue *value);
-TSHELL_API uint32_t TShellAutoFocusMeasurement_process(TShell *shell, const char *key,
-                                                       TJsonValue *value);
-TSHELL_API uint32_t TShellAutoFocus_3_process(TShell *shell, const char *key, TJsonValue *value);
-TSHELL_API uint32_t TShellAutoGlobalToneMapping_process(TShell *shell, const char *key,
-                                                        TJsonValue *value);
-TSHELL_API uint32_t TShellAutoHighDynamicRange_process(TShell *shell, const char *key,
-                                                       TJsonValue *value);
-TSHELL_API uint32_t TShellAutoLensShadingCorrection_2_process(TShell *shell, const char *key,
-                                                              TJsonValue *value);
-TSHELL_API uint32_t TShellAutoLensShadingCorrection_4_process(TShell *shell, const char *key,
-                                                              TJsonValue *value);
-TSHELL_API uint32_t TShellAutoRgbInfraredRadiation_2_1_process(TShell *shell, const char *key,
-                                                               TJsonValue *value);
-TSHELL_API uint32_t TShellAutoWhiteBalance_3_process(TShell *shell, const char *key,
-                                                     TJsonValue *value);
-TSHELL_API uint32_t TShellAutoWideDynamicRange_4_1_process(TShell *shell, const char *key,
-                                                           TJsonValue *value);
-TSHELL_API uint32_t TShellAutoWideDynamicRange_5_1_process(TShell *shell, const char *key,
-                                                           TJsonValue *value);
-TSHELL_API uint32_t TShellAutoWideDynamicRange_5_2_process(TShell *shell, const char *key,
-                                                           TJsonValue *value);
-TSHELL_API uint32_t TShellAutoWideDynamicRange_5_process(TShell *shell, const char *key,
-                                                         TJsonValue *value);
-TSHELL_API uint32_t TShellColorCorrectionWhitePixel_process(TShell *shell, const char *key,
-                                                            TJsonValue *value);
-TSHELL_API uint32_t TShellColorNoiseReduction_2_1_process(TShell *shell, const char *key,
-                                                          TJsonValue *value);
-TSHELL_API uint32_t TShellColorNoiseReduction_process(TShell *shell, const char *key,
-                                                      TJsonValue *value);
-TSHELL_API uint32_t TShellDeMosaic_1_1_process(TShell *shell, const char *key, TJsonValue *value);
-TSHELL_API uint32_t TShellDeMosaic_2_process(TShell *shell, const char *key, TJsonValue *value);
-TSHELL_API uint32_t TShellDeNoisePreFilter_process(TShell *shell, const char *key,
-                                                   TJsonValue *value);
-TSHELL_API uint32_t TShellDynamicContrastImprovementHistogram_process(TShell *shell,
-                                                                      const char *key,
-                                                                      TJsonValue *value);
-TSHELL_API uint32_t TShellEdgeEnhance_2_process(TShell *shell, const char *key, TJsonValue *value);
-TSHELL_API uint32_t TShellEdgeEnhance_process(TShell *shell, const char *key, TJsonValue *value);
-TSHELL_API uint32_t TShellGammaCorrection_process(TShell *shell, const char *key,
-                                                  TJsonValue *value);
-TSHELL_API uint32_t TShellGlobalToneMapping_process(TShell *shell, const char *key,
-                                                    TJsonValue *value);
-TSHELL_API uint32_t TShellGlobalWideDynamicRange_process(TShell *shell, const char *key,
-                                                         TJsonValue *value);
-TSHELL_API uint32_t TShellGreenEquilibration_2_process(TShell *shell, const char *key,
-                                                       TJsonValue *value);
-TSHELL_API uint32_t TShellHighDynamicRange_1_3_process(TShell *shell, const char *key,
-                                                       TJsonValue *value);
-TSHELL_API uint32_t TShellHighDynamicRange_2_1_2dol_process(TShell *shell, const char *key,
-                                                            TJsonValue *value);
-TSHELL_API uint32_t TShellHighDynamicRange_2_1_process(TShell *shell, const char *key,
-                                                       TJsonValue *value);
-TSHELL_API uint32_t TShellHighDynamicRange_2_process(TShell *shell, const char *key,
-                                                     TJsonValue *value);
-TSHELL_API uint32_t TShellHighDynamicRange_3_Lite_process(TShell *shell, const char *key,
-                                                          TJsonValue *value);
-TSHELL_API uint32_t TShellHighDynamicRange_3_process(TShell *shell, const char *key,
-                                                     TJsonValue *value);
-TSHELL_API uint32_t TShellLensShadingCorrectionWhitePixel_process(TShell *shell, const char *key,
-                                                                  TJsonValue *value);
-TSHELL_API uint32_t TShellLensShadingCorrection_2_process(TShell *shell, const char *key,
-                                                          TJsonValue *value);
-TSHELL_API uint32_t TShellLensShadingCorrection_4_process(TShell *shell, const char *key,
-                                                          TJsonValue *value);
-TSHELL_API uint32_t TShellLensShadingCorrection_process(TShell *shell, const char *key,
-                                                        TJsonValue *value);
-TSHELL_API uint32_t TShellLookUpTable3D_process(TShell *shell, const char *key, TJsonValue *value);
-TSHELL_API uint32_t TShellPhaseDetectionAutoFocus_process(TShell *shell, const char *key,
-                                                          TJsonValue *value);
-TSHELL_API uint32_t TShellRgbInfraredRadiation_2_1_process(TShell *shell, const char *key,
-                                                           TJsonValue *value);
-TSHELL_API uint32_t TShellRgbInfraredRadiation_2_process(TShell *shell, const char *key,
-                                                         TJsonValue *value);
-TSHELL_API uint32_t TShellWhiteBalance_process(TShell *shell, const char *key, TJsonValue *value);
-TSHELL_API uint32_t TShellWideDynamicRange_3_1_process(TShell *shell, const char *key,
-                                                       TJsonValue *value);
-TSHELL_API uint32_t TShellWideDynamicRange_4_1_process(TShell *shell, const char *key,
-                                                       TJsonValue *value);
-TSHELL_API uint32_t TShellWideDynamicRange_5_1_process(TShell *shell, const char *key,
-                                                       TJsonValue *value);
-TSHELL_API uint32_t TShellWideDynamicRange_5_2_process(TShell *shell, const char *key,
-                                                       TJsonValue *value);
-TSHELL_API uint32_t TShellWideDynamicRange_5_process(TShell *shell, const char *key,
-                                                     TJsonValue *value);
+TSHELL_API TShellHandlerFunction TShell2DNoiseReduction_3_process;
+TSHELL_API TShellHandlerFunction TShell2DNoiseReduction_5_2_process;
+TSHELL_API TShellHandlerFunction TShell3DNoiseReduction_1_2_process;
+TSHELL_API TShellHandlerFunction TShell3DNoiseReduction_2_1_process;
+TSHELL_API TShellHandlerFunction TShell3DNoiseReduction_2_4_process;
+TSHELL_API TShellHandlerFunction TShell3DNoiseReduction_3_1_process;
+TSHELL_API TShellHandlerFunction TShell3DNoiseReduction_3_process;
+TSHELL_API TShellHandlerFunction TShellAuto2DNoiseReduction_3_process;
+TSHELL_API TShellHandlerFunction TShellAuto2DNoiseReduction_5_2_process;
+TSHELL_API TShellHandlerFunction TShellAuto3DNoiseReduction_1_2_process;
+TSHELL_API TShellHandlerFunction TShellAuto3DNoiseReduction_2_1_process;
+TSHELL_API TShellHandlerFunction TShellAuto3DNoiseReduction_3_1_process;
+TSHELL_API TShellHandlerFunction TShellAuto3DNoiseReduction_3_process;
+TSHELL_API TShellHandlerFunction TShellAutoColorNoiseReduction_2_1_process;
+TSHELL_API TShellHandlerFunction TShellAutoDeMosaic_2_process;
+TSHELL_API TShellHandlerFunction TShellAutoDeNoisePreFilter_process;
+TSHELL_API TShellHandlerFunction TShellAutoEdgeEnhance_2_process;
+TSHELL_API TShellHandlerFunction TShellAutoExposureMeasurement_2_process;
+TSHELL_API TShellHandlerFunction TShellAutoExposureStatistics_3_process;
+TSHELL_API TShellHandlerFunction TShellAutoExposure_3_process;
+TSHELL_API TShellHandlerFunction TShellAutoFocusMeasurement_1_1_process;
+TSHELL_API TShellHandlerFunction TShellAutoFocusMeasurement_process;
+TSHELL_API TShellHandlerFunction TShellAutoFocus_3_process;
+TSHELL_API TShellHandlerFunction TShellAutoGlobalToneMapping_process;
+TSHELL_API TShellHandlerFunction TShellAutoHighDynamicRange_process;
+TSHELL_API TShellHandlerFunction TShellAutoLensShadingCorrection_2_process;
+TSHELL_API TShellHandlerFunction TShellAutoLensShadingCorrection_4_process;
+TSHELL_API TShellHandlerFunction TShellAutoRgbInfraredRadiation_2_1_process;
+TSHELL_API TShellHandlerFunction TShellAutoWhiteBalance_3_process;
+TSHELL_API TShellHandlerFunction TShellAutoWideDynamicRange_4_1_process;
+TSHELL_API TShellHandlerFunction TShellAutoWideDynamicRange_5_1_process;
+TSHELL_API TShellHandlerFunction TShellAutoWideDynamicRange_5_2_process;
+TSHELL_API TShellHandlerFunction TShellAutoWideDynamicRange_5_process;
+TSHELL_API TShellHandlerFunction TShellColorCorrectionWhitePixel_process;
+TSHELL_API TShellHandlerFunction TShellColorNoiseReduction_2_1_process;
+TSHELL_API TShellHandlerFunction TShellColorNoiseReduction_process;
+TSHELL_API TShellHandlerFunction TShellDeMosaic_1_1_process;
+TSHELL_API TShellHandlerFunction TShellDeMosaic_2_process;
+TSHELL_API TShellHandlerFunction TShellDeNoisePreFilter_process;
+TSHELL_API TShellHandlerFunction TShellDynamicContrastImprovementHistogram_process;
+TSHELL_API TShellHandlerFunction TShellEdgeEnhance_2_process;
+TSHELL_API TShellHandlerFunction TShellEdgeEnhance_process;
+TSHELL_API TShellHandlerFunction TShellGammaCorrection_process;
+TSHELL_API TShellHandlerFunction TShellGlobalToneMapping_process;
+TSHELL_API TShellHandlerFunction TShellGlobalWideDynamicRange_process;
+TSHELL_API TShellHandlerFunction TShellGreenEquilibration_2_process;
+TSHELL_API TShellHandlerFunction TShellHighDynamicRange_1_3_process;
+TSHELL_API TShellHandlerFunction TShellHighDynamicRange_2_1_2dol_process;
+TSHELL_API TShellHandlerFunction TShellHighDynamicRange_2_1_process;
+TSHELL_API TShellHandlerFunction TShellHighDynamicRange_2_process;
+TSHELL_API TShellHandlerFunction TShellHighDynamicRange_3_Lite_process;
+TSHELL_API TShellHandlerFunction TShellHighDynamicRange_3_process;
+TSHELL_API TShellHandlerFunction TShellLensShadingCorrectionWhitePixel_process;
+TSHELL_API TShellHandlerFunction TShellLensShadingCorrection_2_process;
+TSHELL_API TShellHandlerFunction TShellLensShadingCorrection_4_process;
+TSHELL_API TShellHandlerFunction TShellLensShadingCorrection_process;
+TSHELL_API TShellHandlerFunction TShellLookUpTable3D_process;
+TSHELL_API TShellHandlerFunction TShellPhaseDetectionAutoFocus_process;
+TSHELL_API TShellHandlerFunction TShellRgbInfraredRadiation_2_1_process;
+TSHELL_API TShellHandlerFunction TShellRgbInfraredRadiation_2_process;
+TSHELL_API TShellHandlerFunction TShellWhiteBalance_process;
+TSHELL_API TShellHandlerFunction TShellWideDynamicRange_3_1_process;
+TSHELL_API TShellHandlerFunction TShellWideDynamicRange_4_1_process;
+TSHELL_API TShellHandlerFunction TShellWideDynamicRange_5_1_process;
+TSHELL_API TShellHandlerFunction TShellWideDynamicRange_5_2_process;
+TSHELL_API TShellHandlerFunction TShellWideDynamicRange_5_process;
 
 #ifdef __cplusplus
 }

@@ -11,7 +11,7 @@
 #include "t_shell.h"
 
 // A category handler: (instance, key text, the item's "value") -> result code.
-using TShellHandler = uint32_t (*)(TShell *shell, const char *key, TJsonValue *value);
+using TShellHandler = TShellHandlerFunction *;
 // A before or after hook: (instance, module record) -> result code. A hook's address
 // identifies its category file, which is how deferred pushes are collected.
 using TShellHook = uint32_t (*)(TShell *shell, void *record);
