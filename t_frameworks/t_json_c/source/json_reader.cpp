@@ -129,9 +129,7 @@ class TreeBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TreeB
     return true;
   }
   bool Key(const char *text, rapidjson::SizeType length, bool) {
-    pending_.push_back(nullptr);
-    Node *node = tjson::createNode(TJSON_TYPE_NULL);
-    pending_.back() = node;
+    Node *node = pendingNode();
     node->name.assign(text, length);
     keyed_ = node;
     return true;
@@ -161,10 +159,14 @@ class TreeBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TreeB
       root_ = tjson::createNode(TJSON_TYPE_NULL);
       return root_;
     }
+    return pendingNode();
+  }
+  // A new null node waiting for its container. The place is taken first, so that once
+  // the node exists discard() frees it whatever throws next.
+  Node *pendingNode() {
     pending_.push_back(nullptr);
-    Node *node = tjson::createNode(TJSON_TYPE_NULL);
-    pending_.back() = node;
-    return node;
+    pending_.back() = tjson::createNode(TJSON_TYPE_NULL);
+    return pending_.back();
   }
   bool integer(int64_t value) {
     Node *node = slot();

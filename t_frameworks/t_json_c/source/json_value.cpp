@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <type_traits>
 
 #include "json_node.h"
 #include "t_common.h"
@@ -156,72 +157,56 @@ uint64_t saturateToUnsigned(double number) {
   return static_cast<uint64_t>(number);
 }
 
-uint32_t readBoolean(const Node *value, uint8_t *out) {
+// Reads a boolean (as 0 or 1) or a number of any kind through convert, which is called
+// with an int64_t, a uint64_t or a double. Other values are refused and out is untouched.
+template <typename Out, typename Convert>
+uint32_t readNumber(const Node *value, Out *out, Convert convert) {
   switch (value->type) {
     case TJSON_TYPE_BOOLEAN:
-      *out = value->boolean != 0;
+      *out = convert(static_cast<int64_t>(value->boolean != 0));
       return TCOMMON_SUCCESS;
     case TJSON_TYPE_INTEGER:
+      *out = convert(value->integer);
+      return TCOMMON_SUCCESS;
     case TJSON_TYPE_UNSIGNED:
-      *out = value->unsignedInteger != 0;
+      *out = convert(value->unsignedInteger);
       return TCOMMON_SUCCESS;
     case TJSON_TYPE_FLOAT:
-      *out = value->number != 0.0;
+      *out = convert(value->number);
       return TCOMMON_SUCCESS;
     default:
       return TCOMMON_WRONG_TYPE;
   }
+}
+
+uint32_t readBoolean(const Node *value, uint8_t *out) {
+  return readNumber(value, out, [](auto number) -> uint8_t { return number != 0; });
 }
 
 uint32_t readInteger(const Node *value, int64_t *out) {
-  switch (value->type) {
-    case TJSON_TYPE_BOOLEAN:
-      *out = value->boolean != 0;
-      return TCOMMON_SUCCESS;
-    case TJSON_TYPE_INTEGER:
-      *out = value->integer;
-      return TCOMMON_SUCCESS;
-    case TJSON_TYPE_UNSIGNED:
-      // Two's complement bit pattern, so that a caller truncating it to an unsigned
-      // field gets the exact value.
-      *out = static_cast<int64_t>(value->unsignedInteger);
-      return TCOMMON_SUCCESS;
-    case TJSON_TYPE_FLOAT:
-      *out = saturateToInteger(value->number);
-      return TCOMMON_SUCCESS;
-    default:
-      return TCOMMON_WRONG_TYPE;
-  }
+  return readNumber(value, out, [](auto number) -> int64_t {
+    if constexpr (std::is_floating_point_v<decltype(number)>) {
+      return saturateToInteger(number);
+    } else {
+      // An unsigned above INT64_MAX gives its two's complement bit pattern, so that a
+      // caller truncating it to an unsigned field gets the exact value.
+      return static_cast<int64_t>(number);
+    }
+  });
 }
 
 uint32_t readUnsigned(const Node *value, uint64_t *out) {
-  if (value->type == TJSON_TYPE_FLOAT) {
-    *out = saturateToUnsigned(value->number);
-    return TCOMMON_SUCCESS;
-  }
-  int64_t integer = 0;
-  const uint32_t result = readInteger(value, &integer);
-  if (result == TCOMMON_SUCCESS) *out = static_cast<uint64_t>(integer);
-  return result;
+  return readNumber(value, out, [](auto number) -> uint64_t {
+    if constexpr (std::is_floating_point_v<decltype(number)>) {
+      return saturateToUnsigned(number);
+    } else {
+      return static_cast<uint64_t>(number);  // negative integers wrap
+    }
+  });
 }
 
 uint32_t readFloat(const Node *value, double *out) {
-  switch (value->type) {
-    case TJSON_TYPE_BOOLEAN:
-      *out = value->boolean != 0 ? 1.0 : 0.0;
-      return TCOMMON_SUCCESS;
-    case TJSON_TYPE_INTEGER:
-      *out = static_cast<double>(value->integer);
-      return TCOMMON_SUCCESS;
-    case TJSON_TYPE_UNSIGNED:
-      *out = static_cast<double>(value->unsignedInteger);
-      return TCOMMON_SUCCESS;
-    case TJSON_TYPE_FLOAT:
-      *out = value->number;
-      return TCOMMON_SUCCESS;
-    default:
-      return TCOMMON_WRONG_TYPE;
-  }
+  return readNumber(value, out, [](auto number) { return static_cast<double>(number); });
 }
 
 uint32_t readString(const Node *value, const char **out) {
