@@ -94,14 +94,19 @@ const Catalogue &catalogue() {
   return instance;
 }
 
-// Index of a category in the catalogue, or the number of types when there is none.
-size_t indexOf(const Catalogue &catalogue, const char *category) {
-  const auto found = catalogue.indexes.find(std::string_view(category));
-  return found == catalogue.indexes.end() ? catalogue.types.size() : found->second;
-}
-
-uint32_t failUnknown(const char *category) {
-  return fail(TCOMMON_NOT_REGISTERED, std::string("unknown category '") + category + "'");
+// Runs use(catalogue, index) for the record type of category; an unknown category fails
+// with TCOMMON_NOT_REGISTERED.
+template <typename Use>
+uint32_t withCategory(const char *category, Use &&use) noexcept {
+  return guarded([&]() -> uint32_t {
+    const Catalogue &catalogue = ::catalogue();
+    const auto found = catalogue.indexes.find(std::string_view(category));
+    if (found == catalogue.indexes.end()) {
+      return fail(TCOMMON_NOT_REGISTERED, std::string("unknown category '") + category + "'");
+    }
+    use(catalogue, found->second);
+    return succeed();
+  });
 }
 
 struct WriterCloser {
@@ -242,16 +247,22 @@ struct TDatabase {
 
 namespace {
 
-uint32_t print(TDatabase *database, Writer &writer, const char **text, uint64_t *length) {
+// Prints the settings document of database and returns use(text, length); the text lives
+// until use returns.
+template <typename Use>
+uint32_t withDocument(TDatabase *database, Use &&use) {
   TJsonWriter *opened = nullptr;
   uint32_t result = TJsonWriter_open(nullptr, &opened);
   if (result != TCOMMON_SUCCESS) return fail(result, "cannot open a JSON writer");
-  writer.reset(opened);
-  result = tdatabase::writeSettings(catalogue().types, database->live.data(), opened, text, length);
+  const Writer writer(opened);
+  const char *text = nullptr;
+  uint64_t length = 0;
+  result =
+      tdatabase::writeSettings(catalogue().types, database->live.data(), opened, &text, &length);
   if (result != TCOMMON_SUCCESS) {
     return fail(result, std::string("cannot print the settings: ") + TCommonError_text(result));
   }
-  return TCOMMON_SUCCESS;
+  return use(text, length);
 }
 
 }  // namespace
@@ -311,35 +322,27 @@ uint32_t TDatabase_query(TDatabase *database, const char *category, void **recor
   if (database == nullptr || category == nullptr || record == nullptr) {
     return fail(TCOMMON_INVALID_ARGUMENT, "TDatabase_query needs a database, category and record");
   }
-  return guarded([&]() -> uint32_t {
-    const Catalogue &catalogue = ::catalogue();
-    const size_t index = indexOf(catalogue, category);
-    if (index == catalogue.types.size()) return failUnknown(category);
-    *record = database->live[index];
-    return succeed();
-  });
+  return withCategory(category,
+                      [&](const Catalogue &, size_t index) { *record = database->live[index]; });
 }
 
 uint32_t TDatabase_serialize(TDatabase *database, TCommonBuffer *buffer) {
   if (database == nullptr || buffer == nullptr) {
     return fail(TCOMMON_INVALID_ARGUMENT, "TDatabase_serialize needs a database and a buffer");
   }
-  return guarded([&]() -> uint32_t {
-    Writer writer;
-    const char *text = nullptr;
-    uint64_t length = 0;
-    const uint32_t result = print(database, writer, &text, &length);
-    if (result != TCOMMON_SUCCESS) return result;
-    auto *copy = static_cast<uint8_t *>(std::malloc(length + 1));
-    if (copy == nullptr) return fail(TCOMMON_NO_MEMORY, "out of memory");
-    std::memcpy(copy, text, length);
-    copy[length] = 0;
-    std::free(buffer->data);
-    buffer->data = copy;
-    buffer->length = length;
-    buffer->capacity = length + 1;
-    buffer->isFilled = 1;
-    return succeed();
+  return guarded([&] {
+    return withDocument(database, [&](const char *text, uint64_t length) -> uint32_t {
+      auto *copy = static_cast<uint8_t *>(std::malloc(length + 1));
+      if (copy == nullptr) return fail(TCOMMON_NO_MEMORY, "out of memory");
+      std::memcpy(copy, text, length);
+      copy[length] = 0;
+      std::free(buffer->data);
+      buffer->data = copy;
+      buffer->length = length;
+      buffer->capacity = length + 1;
+      buffer->isFilled = 1;
+      return succeed();
+    });
   });
 }
 
@@ -375,13 +378,11 @@ uint32_t TDatabase_save(TDatabase *database, const char *path) {
   if (database == nullptr || path == nullptr) {
     return fail(TCOMMON_INVALID_ARGUMENT, "TDatabase_save needs a database and a path");
   }
-  return guarded([&]() -> uint32_t {
-    Writer writer;
-    const char *text = nullptr;
-    uint64_t length = 0;
-    uint32_t result = print(database, writer, &text, &length);
-    if (result == TCOMMON_SUCCESS) result = writeAtomically(path, text, length);
-    return result != TCOMMON_SUCCESS ? result : succeed();
+  return guarded([&] {
+    return withDocument(database, [&](const char *text, uint64_t length) {
+      const uint32_t result = writeAtomically(path, text, length);
+      return result != TCOMMON_SUCCESS ? result : succeed();
+    });
   });
 }
 
@@ -393,12 +394,8 @@ uint32_t TDatabase_recordSize(const char *category, uint64_t *size) {
   if (category == nullptr || size == nullptr) {
     return fail(TCOMMON_INVALID_ARGUMENT, "TDatabase_recordSize needs a category and a size");
   }
-  return guarded([&]() -> uint32_t {
-    const Catalogue &catalogue = ::catalogue();
-    const size_t index = indexOf(catalogue, category);
-    if (index == catalogue.types.size()) return failUnknown(category);
+  return withCategory(category, [&](const Catalogue &catalogue, size_t index) {
     *size = catalogue.types[index]->layout.size;
-    return succeed();
   });
 }
 
@@ -406,12 +403,8 @@ uint32_t TDatabase_copyRecord(const char *category, void *destination, const voi
   if (category == nullptr || destination == nullptr || source == nullptr) {
     return fail(TCOMMON_INVALID_ARGUMENT, "TDatabase_copyRecord needs a category and two records");
   }
-  return guarded([&]() -> uint32_t {
-    const Catalogue &catalogue = ::catalogue();
-    const size_t index = indexOf(catalogue, category);
-    if (index == catalogue.types.size()) return failUnknown(category);
+  return withCategory(category, [&](const Catalogue &catalogue, size_t index) {
     tdatabase::copyFields(catalogue.types[index]->layout, destination, source);
-    return succeed();
   });
 }
 

@@ -75,29 +75,8 @@ uint32_t typeOf(const TJsonValue *value) {
   return type;
 }
 
-const char *typeName(uint32_t type) {
-  switch (type) {
-    case TJSON_TYPE_NULL:
-      return "null";
-    case TJSON_TYPE_BOOLEAN:
-      return "a boolean";
-    case TJSON_TYPE_INTEGER:
-    case TJSON_TYPE_UNSIGNED:
-    case TJSON_TYPE_FLOAT:
-      return "a number";
-    case TJSON_TYPE_STRING:
-      return "a string";
-    case TJSON_TYPE_ARRAY:
-      return "an array";
-    case TJSON_TYPE_OBJECT:
-      return "an object";
-    default:
-      return "nothing";
-  }
-}
-
 uint32_t refuseType(FieldError &error, const char *expected, uint32_t type) {
-  error.fail(std::string("expected ") + expected + ", found " + typeName(type));
+  error.fail(std::string("expected ") + expected + ", found " + jsonTypeName(type));
   return kRefused;
 }
 
@@ -125,66 +104,61 @@ void store(unsigned char *at, T value) {
   std::memcpy(at, &value, sizeof(T));
 }
 
-// ---- Writing ----------------------------------------------------------------------------
-
-uint32_t assignScalar(Kind kind, const unsigned char *at, TJsonValue *value) {
+// Calls use with a zero of the C type that a number kind is stored as, and returns its
+// result; TCOMMON_INVALID_ARGUMENT for the kinds that are not numbers (Bool, Text, Group).
+template <typename Use>
+uint32_t withNumberType(Kind kind, Use &&use) {
   switch (kind) {
-    case Kind::Bool:
-      return TJsonValue_assignAsBoolean(value, *at != 0 ? 1 : 0);
     case Kind::I8:
-      return TJsonValue_assignAsInteger(value, load<int8_t>(at));
+      return use(int8_t{});
     case Kind::U8:
-      return TJsonValue_assignAsInteger(value, load<uint8_t>(at));
+      return use(uint8_t{});
     case Kind::I16:
-      return TJsonValue_assignAsInteger(value, load<int16_t>(at));
+      return use(int16_t{});
     case Kind::U16:
-      return TJsonValue_assignAsInteger(value, load<uint16_t>(at));
+      return use(uint16_t{});
     case Kind::I32:
-      return TJsonValue_assignAsInteger(value, load<int32_t>(at));
+      return use(int32_t{});
     case Kind::U32:
-      return TJsonValue_assignAsInteger(value, load<uint32_t>(at));
+      return use(uint32_t{});
     case Kind::I64:
-      return TJsonValue_assignAsInteger(value, load<int64_t>(at));
+      return use(int64_t{});
     case Kind::U64:
-      return TJsonValue_assignAsUnsigned(value, load<uint64_t>(at));
+      return use(uint64_t{});
     case Kind::F32:
-      return TJsonValue_assignAsFloat(value, load<float>(at));
+      return use(float{});
     case Kind::F64:
-      return TJsonValue_assignAsFloat(value, load<double>(at));
+      return use(double{});
     default:
       return TCOMMON_INVALID_ARGUMENT;
   }
 }
 
-// The innermost dimension of a numeric array goes straight into the array, without a
-// node lookup per element.
-uint32_t appendScalar(Kind kind, const unsigned char *at, TJsonValue *array) {
-  switch (kind) {
-    case Kind::Bool:
-      return TJsonValue_addBooleanToArray(array, *at != 0 ? 1 : 0);
-    case Kind::I8:
-      return TJsonValue_addIntegerToArray(array, load<int8_t>(at));
-    case Kind::U8:
-      return TJsonValue_addIntegerToArray(array, load<uint8_t>(at));
-    case Kind::I16:
-      return TJsonValue_addIntegerToArray(array, load<int16_t>(at));
-    case Kind::U16:
-      return TJsonValue_addIntegerToArray(array, load<uint16_t>(at));
-    case Kind::I32:
-      return TJsonValue_addIntegerToArray(array, load<int32_t>(at));
-    case Kind::U32:
-      return TJsonValue_addIntegerToArray(array, load<uint32_t>(at));
-    case Kind::I64:
-      return TJsonValue_addIntegerToArray(array, load<int64_t>(at));
-    case Kind::U64:
-      return TJsonValue_addUnsignedToArray(array, load<uint64_t>(at));
-    case Kind::F32:
-      return TJsonValue_addFloatToArray(array, load<float>(at));
-    case Kind::F64:
-      return TJsonValue_addFloatToArray(array, load<double>(at));
-    default:
-      return TCOMMON_INVALID_ARGUMENT;
+// ---- Writing ----------------------------------------------------------------------------
+
+// One number of the record into value, or appended to it when isAppended: the innermost
+// dimension of a numeric array goes straight into the array, without a node lookup per
+// element.
+uint32_t writeScalar(Kind kind, const unsigned char *at, TJsonValue *value, bool isAppended) {
+  if (kind == Kind::Bool) {
+    const uint8_t boolean = *at != 0 ? 1 : 0;
+    return isAppended ? TJsonValue_addBooleanToArray(value, boolean)
+                      : TJsonValue_assignAsBoolean(value, boolean);
   }
+  return withNumberType(kind, [&](auto zero) {
+    using T = decltype(zero);
+    const T number = load<T>(at);
+    if constexpr (std::is_floating_point_v<T>) {
+      return isAppended ? TJsonValue_addFloatToArray(value, number)
+                        : TJsonValue_assignAsFloat(value, number);
+    } else if constexpr (std::is_same_v<T, uint64_t>) {
+      return isAppended ? TJsonValue_addUnsignedToArray(value, number)
+                        : TJsonValue_assignAsUnsigned(value, number);
+    } else {
+      return isAppended ? TJsonValue_addIntegerToArray(value, number)
+                        : TJsonValue_assignAsInteger(value, number);
+    }
+  });
 }
 
 uint32_t writeElement(const Field &field, const unsigned char *at, TJsonValue *value) {
@@ -198,7 +172,7 @@ uint32_t writeElement(const Field &field, const unsigned char *at, TJsonValue *v
       return TJsonValue_assignAsStringLength(value, text, strnlen(text, field.shape[0]));
     }
     default:
-      return assignScalar(field.kind, at, value);
+      return writeScalar(field.kind, at, value, false);
   }
 }
 
@@ -210,7 +184,7 @@ uint32_t writeValue(const Field &field, const unsigned char *at, TJsonValue *val
   const bool isInnermost = dimension + 1 == dimensions && field.kind != Kind::Group;
   for (uint32_t i = 0; i < field.shape[dimension] && result == TCOMMON_SUCCESS; ++i) {
     if (isInnermost) {
-      result = appendScalar(field.kind, at + i * stride, value);
+      result = writeScalar(field.kind, at + i * stride, value, true);
     } else {
       TJsonValue *element = nullptr;
       result = TJsonValue_item(value, i, &element);
@@ -296,34 +270,16 @@ uint32_t readInteger(Kind kind, TJsonValue *value, unsigned char *at, FieldError
   if (result != TCOMMON_SUCCESS) return result;
 
   bool stored = false;
-  switch (kind) {
-    case Kind::I8:
-      stored = storeIfFits<int8_t>(at, integer);
-      break;
-    case Kind::U8:
-      stored = storeIfFits<uint8_t>(at, integer);
-      break;
-    case Kind::I16:
-      stored = storeIfFits<int16_t>(at, integer);
-      break;
-    case Kind::U16:
-      stored = storeIfFits<uint16_t>(at, integer);
-      break;
-    case Kind::I32:
-      stored = storeIfFits<int32_t>(at, integer);
-      break;
-    case Kind::U32:
-      stored = storeIfFits<uint32_t>(at, integer);
-      break;
-    case Kind::I64:
-      stored = storeIfFits<int64_t>(at, integer);
-      break;
-    case Kind::U64:
-      stored = storeIfFits<uint64_t>(at, integer);
-      break;
-    default:
+  result = withNumberType(kind, [&](auto zero) -> uint32_t {
+    using T = decltype(zero);
+    if constexpr (std::is_integral_v<T>) {
+      stored = storeIfFits<T>(at, integer);
+      return TCOMMON_SUCCESS;
+    } else {
       return TCOMMON_INVALID_ARGUMENT;
-  }
+    }
+  });
+  if (result != TCOMMON_SUCCESS) return result;
   if (stored) return TCOMMON_SUCCESS;
   const std::string shown = type == TJSON_TYPE_FLOAT
                                 ? numberText(number)
@@ -478,6 +434,27 @@ uint32_t applyMember(void *opaque, const char *name, TJsonValue *member) {
 }
 
 }  // namespace
+
+const char *jsonTypeName(uint32_t type) {
+  switch (type) {
+    case TJSON_TYPE_NULL:
+      return "null";
+    case TJSON_TYPE_BOOLEAN:
+      return "a boolean";
+    case TJSON_TYPE_INTEGER:
+    case TJSON_TYPE_UNSIGNED:
+    case TJSON_TYPE_FLOAT:
+      return "a number";
+    case TJSON_TYPE_STRING:
+      return "a string";
+    case TJSON_TYPE_ARRAY:
+      return "an array";
+    case TJSON_TYPE_OBJECT:
+      return "an object";
+    default:
+      return "nothing";
+  }
+}
 
 // ---- FieldError -------------------------------------------------------------------------
 

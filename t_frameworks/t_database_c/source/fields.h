@@ -72,48 +72,33 @@ struct RecordType {
 
 // ---- Building field tables -----------------------------------------------------------
 
+// The kind of a number member: a fixed-width integer, float or double.
 template <typename T>
-struct KindOf;
-template <>
-struct KindOf<int8_t> {
-  static constexpr Kind value = Kind::I8;
-};
-template <>
-struct KindOf<uint8_t> {
-  static constexpr Kind value = Kind::U8;
-};
-template <>
-struct KindOf<int16_t> {
-  static constexpr Kind value = Kind::I16;
-};
-template <>
-struct KindOf<uint16_t> {
-  static constexpr Kind value = Kind::U16;
-};
-template <>
-struct KindOf<int32_t> {
-  static constexpr Kind value = Kind::I32;
-};
-template <>
-struct KindOf<uint32_t> {
-  static constexpr Kind value = Kind::U32;
-};
-template <>
-struct KindOf<int64_t> {
-  static constexpr Kind value = Kind::I64;
-};
-template <>
-struct KindOf<uint64_t> {
-  static constexpr Kind value = Kind::U64;
-};
-template <>
-struct KindOf<float> {
-  static constexpr Kind value = Kind::F32;
-};
-template <>
-struct KindOf<double> {
-  static constexpr Kind value = Kind::F64;
-};
+constexpr Kind kindOf() {
+  using std::is_same_v;
+  if constexpr (is_same_v<T, int8_t>)
+    return Kind::I8;
+  else if constexpr (is_same_v<T, uint8_t>)
+    return Kind::U8;
+  else if constexpr (is_same_v<T, int16_t>)
+    return Kind::I16;
+  else if constexpr (is_same_v<T, uint16_t>)
+    return Kind::U16;
+  else if constexpr (is_same_v<T, int32_t>)
+    return Kind::I32;
+  else if constexpr (is_same_v<T, uint32_t>)
+    return Kind::U32;
+  else if constexpr (is_same_v<T, int64_t>)
+    return Kind::I64;
+  else if constexpr (is_same_v<T, uint64_t>)
+    return Kind::U64;
+  else if constexpr (is_same_v<T, float>)
+    return Kind::F32;
+  else if constexpr (is_same_v<T, double>)
+    return Kind::F64;
+  else
+    static_assert(sizeof(T) == 0, "numbers are fixed-width integers, float or double");
+}
 
 // Byte offset of a member, computed from a pointer-to-member. Records are standard-layout
 // C structs, so this is what offsetof gives.
@@ -126,63 +111,48 @@ inline size_t offsetOf(Member Record::*member) {
 }
 
 namespace detail {
-template <typename T>
-struct Shape {
-  using Element = T;
-  static constexpr uint32_t dims[3] = {0, 0, 0};
-};
-template <typename T, size_t N>
-struct Shape<T[N]> {
-  using Element = T;
-  static constexpr uint32_t dims[3] = {N, 0, 0};
-};
-template <typename T, size_t N, size_t M>
-struct Shape<T[N][M]> {
-  using Element = T;
-  static constexpr uint32_t dims[3] = {N, M, 0};
-};
-template <typename T, size_t N, size_t M, size_t K>
-struct Shape<T[N][M][K]> {
-  using Element = T;
-  static constexpr uint32_t dims[3] = {N, M, K};
-};
+template <typename Member>
+using Element = std::remove_all_extents_t<Member>;
+
+// The field of a member that is one Element or an array of up to three dimensions of them
+// (a char[N] text is an array of N chars).
+template <typename Record, typename Member>
+inline Field make(const char *name, Kind kind, Member Record::*member, const Layout *layout) {
+  static_assert(std::rank_v<Member> <= 3, "arrays have at most three dimensions");
+  return Field{name,
+               kind,
+               offsetOf(member),
+               {std::extent_v<Member, 0>, std::extent_v<Member, 1>, std::extent_v<Member, 2>},
+               sizeof(Element<Member>),
+               layout};
+}
 }  // namespace detail
 
 // A number or an array (up to three dimensions) of numbers.
 template <typename Record, typename Member>
 inline Field field(const char *name, Member Record::*member) {
-  using S = detail::Shape<Member>;
-  using E = typename S::Element;
+  using E = detail::Element<Member>;
   static_assert(std::is_arithmetic_v<E>, "field() takes numbers; use text() or group()");
-  return Field{name,      KindOf<E>::value, offsetOf(member), {S::dims[0], S::dims[1], S::dims[2]},
-               sizeof(E), nullptr};
+  return detail::make(name, kindOf<E>(), member, nullptr);
 }
 
 // A uint8_t (or array of them) that holds a boolean.
 template <typename Record, typename Member>
 inline Field boolean(const char *name, Member Record::*member) {
-  using S = detail::Shape<Member>;
-  static_assert(std::is_same_v<typename S::Element, uint8_t>, "booleans are stored as uint8_t");
-  return Field{name, Kind::Bool, offsetOf(member), {S::dims[0], S::dims[1], S::dims[2]},
-               1,    nullptr};
+  static_assert(std::is_same_v<detail::Element<Member>, uint8_t>, "booleans are stored as uint8_t");
+  return detail::make(name, Kind::Bool, member, nullptr);
 }
 
 // A char[N] text.
 template <typename Record, size_t N>
 inline Field text(const char *name, char (Record::*member)[N]) {
-  return Field{name, Kind::Text, offsetOf(member), {static_cast<uint32_t>(N), 0, 0}, 1, nullptr};
+  return detail::make(name, Kind::Text, member, nullptr);
 }
 
 // A nested struct, or an array of them (a table of rows).
 template <typename Record, typename Member>
 inline Field group(const char *name, Member Record::*member, const Layout &layout) {
-  using S = detail::Shape<Member>;
-  return Field{name,
-               Kind::Group,
-               offsetOf(member),
-               {S::dims[0], S::dims[1], S::dims[2]},
-               sizeof(typename S::Element),
-               &layout};
+  return detail::make(name, Kind::Group, member, &layout);
 }
 
 // An array of nested structs: a table of rows, one JSON object each.
@@ -198,6 +168,9 @@ inline Layout layoutOf(const Field (&fields)[N]) {
 }
 
 // ---- Working on records through their layout (fields.cpp) -----------------------------
+
+// How error texts name a JSON value of the given TJSON_TYPE_* ("a number", "an array").
+const char *jsonTypeName(uint32_t type);
 
 // Copies every listed field of layout from source to destination (which may be the
 // same record).

@@ -24,25 +24,6 @@ struct ReaderCloser {
 };
 using Reader = std::unique_ptr<TJsonReader, ReaderCloser>;
 
-const char *typeName(uint32_t type) {
-  switch (type) {
-    case TJSON_TYPE_NULL:
-      return "null";
-    case TJSON_TYPE_BOOLEAN:
-      return "a boolean";
-    case TJSON_TYPE_INTEGER:
-    case TJSON_TYPE_UNSIGNED:
-    case TJSON_TYPE_FLOAT:
-      return "a number";
-    case TJSON_TYPE_STRING:
-      return "a string";
-    case TJSON_TYPE_ARRAY:
-      return "an array";
-    default:
-      return "nothing";
-  }
-}
-
 struct ParseContext {
   std::span<const RecordType *const> types;
   void *const *records;
@@ -132,7 +113,7 @@ uint32_t parseSettings(std::span<const RecordType *const> types, void *const *re
   uint32_t type = TJSON_TYPE_ABSENT;
   TJsonValue_type(root, &type);
   if (type != TJSON_TYPE_OBJECT) {
-    error = std::string("a settings document is a JSON object, found ") + typeName(type);
+    error = std::string("a settings document is a JSON object, found ") + jsonTypeName(type);
     return kRefused;
   }
 
