@@ -16,14 +16,11 @@ uint32_t programmedState(TDriver &driver, const char *category, std::byte **stat
   uint64_t size = 0;
   if (const uint32_t code = TDatabase_recordSize(category, &size); code != TCOMMON_SUCCESS)
     return code;
-  try {
+  return tdriver::allocating([&] {
     auto bytes = std::make_unique<std::byte[]>(size);
     *state = bytes.get();
     driver.hardware.emplace(category, std::move(bytes));
-  } catch (const std::bad_alloc &) {
-    return TCOMMON_NO_MEMORY;
-  }
-  return TCOMMON_SUCCESS;
+  });
 }
 
 uint32_t push(TDriver &driver, const char *category) {
@@ -45,40 +42,51 @@ uint32_t programBlock(void *context, const char *category) {
 
 namespace tdriver {
 
-uint32_t blockTransfer(TDriver *driver, const char *function, const char *category, uint8_t flag,
-                       Direction direction, ReadBackHook readBack) {
-  if (driver == nullptr || function == nullptr || category == nullptr)
-    return TCOMMON_INVALID_ARGUMENT;
-  std::lock_guard lock(driver->mutex);
-  if (const uint32_t code = beginCall(*driver, function, flag); code != TCOMMON_SUCCESS)
-    return code;
+namespace {
 
+// The state checks, the copies and the counters of one block call, with the driver locked
+// and the call journaled.
+uint32_t transferLocked(TDriver &driver, const char *category, Direction direction,
+                        ReadBackHook readBack) {
   if (direction == Direction::kPush) {
-    if (driver->state == TDRIVER_STATE_OFF) return TCOMMON_NOT_INITIALIZED;
-    if (const uint32_t code = push(*driver, category); code != TCOMMON_SUCCESS) return code;
-    ++driver->pushes;
+    if (driver.state == TDRIVER_STATE_OFF) return TCOMMON_NOT_INITIALIZED;
+    if (const uint32_t code = push(driver, category); code != TCOMMON_SUCCESS) return code;
+    ++driver.pushes;
     return TCOMMON_SUCCESS;
   }
 
-  if (driver->state != TDRIVER_STATE_STREAMING) return TCOMMON_NOT_INITIALIZED;
+  if (driver.state != TDRIVER_STATE_STREAMING) return TCOMMON_NOT_INITIALIZED;
   void *record = nullptr;
-  if (const uint32_t code = TDatabase_query(driver->database, category, &record);
+  if (const uint32_t code = TDatabase_query(driver.database, category, &record);
       code != TCOMMON_SUCCESS)
     return code;
-  const auto found = driver->hardware.find(std::string_view(category));
-  if (found == driver->hardware.end()) return TCOMMON_OUT_OF_RANGE;
+  const auto found = driver.hardware.find(std::string_view(category));
+  if (found == driver.hardware.end()) return TCOMMON_OUT_OF_RANGE;
   if (const uint32_t code = TDatabase_copyRecord(category, record, found->second.get());
       code != TCOMMON_SUCCESS)
     return code;
   if (readBack != nullptr) {
-    if (const uint32_t code = readBack(driver, category, record); code != TCOMMON_SUCCESS)
+    if (const uint32_t code = readBack(&driver, category, record); code != TCOMMON_SUCCESS)
       return code;
   }
-  ++driver->readBacks;
+  ++driver.readBacks;
   return TCOMMON_SUCCESS;
 }
 
+}  // namespace
+
+uint32_t blockTransfer(TDriver *driver, const char *function, const char *category, uint8_t flag,
+                       Direction direction, ReadBackHook readBack) {
+  if (function == nullptr || category == nullptr) return TCOMMON_INVALID_ARGUMENT;
+  return journaledCall(driver, function, flag, [&](TDriver &locked) {
+    return transferLocked(locked, category, direction, readBack);
+  });
+}
+
 }  // namespace tdriver
+
+using tdriver::journaledCall;
+using tdriver::withDriver;
 
 extern "C" TDRIVER_API uint32_t TDriver_open(TDatabase *database, TDriver **driver) {
   if (driver == nullptr) return TCOMMON_INVALID_ARGUMENT;
@@ -97,83 +105,69 @@ extern "C" TDRIVER_API uint32_t TDriver_close(TDriver **driver) {
 
 // isStream is journaled but does not start streaming: that is TDriver_stream's job.
 extern "C" TDRIVER_API uint32_t TDriver_init(TDriver *driver, uint8_t isStream) {
-  if (driver == nullptr) return TCOMMON_INVALID_ARGUMENT;
-  std::lock_guard lock(driver->mutex);
-  if (const uint32_t code = tdriver::beginCall(*driver, tdriver::kInit, isStream);
-      code != TCOMMON_SUCCESS)
-    return code;
-  if (driver->state != TDRIVER_STATE_OFF) return TCOMMON_SUCCESS;
-  if (const uint32_t code = TDatabase_forEachCategory(programBlock, driver);
-      code != TCOMMON_SUCCESS)
-    return code;
-  driver->state = TDRIVER_STATE_INITIALIZED;
-  return TCOMMON_SUCCESS;
+  return journaledCall(driver, tdriver::kInit, isStream, [](TDriver &locked) -> uint32_t {
+    if (locked.state != TDRIVER_STATE_OFF) return TCOMMON_SUCCESS;
+    if (const uint32_t code = TDatabase_forEachCategory(programBlock, &locked);
+        code != TCOMMON_SUCCESS)
+      return code;
+    locked.state = TDRIVER_STATE_INITIALIZED;
+    return TCOMMON_SUCCESS;
+  });
 }
 
 extern "C" TDRIVER_API uint32_t TDriver_stream(TDriver *driver, uint8_t isStream) {
-  if (driver == nullptr) return TCOMMON_INVALID_ARGUMENT;
-  std::lock_guard lock(driver->mutex);
-  if (const uint32_t code = tdriver::beginCall(*driver, tdriver::kStream, isStream);
-      code != TCOMMON_SUCCESS)
-    return code;
-  if (isStream != 0) {
-    if (driver->state == TDRIVER_STATE_OFF) return TCOMMON_NOT_INITIALIZED;
-    driver->state = TDRIVER_STATE_STREAMING;
-  } else if (driver->state == TDRIVER_STATE_STREAMING) {
-    driver->state = TDRIVER_STATE_INITIALIZED;
-  }
-  return TCOMMON_SUCCESS;
+  return journaledCall(driver, tdriver::kStream, isStream, [&](TDriver &locked) -> uint32_t {
+    if (isStream != 0) {
+      if (locked.state == TDRIVER_STATE_OFF) return TCOMMON_NOT_INITIALIZED;
+      locked.state = TDRIVER_STATE_STREAMING;
+    } else if (locked.state == TDRIVER_STATE_STREAMING) {
+      locked.state = TDRIVER_STATE_INITIALIZED;
+    }
+    return TCOMMON_SUCCESS;
+  });
 }
 
 // The hardware state is kept: a later TDriver_init programs every block again anyway.
 extern "C" TDRIVER_API uint32_t TDriver_deinit(TDriver *driver) {
-  if (driver == nullptr) return TCOMMON_INVALID_ARGUMENT;
-  std::lock_guard lock(driver->mutex);
-  if (const uint32_t code = tdriver::beginCall(*driver, tdriver::kDeinit, std::nullopt);
-      code != TCOMMON_SUCCESS)
-    return code;
-  driver->state = TDRIVER_STATE_OFF;
-  return TCOMMON_SUCCESS;
+  return journaledCall(driver, tdriver::kDeinit, std::nullopt, [](TDriver &locked) -> uint32_t {
+    locked.state = TDRIVER_STATE_OFF;
+    return TCOMMON_SUCCESS;
+  });
 }
 
 extern "C" TDRIVER_API uint32_t TDriver_inject(TDriver *driver, uint8_t isInject) {
-  if (driver == nullptr) return TCOMMON_INVALID_ARGUMENT;
-  std::lock_guard lock(driver->mutex);
-  if (const uint32_t code = tdriver::beginCall(*driver, tdriver::kInject, isInject);
-      code != TCOMMON_SUCCESS)
-    return code;
-  driver->isInject = isInject != 0;
-  return TCOMMON_SUCCESS;
+  return journaledCall(driver, tdriver::kInject, isInject, [&](TDriver &locked) -> uint32_t {
+    locked.isInject = isInject != 0;
+    return TCOMMON_SUCCESS;
+  });
 }
 
 extern "C" TDRIVER_API uint32_t TDriver_raw(TDriver *driver, uint8_t isRaw) {
-  if (driver == nullptr) return TCOMMON_INVALID_ARGUMENT;
-  std::lock_guard lock(driver->mutex);
-  if (const uint32_t code = tdriver::beginCall(*driver, tdriver::kRaw, isRaw);
-      code != TCOMMON_SUCCESS)
-    return code;
-  driver->isRaw = isRaw != 0;
-  return TCOMMON_SUCCESS;
+  return journaledCall(driver, tdriver::kRaw, isRaw, [&](TDriver &locked) -> uint32_t {
+    locked.isRaw = isRaw != 0;
+    return TCOMMON_SUCCESS;
+  });
 }
 
 extern "C" TDRIVER_API uint32_t TDriver_status(TDriver *driver, TDriverStatus *status) {
-  if (driver == nullptr || status == nullptr) return TCOMMON_INVALID_ARGUMENT;
-  std::lock_guard lock(driver->mutex);
-  *status = TDriverStatus{};
-  status->state = driver->state;
-  status->isInject = driver->isInject;
-  status->isRaw = driver->isRaw;
-  status->pushes = driver->pushes;
-  status->readBacks = driver->readBacks;
-  return TCOMMON_SUCCESS;
+  if (status == nullptr) return TCOMMON_INVALID_ARGUMENT;
+  return withDriver(driver, [&](TDriver &locked) -> uint32_t {
+    *status = TDriverStatus{};
+    status->state = locked.state;
+    status->isInject = locked.isInject;
+    status->isRaw = locked.isRaw;
+    status->pushes = locked.pushes;
+    status->readBacks = locked.readBacks;
+    return TCOMMON_SUCCESS;
+  });
 }
 
 extern "C" TDRIVER_API uint32_t TDriverHardware_get(TDriver *driver, const char *category,
                                                     void *record) {
-  if (driver == nullptr || category == nullptr || record == nullptr)
-    return TCOMMON_INVALID_ARGUMENT;
-  std::lock_guard lock(driver->mutex);
-  const auto found = driver->hardware.find(std::string_view(category));
-  if (found == driver->hardware.end()) return TCOMMON_OUT_OF_RANGE;
-  return TDatabase_copyRecord(category, record, found->second.get());
+  if (category == nullptr || record == nullptr) return TCOMMON_INVALID_ARGUMENT;
+  return withDriver(driver, [&](TDriver &locked) -> uint32_t {
+    const auto found = locked.hardware.find(std::string_view(category));
+    if (found == locked.hardware.end()) return TCOMMON_OUT_OF_RANGE;
+    return TDatabase_copyRecord(category, record, found->second.get());
+  });
 }

@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -70,6 +71,38 @@ namespace tdriver {
 // fault of function, if any (or TCOMMON_NO_MEMORY when the journal cannot grow). A
 // non-zero result ends the call with that code and nothing else done.
 uint32_t beginCall(TDriver &driver, const char *function, std::optional<uint32_t> argument);
+
+// Runs action, turning a failed allocation into TCOMMON_NO_MEMORY.
+template <typename Action>
+uint32_t allocating(Action &&action) {
+  try {
+    action();
+  } catch (const std::bad_alloc &) {
+    return TCOMMON_NO_MEMORY;
+  }
+  return TCOMMON_SUCCESS;
+}
+
+// Returns body(*driver), run with the driver locked. A NULL driver: TCOMMON_INVALID_ARGUMENT.
+template <typename Body>
+uint32_t withDriver(TDriver *driver, Body &&body) {
+  if (driver == nullptr) return TCOMMON_INVALID_ARGUMENT;
+  std::lock_guard lock(driver->mutex);
+  return body(*driver);
+}
+
+// One call of an exported driver function: with the driver locked, journals
+// "<function>(<argument>)", ends the call with function's injected fault if it has one
+// (see beginCall), and otherwise returns body(*driver).
+template <typename Body>
+uint32_t journaledCall(TDriver *driver, const char *function, std::optional<uint32_t> argument,
+                       Body &&body) {
+  return withDriver(driver, [&](TDriver &locked) -> uint32_t {
+    if (const uint32_t code = beginCall(locked, function, argument); code != TCOMMON_SUCCESS)
+      return code;
+    return body(locked);
+  });
+}
 
 }  // namespace tdriver
 

@@ -1,7 +1,6 @@
 #include "journal.h"
 
 #include <charconv>
-#include <new>
 
 #include "driver_internal.h"
 
@@ -49,22 +48,16 @@ void Journal::since(uint64_t since, std::string *lines, uint64_t *next) const {
 }
 
 uint32_t journalSince(TDriver *driver, uint64_t since, std::string *lines, uint64_t *next) {
-  if (driver == nullptr || lines == nullptr || next == nullptr) return TCOMMON_INVALID_ARGUMENT;
-  std::lock_guard lock(driver->mutex);
-  try {
-    driver->journal.since(since, lines, next);
-  } catch (const std::bad_alloc &) {
-    return TCOMMON_NO_MEMORY;
-  }
-  return TCOMMON_SUCCESS;
+  if (lines == nullptr || next == nullptr) return TCOMMON_INVALID_ARGUMENT;
+  return withDriver(driver, [&](TDriver &locked) {
+    return allocating([&] { locked.journal.since(since, lines, next); });
+  });
 }
 
 uint32_t beginCall(TDriver &driver, const char *function, std::optional<uint32_t> argument) {
-  try {
-    driver.journal.append(function, argument);
-  } catch (const std::bad_alloc &) {
-    return TCOMMON_NO_MEMORY;
-  }
+  if (const uint32_t code = allocating([&] { driver.journal.append(function, argument); });
+      code != TCOMMON_SUCCESS)
+    return code;
   if (driver.faults.empty()) return TCOMMON_SUCCESS;
   const auto fault = driver.faults.find(std::string_view(function));
   return fault == driver.faults.end() ? uint32_t{TCOMMON_SUCCESS} : fault->second;
@@ -72,45 +65,39 @@ uint32_t beginCall(TDriver &driver, const char *function, std::optional<uint32_t
 
 }  // namespace tdriver
 
+using tdriver::allocating;
+using tdriver::withDriver;
+
 extern "C" TDRIVER_API uint32_t TDriverJournal_get(TDriver *driver, const char **text) {
-  if (driver == nullptr || text == nullptr) return TCOMMON_INVALID_ARGUMENT;
-  std::lock_guard lock(driver->mutex);
-  try {
-    *text = driver->journal.snapshot();
-  } catch (const std::bad_alloc &) {
-    return TCOMMON_NO_MEMORY;
-  }
-  return TCOMMON_SUCCESS;
+  if (text == nullptr) return TCOMMON_INVALID_ARGUMENT;
+  return withDriver(driver, [&](TDriver &locked) {
+    return allocating([&] { *text = locked.journal.snapshot(); });
+  });
 }
 
 extern "C" TDRIVER_API uint32_t TDriverJournal_clear(TDriver *driver) {
-  if (driver == nullptr) return TCOMMON_INVALID_ARGUMENT;
-  std::lock_guard lock(driver->mutex);
-  driver->journal.clear();
-  return TCOMMON_SUCCESS;
+  return withDriver(driver, [](TDriver &locked) -> uint32_t {
+    locked.journal.clear();
+    return TCOMMON_SUCCESS;
+  });
 }
 
 extern "C" TDRIVER_API uint32_t TDriverFault_set(TDriver *driver, const char *function,
                                                  uint32_t code) {
-  if (driver == nullptr || function == nullptr) return TCOMMON_INVALID_ARGUMENT;
-  if (!tdriver::isKnownFunction(function)) return TCOMMON_NOT_FOUND;
-  std::lock_guard lock(driver->mutex);
-  if (code == TCOMMON_SUCCESS) {
-    const auto fault = driver->faults.find(std::string_view(function));
-    if (fault != driver->faults.end()) driver->faults.erase(fault);
+  if (function == nullptr) return TCOMMON_INVALID_ARGUMENT;
+  return withDriver(driver, [&](TDriver &locked) -> uint32_t {
+    if (!tdriver::isKnownFunction(function)) return TCOMMON_NOT_FOUND;
+    if (code != TCOMMON_SUCCESS)
+      return allocating([&] { locked.faults.insert_or_assign(std::string(function), code); });
+    const auto fault = locked.faults.find(std::string_view(function));
+    if (fault != locked.faults.end()) locked.faults.erase(fault);
     return TCOMMON_SUCCESS;
-  }
-  try {
-    driver->faults.insert_or_assign(std::string(function), code);
-  } catch (const std::bad_alloc &) {
-    return TCOMMON_NO_MEMORY;
-  }
-  return TCOMMON_SUCCESS;
+  });
 }
 
 extern "C" TDRIVER_API uint32_t TDriverFault_clear(TDriver *driver) {
-  if (driver == nullptr) return TCOMMON_INVALID_ARGUMENT;
-  std::lock_guard lock(driver->mutex);
-  driver->faults.clear();
-  return TCOMMON_SUCCESS;
+  return withDriver(driver, [](TDriver &locked) -> uint32_t {
+    locked.faults.clear();
+    return TCOMMON_SUCCESS;
+  });
 }
