@@ -13,14 +13,14 @@ for entry in "$@"; do
     echo "$library: SONAME '$soname' has no version"
     status=1
   fi
-  stray=$("$nm_tool" -D --defined-only "$library" | awk '{print $NF}' \
+  stray=$("$nm_tool" -D --defined-only "$library" | awk '{print $NF}' | sed 's/@.*//' \
     | grep -v -E "^${prefix}" | grep -v -E '^[a-z_]+_[0-9]+$' || true)
   if [ -n "$stray" ]; then
     echo "$library exports names outside ${prefix}*:"
     echo "$stray"
     status=1
   fi
-  count=$("$nm_tool" -D --defined-only "$library" | awk '{print $NF}' | grep -c -E "^${prefix}" || true)
+  count=$("$nm_tool" -D --defined-only "$library" | awk '{print $NF}' | sed 's/@.*//' | grep -c -E "^${prefix}" || true)
   echo "$library ($soname): $count exported ${prefix}* symbols"
 done
 exit $status
