@@ -332,16 +332,8 @@ uint32_t TDatabase_serialize(TDatabase *database, TCommonBuffer *buffer) {
   }
   return guarded([&] {
     return withDocument(database, [&](const char *text, uint64_t length) -> uint32_t {
-      auto *copy = static_cast<uint8_t *>(std::malloc(length + 1));
-      if (copy == nullptr) return fail(TCOMMON_NO_MEMORY, "out of memory");
-      std::memcpy(copy, text, length);
-      copy[length] = 0;
-      std::free(buffer->data);
-      buffer->data = copy;
-      buffer->length = length;
-      buffer->capacity = length + 1;
-      buffer->isFilled = 1;
-      return succeed();
+      uint32_t code = TCommonBuffer_assign(buffer, text, length);
+      return code == TCOMMON_SUCCESS ? succeed() : fail(code, "out of memory");
     });
   });
 }
