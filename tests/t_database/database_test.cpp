@@ -1,13 +1,17 @@
 // The database through its C API, with the records it really has.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <set>
 #include <string>
+#include <vector>
 
+#include "fields.h"
 #include "t_common.h"
 #include "t_database.h"
 
@@ -36,6 +40,34 @@ TDatabaseReport *report(TDatabase *database) {
   void *record = nullptr;
   EXPECT_EQ(TDatabase_query(database, "RPT", &record), TCOMMON_SUCCESS);
   return static_cast<TDatabaseReport *>(record);
+}
+
+template <typename Record>
+Record *query(TDatabase *database, const char *category) {
+  void *record = nullptr;
+  EXPECT_EQ(TDatabase_query(database, category, &record), TCOMMON_SUCCESS) << category;
+  return static_cast<Record *>(record);
+}
+
+// The settings fields of a category's record, as bytes in an otherwise zeroed record.
+std::vector<unsigned char> settingsOf(TDatabase *database, const char *category) {
+  uint64_t size = 0;
+  EXPECT_EQ(TDatabase_recordSize(category, &size), TCOMMON_SUCCESS) << category;
+  std::vector<unsigned char> settings(size);
+  EXPECT_EQ(TDatabase_copyRecord(category, settings.data(), query<void>(database, category)),
+            TCOMMON_SUCCESS);
+  return settings;
+}
+
+std::vector<std::string> categories() {
+  std::vector<std::string> names;
+  TDatabase_forEachCategory(
+      [](void *context, const char *category) -> uint32_t {
+        static_cast<std::vector<std::string> *>(context)->push_back(category);
+        return TCOMMON_SUCCESS;
+      },
+      &names);
+  return names;
 }
 
 std::string serialize(TDatabase *database) {
@@ -118,6 +150,110 @@ TEST_F(DatabaseTest, SerializeParseAndReset) {
   ASSERT_EQ(TDatabase_parse(other_, R"({"RPT":{"driver":1,"transmit":6}})"), TCOMMON_SUCCESS);
   EXPECT_EQ(TDatabase_reset(other_, 1), TCOMMON_SUCCESS);
   EXPECT_EQ(serialize(other_), opened);
+}
+
+TEST_F(DatabaseTest, EveryCategoryRoundTripsItsDefaults) {
+  const std::vector<std::string> expected = {"RPT", "3AI_2", "BLS",  "CNR_2_2", "CPD_1_1", "CP_1_2",
+                                             "DG",  "DVC",   "EC_2", "FC",      "GC_2",    "GE",
+                                             "ISP", "MISC",  "RGT",  "WB_1_1"};
+  ASSERT_EQ(categories(), expected);
+
+  // Parsed into a database whose records were all wiped, the defaults' document must bring
+  // back every setting of every category: a field the table misses or misplaces shows here.
+  const std::string defaults = serialize(database_);
+  ASSERT_EQ(TDatabase_open(nullptr, &other_), TCOMMON_SUCCESS);
+  for (const std::string &category : expected) {
+    uint64_t size = 0;
+    ASSERT_EQ(TDatabase_recordSize(category.c_str(), &size), TCOMMON_SUCCESS);
+    std::memset(query<void>(other_, category.c_str()), 0, size);
+  }
+  ASSERT_NE(serialize(other_), defaults);
+  ASSERT_EQ(TDatabase_parse(other_, defaults.c_str()), TCOMMON_SUCCESS) << TDatabase_lastError();
+  EXPECT_EQ(serialize(other_), defaults);
+  for (const std::string &category : expected) {
+    EXPECT_EQ(settingsOf(other_, category.c_str()), settingsOf(database_, category.c_str()))
+        << category;
+  }
+}
+
+// The alignment a field's member needs: what padding before it may be at most one short of.
+size_t alignmentOf(const tdatabase::Field &field) {
+  if (field.kind == tdatabase::Kind::Text) return 1;
+  if (field.kind != tdatabase::Kind::Group) return field.elementSize;
+  size_t alignment = 1;
+  for (const auto &inner : field.layout->fields)
+    alignment = std::max(alignment, alignmentOf(inner));
+  return alignment;
+}
+
+// Field tables list every member of their struct in struct order: the only bytes no field
+// covers are padding. (RGT's isRead sits where padding could, so it is checked by name.)
+void expectCoversTheStruct(const tdatabase::Layout &layout, const std::string &place) {
+  size_t end = 0, recordAlignment = 1;
+  for (const auto &field : layout.fields) {
+    SCOPED_TRACE(place + "." + field.name);
+    const size_t alignment = alignmentOf(field);
+    recordAlignment = std::max(recordAlignment, alignment);
+    EXPECT_GE(field.offset, end) << "out of struct order";
+    EXPECT_LT(field.offset - end, alignment) << "a member before it is missing";
+    size_t elements = 1;
+    for (const uint32_t count : field.shape) elements *= count == 0 ? 1 : count;
+    end = field.offset +
+          (field.kind == tdatabase::Kind::Text ? field.shape[0] : field.elementSize * elements);
+    if (field.kind == tdatabase::Kind::Group)
+      expectCoversTheStruct(*field.layout, place + "." + field.name);
+  }
+  EXPECT_LT(layout.size - end, recordAlignment) << place << ": a member at the end is missing";
+}
+
+TEST_F(DatabaseTest, FieldTablesMatchTheRecords) {
+  for (const tdatabase::RecordType *type : tdatabase::recordTypes()) {
+    expectCoversTheStruct(type->layout, type->category);
+  }
+
+  // The nested exposure gains, and the register transfer without its direction.
+  const std::string document = serialize(database_);
+  for (const char *piece :
+       {R"("EC_2":{"state":0,"gain":{"analog":[1.0,1.0,1.0,1.0],"digital":[1.0,1.0,1.0,1.0]},)"
+        R"("integrationTime":[0.00999999977)",
+        R"("RGT":{"address":"0x0000","type":0,"value":"0"})",
+        R"("GC_2":{"state":1,"curve":[0,156,213,)", R"("curvePx":[0,65,130,195,)"}) {
+    EXPECT_NE(document.find(piece), std::string::npos) << piece << " not in " << document;
+  }
+
+  // The gamma curve: 64 points from black to full scale, rising, at 1/2.2 of the input
+  // levels (which span 0..4095).
+  const auto *gamma = query<TDatabaseGammaCorrection_2>(database_, "GC_2");
+  ASSERT_EQ(std::size(gamma->curve), 64u);
+  EXPECT_EQ(gamma->curvePx[63], 4095u);
+  for (size_t i = 0; i < 64; ++i) {
+    SCOPED_TRACE(i);
+    if (i > 0) {
+      EXPECT_GT(gamma->curve[i], gamma->curve[i - 1]);
+    }
+    const double expected = 1023.0 * std::pow(gamma->curvePx[i] / 4095.0, 1.0 / 2.2);
+    EXPECT_NEAR(gamma->curve[i], expected, 0.5);
+  }
+}
+
+// A register address or value may fill its buffer without a NUL, as the shell leaves it.
+TEST_F(DatabaseTest, TextsThatFillTheirFieldRoundTrip) {
+  auto *transfer = query<TDatabaseRegister>(database_, "RGT");
+  std::memcpy(transfer->address, "0xFFFFFFFF", sizeof(transfer->address));
+  std::memcpy(transfer->value, "4294967295", sizeof(transfer->value));
+  const std::string document = serialize(database_);
+  EXPECT_NE(document.find(R"("RGT":{"address":"0xFFFFFFFF","type":0,"value":"4294967295"})"),
+            std::string::npos)
+      << document;
+  ASSERT_EQ(TDatabase_open(nullptr, &other_), TCOMMON_SUCCESS);
+  ASSERT_EQ(TDatabase_parse(other_, document.c_str()), TCOMMON_SUCCESS) << TDatabase_lastError();
+  EXPECT_EQ(settingsOf(other_, "RGT"), settingsOf(database_, "RGT"));
+  EXPECT_EQ(serialize(other_), document);
+
+  EXPECT_EQ(TDatabase_parse(other_, R"({"RGT":{"value":"42949672950"}})"),
+            TCOMMON_WRONG_CONFIGURATION);
+  EXPECT_STREQ(TDatabase_lastError(), "RGT.value: expected at most 10 bytes, found 11");
+  EXPECT_EQ(serialize(other_), document);
 }
 
 TEST_F(DatabaseTest, SaveReplacesTheFileAtomically) {

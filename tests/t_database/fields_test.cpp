@@ -108,7 +108,7 @@ Sample filledSample() {
                                {{-0.0f, 1e30f, 7.0f}, {-FLT_MIN, 0.5f, 1e-40f}}};
   std::memcpy(s.cube, cube, sizeof(cube));
   s.best.enabled = 1;
-  std::strcpy(s.best.label, "best");
+  std::memcpy(s.best.label, "best-row", sizeof(s.best.label));  // fills it: no NUL
   s.best.corner = {INT16_MIN, INT16_MAX};
   for (int r = 0; r < 3; ++r) {
     s.rows[r].enabled = r % 2;
@@ -159,7 +159,7 @@ TEST(Settings, RoundTripKeepsEveryValueExactly) {
   // groups as objects, tables as arrays of objects.
   for (const char *piece : {R"({"T":{"on":true,"i8":-128,)", R"("u64":18446744073709551615,)",
                             R"("matrix":[[18446744073709551615,1,0],[7,)", R"(]],"cube":[[[)",
-                            R"("best":{"enabled":true,"label":"best","corner":{"x":-32768,)",
+                            R"("best":{"enabled":true,"label":"best-row","corner":{"x":-32768,)",
                             R"("corner":{"x":200,"y":-2}}]},"PT":{"x":-3,"y":7}})"}) {
     EXPECT_NE(text.find(piece), std::string::npos) << piece << " not in " << text;
   }
@@ -188,7 +188,7 @@ TEST(Settings, RefusedDocumentsChangeNothing) {
       {R"({"T":{"on":1}})", "T.on: expected true or false, found a number"},
       {R"({"T":{"f64":null}})", "T.f64: expected a number, found null"},
       {R"({"T":{"f32":1e39}})", "T.f32: 1e+39 is out of range for f32"},
-      {R"({"T":{"name":"0123456789abcdef"}})", "T.name: expected at most 15 bytes, found 16"},
+      {R"({"T":{"name":"0123456789abcdefg"}})", "T.name: expected at most 16 bytes, found 17"},
       {R"({"T":{"name":"a\u0000b"}})", "T.name: text contains a NUL byte"},
       {R"({"T":{"name":["a"]}})", "T.name: expected a string, found an array"},
       {R"({"T":{"matrix":5}})", "T.matrix: expected an array, found a number"},
@@ -221,12 +221,12 @@ TEST(Settings, RefusedDocumentsChangeNothing) {
 TEST(Settings, AcceptsEveryValidFormAndKeepsOmittedFields) {
   Records records;
   // Members in any order, an integral double for an integer, an integer for a float, the
-  // upper limits, the shortest text of FLT_MAX (a little above it), the longest text that
-  // fits, a shorter one (the rest of the field is cleared), a partial group in a group and
-  // partial rows; the category left out keeps its values.
+  // upper limits, the shortest text of FLT_MAX (a little above it), a text that fills its
+  // field (kept without a NUL), a shorter one (the rest of the field is cleared), a partial
+  // group in a group and partial rows; the category left out keeps its values.
   const std::string document = R"({"T":{"u16":0,"i8":127,"i16":32767,"i32":-4.0,
       "i64":9223372036854775807,"f32":3.4028235e38,"f64":-7,"name":"ab",
-      "best":{"corner":{"y":1}},"rows":[{},{},{"label":"1234567"}]}})";
+      "best":{"corner":{"y":1}},"rows":[{},{},{"label":"12345678"}]}})";
   std::string error;
   ASSERT_EQ(records.parse(document, error), TCOMMON_SUCCESS) << error;
 
@@ -240,7 +240,7 @@ TEST(Settings, AcceptsEveryValidFormAndKeepsOmittedFields) {
   expected.f64 = -7.0;
   std::strncpy(expected.name, "ab", sizeof(expected.name));
   expected.best.corner.y = 1;
-  std::strncpy(expected.rows[2].label, "1234567", sizeof(expected.rows[2].label));
+  std::memcpy(expected.rows[2].label, "12345678", sizeof(expected.rows[2].label));
   EXPECT_TRUE(sameBytes(records.sample, expected));
   EXPECT_TRUE(sameBytes(records.point, kFilledPoint));
 }

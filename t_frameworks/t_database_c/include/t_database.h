@@ -8,6 +8,10 @@
  * are arrays (2-D and 3-D as nested arrays), tables of rows are arrays of objects, texts
  * are strings. Measured statistics and transient file buffers are not part of it.
  *
+ * A text field (char[N]) holds up to N bytes: a text shorter than N is NUL-terminated
+ * (the rest of the field zero-filled), a text of exactly N bytes fills the field with no
+ * terminating NUL, so readers bound it by the field size. A text may not contain a NUL.
+ *
  * Parsing is strict and all-or-nothing: an unknown category or field, a value of the
  * wrong type, an integer outside its field's range, an array of the wrong length or a
  * text longer than its field is refused with TCOMMON_WRONG_CONFIGURATION (15), the

@@ -333,13 +333,15 @@ uint32_t readText(const Field &field, TJsonValue *value, unsigned char *at, Fiel
   uint32_t result = TJsonValue_asString(value, &text);
   if (result == TCOMMON_SUCCESS) result = TJsonValue_size(value, &length);
   if (result != TCOMMON_SUCCESS) return result;
+  // A text may fill its field completely and then has no terminating NUL: the shell's
+  // register transfers use every byte of their address and value buffers.
   const uint32_t capacity = field.shape[0];
-  if (length >= capacity) {
-    error.fail("expected at most " + std::to_string(capacity - 1) + " bytes, found " +
+  if (length > capacity) {
+    error.fail("expected at most " + std::to_string(capacity) + " bytes, found " +
                std::to_string(length));
     return kRefused;
   }
-  // The record keeps a C string: a NUL inside would silently cut the text.
+  // Readers of the record stop at the first NUL: one inside would silently cut the text.
   if (std::memchr(text, '\0', length) != nullptr) {
     error.fail("text contains a NUL byte");
     return kRefused;

@@ -43,7 +43,8 @@ enum class Kind : uint8_t {
   U64,
   F32,
   F64,
-  Text,   // char[capacity], NUL-terminated; JSON string of at most capacity - 1 bytes
+  Text,   // char[capacity], NUL-terminated unless the text fills it; JSON string of at
+          // most capacity bytes
   Group,  // nested struct; JSON object (array of objects when it has a shape)
 };
 
@@ -197,8 +198,9 @@ class FieldError {
 
 // Writes every listed field of record as a member of object (an absent or null value
 // becomes an object): numbers as numbers (F32 widened to double, 64-bit integers exact),
-// Bool as true/false, Text as a string up to its NUL, arrays as nested arrays, groups as
-// objects. Returns the JSON library's code on failure (out of memory).
+// Bool as true/false, Text as a string up to its NUL (or the whole field when the text
+// fills it), arrays as nested arrays, groups as objects. Returns the JSON library's code on failure
+// (out of memory).
 uint32_t writeFields(const Layout &layout, const void *record, TJsonValue *object);
 
 // Applies the members of object onto record, strictly: every member must name a listed
