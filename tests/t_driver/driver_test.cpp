@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstring>
 #include <map>
 #include <sstream>
 #include <string>
@@ -89,6 +91,28 @@ class DriverTest : public ::testing::Test {
   TDatabaseReport hardware() {
     TDatabaseReport hardware{};
     TDriverHardware_get(driver_, "RPT", &hardware);
+    return hardware;
+  }
+
+  template <typename Record = void>
+  Record *query(const char *category) {
+    void *record = nullptr;
+    EXPECT_EQ(TDatabase_query(database_, category, &record), TCOMMON_SUCCESS) << category;
+    return static_cast<Record *>(record);
+  }
+  // The settings fields of a record of category, in an otherwise zeroed record.
+  static std::vector<std::byte> settingsOf(const char *category, const void *record) {
+    uint64_t size = 0;
+    EXPECT_EQ(TDatabase_recordSize(category, &size), TCOMMON_SUCCESS) << category;
+    std::vector<std::byte> settings(size);
+    EXPECT_EQ(TDatabase_copyRecord(category, settings.data(), record), TCOMMON_SUCCESS);
+    return settings;
+  }
+  std::vector<std::byte> hardwareOf(const char *category) {
+    uint64_t size = 0;
+    EXPECT_EQ(TDatabase_recordSize(category, &size), TCOMMON_SUCCESS) << category;
+    std::vector<std::byte> hardware(size);
+    EXPECT_EQ(TDriverHardware_get(driver_, category, hardware.data()), TCOMMON_SUCCESS);
     return hardware;
   }
 
@@ -274,6 +298,242 @@ TEST_F(DriverTest, FaultsAndJournalAcrossCalls) {
                               "TDriverHardware_get", "TDriverTestReportPushOnly_statistics",
                               "TDriverNoSuchBlock_process", "tdriver_init", "TDriver_init ", ""})
     EXPECT_EQ(TDriverFault_set(driver_, unknown, 8), TCOMMON_NOT_FOUND) << unknown;
+}
+
+// ---- The blocks of the ISP -----------------------------------------------------------------
+
+struct BlockCase {
+  const char *name;  // prefix of its functions
+  const char *category;
+  uint32_t (*process)(TDriver *, uint8_t);
+  uint32_t (*statistics)(TDriver *, uint8_t);  // nullptr for a block without one
+};
+
+#define READ_BACK_BLOCK(Name, category) \
+  { "TDriver" #Name, category, TDriver##Name##_process, TDriver##Name##_statistics }
+#define PUSH_ONLY_BLOCK(Name, category) \
+  { "TDriver" #Name, category, TDriver##Name##_process, nullptr }
+
+const BlockCase kBlocks[] = {
+    READ_BACK_BLOCK(BlackLevelSubtraction, "BLS"),
+    READ_BACK_BLOCK(ColorNoiseReduction_2_2, "CNR_2_2"),
+    READ_BACK_BLOCK(ColorProcess_1_2, "CP_1_2"),
+    READ_BACK_BLOCK(DigitalGain, "DG"),
+    READ_BACK_BLOCK(ExposureControl_2, "EC_2"),
+    READ_BACK_BLOCK(FocusControl, "FC"),
+    READ_BACK_BLOCK(GammaCorrection_2, "GC_2"),
+    READ_BACK_BLOCK(WhiteBalance_1_1, "WB_1_1"),
+    PUSH_ONLY_BLOCK(3AInterface_2, "3AI_2"),
+    PUSH_ONLY_BLOCK(Compand_1_1, "CPD_1_1"),
+    PUSH_ONLY_BLOCK(GreenEquilibration, "GE"),
+    PUSH_ONLY_BLOCK(Isp, "ISP"),
+};
+
+// Push latches the record into the block's hardware state; a read-back, through _process(1)
+// and through _statistics where the block has it, brings it back; every call is journaled.
+TEST_F(DriverTest, EveryBlockPushesAndReadsBack) {
+  for (const BlockCase &block : kBlocks) {
+    SCOPED_TRACE(block.category);
+    const std::string process = std::string(block.name) + "_process";
+    const std::string statistics = std::string(block.name) + "_statistics";
+    EXPECT_EQ(TDriverFault_set(driver_, process.c_str(), 8), 0u);
+    EXPECT_EQ(TDriverFault_set(driver_, statistics.c_str(), 8),
+              block.statistics != nullptr ? 0u : uint32_t{TCOMMON_NOT_FOUND});
+    reach(kOff);
+    EXPECT_EQ(block.process(driver_, 0), kRefused);
+
+    void *record = query(block.category);
+    const std::vector<std::byte> defaults = settingsOf(block.category, record);
+    reach(kInit);
+    std::memset(record, 0, defaults.size());
+    const std::vector<std::byte> zero = settingsOf(block.category, record);
+    ASSERT_NE(zero, defaults) << "the push below would show nothing";
+    ASSERT_EQ(block.process(driver_, 0), 0u);
+    EXPECT_EQ(hardwareOf(block.category), zero);
+    std::memcpy(record, defaults.data(), defaults.size());
+    ASSERT_EQ(block.process(driver_, 0), 0u);
+    EXPECT_EQ(hardwareOf(block.category), defaults);
+    EXPECT_EQ(block.process(driver_, 1), kRefused) << "a read-back needs streaming";
+    ASSERT_EQ(TDriver_stream(driver_, 1), 0u);
+    std::string expected = process + "(0)\n" + process + "(0)\n" + process + "(1)\n" +
+                           "TDriver_stream(1)\n" + process + "(1)\n";
+    std::memset(record, 0, defaults.size());
+    ASSERT_EQ(block.process(driver_, 1), 0u);
+    EXPECT_EQ(settingsOf(block.category, record), defaults);
+    if (block.statistics != nullptr) {
+      std::memset(record, 0, defaults.size());
+      ASSERT_EQ(block.statistics(driver_, 1), 0u);
+      EXPECT_EQ(settingsOf(block.category, record), defaults);
+      expected += statistics + "(1)\n";
+    }
+    EXPECT_EQ(journal(), expected);
+  }
+}
+
+TEST_F(DriverTest, IspReadBackReportsTheHardwareIdentity) {
+  auto *isp = query<TDatabaseIsp>("ISP");
+  reach(kStreaming);
+  isp->isEnable = 0;
+  isp->hwId = 0x1234;  // a client cannot change what the hardware is
+  ASSERT_EQ(TDriverIsp_process(driver_, 0), 0u);
+  isp->isEnable = 1;
+  isp->hwId = 0;
+  ASSERT_EQ(TDriverIsp_process(driver_, 1), 0u);
+  EXPECT_EQ(isp->isEnable, 0);
+  EXPECT_EQ(isp->hwId, TDATABASE_ISP_HW_ID);
+}
+
+// ---- Registers -----------------------------------------------------------------------------
+
+struct Transfer {
+  const char *address;
+  uint32_t type;
+  bool isRead;
+  const char *value;  // written, or (for an accepted read) what the read gives
+};
+
+// Like the shell fills it: a text of the buffer's size has no NUL.
+template <size_t N>
+void fill(char (&buffer)[N], const char *text) {
+  const size_t length = std::min(std::strlen(text), N);
+  std::memcpy(buffer, text, length);
+  std::memset(buffer + length, 0, N - length);
+}
+
+TDatabaseRegister recordOf(const Transfer &transfer, const char *value) {
+  TDatabaseRegister record;
+  std::memset(&record, 0, sizeof(record));  // padding too: records compare bytewise
+  fill(record.address, transfer.address);
+  record.isRead = transfer.isRead ? 1 : 0;
+  record.type = transfer.type;
+  fill(record.value, value);
+  return record;
+}
+
+bool sameBytes(const TDatabaseRegister &a, const TDatabaseRegister &b) {
+  return std::memcmp(&a, &b, sizeof(a)) == 0;
+}
+
+std::string journalLine(const Transfer &transfer) {
+  return std::string("TDriverRegister_process(") + (transfer.isRead ? "1" : "0") + ")\n";
+}
+
+class RegisterTest : public DriverTest {
+ protected:
+  uint32_t run(const Transfer &transfer, TDatabaseRegister *after = nullptr) {
+    // A read starts from a value that fills the buffer, to show what it leaves behind.
+    TDatabaseRegister record = recordOf(transfer, transfer.isRead ? "0x99999999" : transfer.value);
+    const uint32_t code = TDriverRegister_process(driver_, &record);
+    if (after != nullptr) *after = record;
+    return code;
+  }
+  std::string read(const char *address, uint32_t type = 0) {
+    TDatabaseRegister record{};
+    EXPECT_EQ(run({address, type, true, ""}, &record), 0u) << address;
+    return std::string(record.value, strnlen(record.value, sizeof(record.value)));
+  }
+};
+
+TEST_F(RegisterTest, WritesAndReadsBack) {
+  const Transfer transfers[] = {
+      {"0", 0, true, "0x5A170102"},  // the identification register; fills the value buffer
+      {"0x1000", 0, true, "0x0"},    // never written
+      {"4096", 0, false, "0x12345678"},
+      {"0x1000", 0, true, "0x12345678"},
+      {"0X1000", 1, false, "0xabcd"},  // the low half only
+      {"4096", 0, true, "0x1234ABCD"},
+      {"4096", 2, false, "255"},  // the low byte only
+      {"0x1000", 0, true, "0x1234ABFF"},
+      {"0x1000", 1, true, "0xABFF"},
+      {"0x1000", 2, true, "0xFF"},
+      {"0x00001000", 0, true, "0x1234ABFF"},  // ten characters, no NUL
+      {"0x0FFF", 0, true, "0x0"},
+      {"0x1001", 0, true, "0x0"},
+      {"0xFFFFFFFF", 0, false, "4294967295"},  // both ten characters
+      {"4294967295", 1, true, "0xFFFF"},
+      {"4294967295", 0, true, "0xFFFFFFFF"},
+      {"0000000001", 1, false, "0x0000007f"},  // leading zeros
+      {"1", 0, true, "0x7F"},
+      {"0x2000", 2, false, "0x80"},
+      {"0x2000", 0, true, "0x80"},
+  };
+  std::string expectedJournal;
+  for (const Transfer &transfer : transfers) {
+    SCOPED_TRACE(std::string(transfer.address) + (transfer.isRead ? " read " : " write ") +
+                 transfer.value);
+    TDatabaseRegister after{};
+    ASSERT_EQ(run(transfer, &after), 0u);
+    // A read writes its value text, zero-filled; nothing else of the record changes.
+    EXPECT_TRUE(sameBytes(after, recordOf(transfer, transfer.value)));
+    expectedJournal += journalLine(transfer);
+  }
+  EXPECT_EQ(journal(), expectedJournal);
+
+  // The bank answers in every stream state and keeps its content across them.
+  for (const uint32_t state : {kOff, kInit, kStreaming, kOff}) {
+    reach(state);
+    EXPECT_EQ(run({"0x3000", 0, false, std::to_string(state).c_str()}), 0u);
+    EXPECT_EQ(read("0x3000"), "0x" + std::to_string(state));
+    EXPECT_EQ(read("0x1000"), "0x1234ABFF");
+  }
+}
+
+TEST_F(RegisterTest, RefusedTransfersChangeNothing) {
+  ASSERT_EQ(run({"0x1000", 0, false, "0x12345678"}), 0u);
+  std::vector<Transfer> refused;
+  for (const char *text : {"", "0x", "0X", "x1", "12a", "0x1g", "-1", "+1", "0x-1", " 1", "1 ",
+                           "0x 1", "1.0", "4294967296", "9999999999", "0x1_0"}) {
+    refused.push_back({text, 0, true, "0x5"});  // an address that is no address
+    refused.push_back({text, 0, false, "5"});
+    refused.push_back({"0x1000", 0, false, text});  // a value that is no value
+  }
+  refused.insert(refused.end(), {{"0x1000", 3, true, "0x5"},
+                                 {"0x1000", 3, false, "1"},
+                                 {"0x1000", UINT32_MAX, true, "0x5"},
+                                 {"0x1000", 1, false, "0x10000"},  // wider than 16 bits
+                                 {"0x1000", 1, false, "65536"},
+                                 {"0x1000", 2, false, "256"}});
+  for (const Transfer &transfer : refused) {
+    SCOPED_TRACE(std::string("'") + transfer.address + "' type " + std::to_string(transfer.type) +
+                 (transfer.isRead ? " read '" : " write '") + transfer.value + "'");
+    ASSERT_EQ(TDriverJournal_clear(driver_), 0u);
+    TDatabaseRegister record = recordOf(transfer, transfer.value);
+    const TDatabaseRegister before = record;
+    EXPECT_EQ(TDriverRegister_process(driver_, &record), TCOMMON_WRONG_CONFIGURATION);
+    EXPECT_TRUE(sameBytes(record, before));
+    EXPECT_EQ(journal(), journalLine(transfer));
+    EXPECT_EQ(read("0x1000"), "0x12345678");
+  }
+
+  // Beyond 32 bits in hexadecimal needs more than the ten bytes a record holds.
+  uint32_t value = 7;
+  EXPECT_FALSE(tdriver::parseRegisterText("0x100000000", 11, &value));
+  EXPECT_EQ(value, 7u);
+  EXPECT_TRUE(tdriver::parseRegisterText("0x0FFFFFFFF", 11, &value));
+  EXPECT_EQ(value, UINT32_MAX);
+  EXPECT_TRUE(tdriver::parseRegisterText("12345", 3, &value)) << "reads no further than size";
+  EXPECT_EQ(value, 123u);
+}
+
+TEST_F(RegisterTest, FaultsAndMissingArguments) {
+  ASSERT_EQ(run({"0x10", 0, false, "0x77"}), 0u);
+  ASSERT_EQ(TDriverFault_set(driver_, "TDriverRegister_process", 13), 0u);
+  for (const Transfer &transfer : {Transfer{"0x10", 0, false, "0x55"}, {"0x10", 0, true, "0x1"}}) {
+    TDatabaseRegister record = recordOf(transfer, transfer.value);
+    const TDatabaseRegister before = record;
+    ASSERT_EQ(TDriverJournal_clear(driver_), 0u);
+    EXPECT_EQ(TDriverRegister_process(driver_, &record), 13u);
+    EXPECT_TRUE(sameBytes(record, before));
+    EXPECT_EQ(journal(), journalLine(transfer));
+  }
+  ASSERT_EQ(TDriverFault_clear(driver_), 0u);
+  EXPECT_EQ(read("0x10"), "0x77");
+
+  ASSERT_EQ(TDriverJournal_clear(driver_), 0u);
+  EXPECT_EQ(TDriverRegister_process(driver_, nullptr), TCOMMON_INVALID_ARGUMENT);
+  TDatabaseRegister record = recordOf({"0", 0, true, ""}, "");
+  EXPECT_EQ(TDriverRegister_process(nullptr, &record), TCOMMON_INVALID_ARGUMENT);
+  EXPECT_EQ(journal(), "");
 }
 
 }  // namespace

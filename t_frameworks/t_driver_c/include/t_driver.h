@@ -84,7 +84,70 @@ TDRIVER_API uint32_t TDriverFault_clear(TDriver *driver);
 /* ---- Blocks ---------------------------------------------------------------------------------
  * Per block a push function TDriver<Block>_process(driver, flag) and, for blocks that can be
  * read back, TDriver<Block>_statistics(driver, flag). flag is the shell's read flag: 0 for a
- * push, 1 for a read-back. Declared here as the blocks are added. */
+ * push, 1 for a read-back. Declared here as the blocks are added.
+ *
+ * _process: flag 0 pushes the block's database record into its hardware state (needs the
+ * initialised state), any other flag reads the hardware state back into the record (needs
+ * streaming). _statistics reads back whatever the flag. Both are journaled with the flag as
+ * argument, "TDriverDigitalGain_process(0)". */
+
+/* Blocks that are pushed and read back, each on the record of the category named. */
+/* "BLS" */
+TDRIVER_API uint32_t TDriverBlackLevelSubtraction_process(TDriver *driver, uint8_t flag);
+TDRIVER_API uint32_t TDriverBlackLevelSubtraction_statistics(TDriver *driver, uint8_t flag);
+/* "CNR_2_2" */
+TDRIVER_API uint32_t TDriverColorNoiseReduction_2_2_process(TDriver *driver, uint8_t flag);
+TDRIVER_API uint32_t TDriverColorNoiseReduction_2_2_statistics(TDriver *driver, uint8_t flag);
+/* "CP_1_2" */
+TDRIVER_API uint32_t TDriverColorProcess_1_2_process(TDriver *driver, uint8_t flag);
+TDRIVER_API uint32_t TDriverColorProcess_1_2_statistics(TDriver *driver, uint8_t flag);
+/* "DG" */
+TDRIVER_API uint32_t TDriverDigitalGain_process(TDriver *driver, uint8_t flag);
+TDRIVER_API uint32_t TDriverDigitalGain_statistics(TDriver *driver, uint8_t flag);
+/* "EC_2" */
+TDRIVER_API uint32_t TDriverExposureControl_2_process(TDriver *driver, uint8_t flag);
+TDRIVER_API uint32_t TDriverExposureControl_2_statistics(TDriver *driver, uint8_t flag);
+/* "FC" */
+TDRIVER_API uint32_t TDriverFocusControl_process(TDriver *driver, uint8_t flag);
+TDRIVER_API uint32_t TDriverFocusControl_statistics(TDriver *driver, uint8_t flag);
+/* "GC_2" */
+TDRIVER_API uint32_t TDriverGammaCorrection_2_process(TDriver *driver, uint8_t flag);
+TDRIVER_API uint32_t TDriverGammaCorrection_2_statistics(TDriver *driver, uint8_t flag);
+/* "WB_1_1" */
+TDRIVER_API uint32_t TDriverWhiteBalance_1_1_process(TDriver *driver, uint8_t flag);
+TDRIVER_API uint32_t TDriverWhiteBalance_1_1_statistics(TDriver *driver, uint8_t flag);
+
+/* Blocks without a _statistics function (flag 1 of _process still reads back). */
+/* "3AI_2" */
+TDRIVER_API uint32_t TDriver3AInterface_2_process(TDriver *driver, uint8_t flag);
+/* "CPD_1_1" */
+TDRIVER_API uint32_t TDriverCompand_1_1_process(TDriver *driver, uint8_t flag);
+/* "GE" */
+TDRIVER_API uint32_t TDriverGreenEquilibration_process(TDriver *driver, uint8_t flag);
+
+/* "ISP": flag 0 pushes isEnable (and hwId) into the hardware state, flag 1 reads back, and
+ * then reports in hwId the identity of the hardware, TDATABASE_ISP_HW_ID, whatever a client
+ * stored there. No _statistics function. */
+TDRIVER_API uint32_t TDriverIsp_process(TDriver *driver, uint8_t flag);
+
+/* ---- Registers ------------------------------------------------------------------------------
+ * One transfer between the "RGT" record and the simulated register bank: 32-bit registers at
+ * 32-bit addresses. A register never written reads 0, except the identification register at
+ * address 0, which reads TDATABASE_ISP_HW_ID until it is written. The bank is there whenever
+ * the device is: transfers work in every stream state, and TDriver_deinit keeps its content.
+ *
+ * record->address and record->value are texts of up to their full buffer size (no NUL when
+ * they fill it): decimal ("4096") or 0x/0X hexadecimal ("0x1000"), no sign, no spaces, no
+ * other characters, at most UINT32_MAX. record->type is the access width: 0 the whole
+ * register, 1 its low 16 bits, 2 its low byte.
+ *   isRead non-zero: value becomes the register masked to the access width, as "0x%X"
+ *     text (uppercase digits), the rest of the buffer zero-filled.
+ *   isRead 0: value is written; a 16- or 8-bit write replaces only those low bits.
+ * A transfer with an unparsable address or value, a type other than 0..2, or a value wider
+ * than the access width is refused with TCOMMON_WRONG_CONFIGURATION (15) and changes neither
+ * the bank nor the record. NULL record: TCOMMON_INVALID_ARGUMENT (not journaled). Journaled as
+ * "TDriverRegister_process(<isRead>)" and faultable like the other driver functions. */
+TDRIVER_API uint32_t TDriverRegister_process(TDriver *driver, TDatabaseRegister *record);
 
 #ifdef __cplusplus
 }

@@ -14,6 +14,8 @@
 //   TDRIVER_BLOCK_MEASURED(Histogram, "HIST", measureHistogram);
 //       like TDRIVER_BLOCK, and measureHistogram fills the measured statistics of the
 //       record after each read-back
+//   TDRIVER_BLOCK_PUSH_ONLY_MEASURED(Isp, "ISP", reportIdentity);
+//       like TDRIVER_BLOCK_PUSH_ONLY, with the hook run after a read-back through _process
 //
 // A block with a hook of its own may live in a source file of its own; the macros work
 // in any file of this library.
@@ -38,6 +40,7 @@ const BlockRegistration *firstBlock() noexcept {
 bool isKnownFunction(std::string_view function) {
   for (const char *name : kStreamControlFunctions)
     if (function == name) return true;
+  if (function == kRegisterProcess) return true;
   for (const BlockRegistration *entry = firstBlock(); entry != nullptr; entry = entry->next()) {
     const Block &block = entry->block();
     if (function == block.process) return true;
@@ -47,3 +50,29 @@ bool isKnownFunction(std::string_view function) {
 }
 
 }  // namespace tdriver
+
+namespace {
+
+// The identity is wired into the hardware: whatever a client pushed into hwId, reading the
+// ISP back reports the real one.
+uint32_t reportIdentity(TDriver *, const char *, void *record) {
+  static_cast<TDatabaseIsp *>(record)->hwId = TDATABASE_ISP_HW_ID;
+  return TCOMMON_SUCCESS;
+}
+
+}  // namespace
+
+TDRIVER_BLOCK(BlackLevelSubtraction, "BLS");
+TDRIVER_BLOCK(ColorNoiseReduction_2_2, "CNR_2_2");
+TDRIVER_BLOCK(ColorProcess_1_2, "CP_1_2");
+TDRIVER_BLOCK(DigitalGain, "DG");
+TDRIVER_BLOCK(ExposureControl_2, "EC_2");
+TDRIVER_BLOCK(FocusControl, "FC");
+TDRIVER_BLOCK(GammaCorrection_2, "GC_2");
+TDRIVER_BLOCK(WhiteBalance_1_1, "WB_1_1");
+
+TDRIVER_BLOCK_PUSH_ONLY(3AInterface_2, "3AI_2");
+TDRIVER_BLOCK_PUSH_ONLY(Compand_1_1, "CPD_1_1");
+TDRIVER_BLOCK_PUSH_ONLY(GreenEquilibration, "GE");
+
+TDRIVER_BLOCK_PUSH_ONLY_MEASURED(Isp, "ISP", reportIdentity);

@@ -16,8 +16,9 @@ enum class Direction {
 };
 
 // Runs, with the driver locked, after a read-back has copied the hardware state into the
-// record: for blocks that measure something (statistics) rather than only hand back the
-// latched settings. Returns a result code, which the read-back returns.
+// record: for blocks whose read-back reports more than the latched settings (measured
+// statistics, an identity fixed in the hardware). Returns a result code, which the
+// read-back returns.
 using ReadBackHook = uint32_t (*)(TDriver *driver, const char *category, void *record);
 
 struct Block {
@@ -91,6 +92,11 @@ uint32_t blockTransfer(TDriver *driver, const char *function, const char *catego
 // Only TDriver<Name>_process, for a block that has no statistics function.
 #define TDRIVER_BLOCK_PUSH_ONLY(Name, category)           \
   TDRIVER_BLOCK_DEFINE_(Name, category, nullptr, nullptr) \
+  static_assert(true)
+
+// Only TDriver<Name>_process, with hook run after every read-back through it (flag 1).
+#define TDRIVER_BLOCK_PUSH_ONLY_MEASURED(Name, category, hook) \
+  TDRIVER_BLOCK_DEFINE_(Name, category, nullptr, hook)         \
   static_assert(true)
 
 #endif  // T_DRIVER_DRIVER_BLOCKS_H

@@ -24,6 +24,7 @@ inline constexpr char kDeinit[] = "TDriver_deinit";
 inline constexpr char kInject[] = "TDriver_inject";
 inline constexpr char kRaw[] = "TDriver_raw";
 inline constexpr const char *kStreamControlFunctions[] = {kInit, kStream, kDeinit, kInject, kRaw};
+inline constexpr char kRegisterProcess[] = "TDriverRegister_process";
 
 struct NameHash {
   using is_transparent = void;
@@ -41,6 +42,10 @@ bool isKnownFunction(std::string_view function);
 
 // Journal lines numbered since and later; see Journal::since. For the tuning server.
 uint32_t journalSince(TDriver *driver, uint64_t since, std::string *lines, uint64_t *next);
+
+// A register address or value text of at most size bytes (NUL-terminated if shorter):
+// decimal or 0x/0X hexadecimal, nothing else, at most UINT32_MAX (registers.cpp).
+bool parseRegisterText(const char *text, size_t size, uint32_t *value);
 
 }  // namespace tdriver
 
@@ -60,6 +65,9 @@ struct TDriver {
   // first programmed and written only through TDatabase_copyRecord, so that it holds
   // settings fields only (no transient buffers of the database's records).
   tdriver::NameMap<std::unique_ptr<std::byte[]>> hardware;
+
+  // The register bank: only registers ever written, by address (see TDriverRegister_process).
+  std::unordered_map<uint32_t, uint32_t> registers;
 
   tdriver::NameMap<uint32_t> faults;  // function name -> code it returns
   tdriver::Journal journal;
