@@ -22,6 +22,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "t_common.h"
 #include "t_json.h"
 
 #define TSHELL_API __attribute__((visibility("default")))
@@ -51,6 +52,108 @@ TSHELL_API uint32_t TShell_close(TShell **shell);
  * with the instance, the key text and the item's "value". Declared here as the categories
  * are added. */
 typedef uint32_t TShellHandlerFunction(TShell *shell, const char *key, TJsonValue *value);
+
+/* ---- Categories served by this build -------------------------------------------------------
+ * Handlers of the manual ISP blocks and of the device categories, by category name. */
+TSHELL_API TShellHandlerFunction TShell3AInterface_2_process;           /* "3AI_2" */
+TSHELL_API TShellHandlerFunction TShellBlackLevelSubtraction_process;   /* "BLS" */
+TSHELL_API TShellHandlerFunction TShellColorNoiseReduction_2_2_process; /* "CNR_2_2" */
+TSHELL_API TShellHandlerFunction TShellColorProcess_1_2_process;        /* "CP_1_2" */
+TSHELL_API TShellHandlerFunction TShellCompand_1_1_process;             /* "CPD_1_1" */
+TSHELL_API TShellHandlerFunction TShellDevice_process;                  /* "DVC" */
+TSHELL_API TShellHandlerFunction TShellDigitalGain_process;             /* "DG" */
+TSHELL_API TShellHandlerFunction TShellExposureControl_2_process;       /* "EC_2" */
+TSHELL_API TShellHandlerFunction TShellFocusControl_process;            /* "FC" */
+TSHELL_API TShellHandlerFunction TShellGammaCorrection_2_process;       /* "GC_2" */
+TSHELL_API TShellHandlerFunction TShellGreenEquilibration_process;      /* "GE" */
+TSHELL_API TShellHandlerFunction TShellIsp_process;                     /* "ISP" */
+TSHELL_API TShellHandlerFunction TShellMisc_process;                    /* "MISC" */
+TSHELL_API TShellHandlerFunction TShellRegister_process;                /* "RGT" */
+TSHELL_API TShellHandlerFunction TShellReport_process;                  /* "RPT" */
+TSHELL_API TShellHandlerFunction TShellWhiteBalance_1_1_process;        /* "WB_1_1" */
+
+/* ---- Parameter access ----------------------------------------------------------------------
+ * Every category handler moves one field of its block's record between the record and the
+ * item's value {"current": ...} through these accessors, in the direction of the running
+ * item: an item with an empty "value" reads the field into "current", any other writes
+ * "current" into the field.
+ *
+ * Each accessor takes the instance, the block's record (handed on to the hooks) and the
+ * item's "value" first, and the block's before and after hooks last (either may be NULL).
+ * The before hook refreshes the record from the hardware before a read; the after hook
+ * pushes the record to the hardware after a write. TShellAccess_before and
+ * TShellAccess_after decide when they actually run: within one request a block is read
+ * back from the hardware at most once, and its pushes are collected into one, run when the
+ * request moves on to another block or reaches its last item.
+ *
+ * Writes convert "current" as the JSON library converts it (numbers narrowed to the
+ * field's type, booleans to 0 or 1); a value that does not convert leaves the field as it
+ * was. Arrays: a write changes the first min(JSON length, declared count) elements, per row
+ * for tables, and ignores the rest without complaint; a read always returns the declared
+ * count of elements at every level. */
+typedef uint32_t (*TShellHook)(TShell *shell, void *record);
+/* Writes a block's measured statistics into value; see TShellAccess_statistics. */
+typedef uint32_t (*TShellStatisticsFill)(const void *record, TJsonValue *value);
+
+/* Runs hook (the block's read-back) on a read, unless it already succeeded earlier in this
+ * request. A read-back that fails does not fail the access: the record is served as it
+ * stands, and a read-back answering 8 (the hardware can only be read while streaming)
+ * queues the message "Streaming needed, or data will come from cache not hardware". */
+TSHELL_API uint32_t TShellAccess_before(TShell *shell, void *record, TShellHook hook);
+/* Defers hook (the block's push) until the request moves on to another block's push or
+ * reaches its last item; at the last item it runs at once. hook NULL only runs, at the last
+ * item, a push left pending by an earlier item. A pending push runs on the record that
+ * left it pending, with the read flag of the item during which it runs. */
+TSHELL_API uint32_t TShellAccess_after(TShell *shell, void *record, TShellHook hook);
+
+TSHELL_API uint32_t TShellAccess_bool(TShell *shell, void *record, TJsonValue *value,
+                                      uint8_t *field, TShellHook before, TShellHook after);
+TSHELL_API uint32_t TShellAccess_float(TShell *shell, void *record, TJsonValue *value, float *field,
+                                       TShellHook before, TShellHook after);
+TSHELL_API uint32_t TShellAccess_double(TShell *shell, void *record, TJsonValue *value,
+                                        double *field, TShellHook before, TShellHook after);
+/* A write copies at most capacity bytes (strncpy): a text of capacity bytes or more fills
+ * the buffer without a terminating NUL. A read takes the text up to its NUL or capacity. */
+TSHELL_API uint32_t TShellAccess_string(TShell *shell, void *record, TJsonValue *value,
+                                        char *buffer, int32_t capacity, TShellHook before,
+                                        TShellHook after);
+/* A read returns the bytes as base64 text (nothing, and no push, when there are none). A
+ * write is accepted but changes nothing: the buffer is the block's own. */
+TSHELL_API uint32_t TShellAccess_base64(TShell *shell, void *record, TJsonValue *value,
+                                        uint8_t *data, uint64_t length, TShellHook before,
+                                        TShellHook after);
+/* A read calls fill(record, current) after the read-back; a write moves nothing. */
+TSHELL_API uint32_t TShellAccess_statistics(TShell *shell, void *record, TJsonValue *value,
+                                            TShellStatisticsFill fill, TShellHook before,
+                                            TShellHook after);
+TSHELL_API uint32_t TShellAccess_bools(TShell *shell, void *record, TJsonValue *value,
+                                       uint8_t *field, uint64_t count, TShellHook before,
+                                       TShellHook after);
+TSHELL_API uint32_t TShellAccess_floats(TShell *shell, void *record, TJsonValue *value,
+                                        float *field, uint64_t count, TShellHook before,
+                                        TShellHook after);
+TSHELL_API uint32_t TShellAccess_doubles(TShell *shell, void *record, TJsonValue *value,
+                                         double *field, uint64_t count, TShellHook before,
+                                         TShellHook after);
+/* count points [x, y], stored as consecutive signed 32-bit pairs. */
+TSHELL_API uint32_t TShellAccess_curve(TShell *shell, void *record, TJsonValue *value,
+                                       int32_t *points, uint64_t count, TShellHook before,
+                                       TShellHook after);
+/* rows x columns floats, row-major; JSON: an array of rows. */
+TSHELL_API uint32_t TShellAccess_floats22(TShell *shell, void *record, TJsonValue *value,
+                                          float *field, uint64_t rows, uint64_t columns,
+                                          TShellHook before, TShellHook after);
+/* planes x rows x columns floats, last index fastest; JSON: planes of rows. */
+TSHELL_API uint32_t TShellAccess_floats33(TShell *shell, void *record, TJsonValue *value,
+                                          float *field, uint64_t planes, uint64_t rows,
+                                          uint64_t columns, TShellHook before, TShellHook after);
+/* Files as "data:<mime>;base64,<payload>" texts. A write releases the old buffers
+ * (*count and *buffers) and decodes every element into a new array of *count buffers; the
+ * part up to the first comma is skipped, so bare base64 is accepted too. A read encodes
+ * every buffer into a data URI of type mime. */
+TSHELL_API uint32_t TShellAccess_files(TShell *shell, void *record, TJsonValue *value,
+                                       uint64_t *count, TCommonBuffer **buffers, const char *mime,
+                                       TShellHook before, TShellHook after);
 
 /* ---- Block versions that this build does not serve: each returns 10 at once. ---------- */
 TSHELL_API TShellHandlerFunction TShell2DNoiseReduction_3_process;

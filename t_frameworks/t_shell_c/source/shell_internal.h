@@ -12,9 +12,6 @@
 
 // A category handler: (instance, key text, the item's "value") -> result code.
 using TShellHandler = TShellHandlerFunction *;
-// A before or after hook: (instance, module record) -> result code. A hook's address
-// identifies its category file, which is how deferred pushes are collected.
-using TShellHook = uint32_t (*)(TShell *shell, void *record);
 
 inline constexpr int kShellNameCapacity = 16;
 // Client messages are formatted into zero-filled buffers of this size (text cut at 299).
@@ -46,23 +43,53 @@ inline constexpr uint32_t kTraceIgnored = 0;  // failures that are ignored (cach
 inline constexpr uint32_t kTraceSummary = 1;  // request and response summaries
 inline constexpr uint32_t kTraceError = 3;    // failures that are returned
 
+// Where a failure is traced from: the source file, line and function that the trace line
+// names.
+struct ShellSite {
+  const char *file;
+  int line;
+  const char *function;
+};
+#define SHELL_SITE (ShellSite{__FILE__, __LINE__, __func__})
+
 // Prints the standard failure line "<file>:<line>: <function>(): <error text>(<code>)".
 void shellTrace(uint32_t level, const char *file, int line, const char *function, uint32_t code);
+inline void shellTrace(uint32_t level, ShellSite site, uint32_t code) {
+  shellTrace(level, site.file, site.line, site.function, code);
+}
 
 #define SHELL_TRACE(code) shellTrace(kTraceError, __FILE__, __LINE__, __func__, (code))
 #define SHELL_TRACE_AS(function, code) \
   shellTrace(kTraceError, __FILE__, __LINE__, (function), (code))
+
+// The plain hook pair of a block, for the category files:
+//
+//   uint32_t before(TShell *shell, void *) {
+//     return shellReadBack(shell, TDriverDigitalGain_statistics, SHELL_SITE);
+//   }
+//
+// shellReadBack calls the block's read-back (flag 1) on a read item and shellPush its push
+// (flag 0) on a write item; otherwise they return 0 at once. A driver failure is traced at
+// site and returned.
+using ShellDriverFunction = uint32_t (*)(TDriver *driver, uint8_t flag);
+uint32_t shellReadBack(TShell *shell, ShellDriverFunction readBack, ShellSite site);
+uint32_t shellPush(TShell *shell, ShellDriverFunction push, ShellSite site);
 
 // Formats a client message into a zero-filled buffer of kShellMessageCapacity bytes,
 // behind the instance name ("Out of range" becomes "Shell: Out of range"), and queues it
 // in the instance's logger, which takes the buffer. Returns the logger's code.
 uint32_t shellMessage(TShell *shell, const char *format, ...) __attribute__((format(printf, 2, 3)));
 
-// The registered categories in registration order: category name and handler (NULL for a
-// category whose handler is not part of this build; it is then not registered).
+namespace tshell {
+struct KeyTable;
+}
+
+// The registered categories in registration order: category name, handler and key table
+// (both NULL for a category that this build does not serve; it is then not registered).
 struct ShellCategory {
   const char *name;
   TShellHandler handler;
+  const tshell::KeyTable *keys;
 };
 extern const ShellCategory kShellCategories[];
 extern const uint32_t kShellCategoryCount;

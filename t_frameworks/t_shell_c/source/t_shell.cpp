@@ -5,27 +5,93 @@
 #include <cstring>
 
 #include "shell_internal.h"
+#include "shell_keys.h"
 
 // ---- Category registry ----------------------------------------------------------------
 //
 // Registration order is alphabetical by the source file of each category, not by the
 // category name, so "AES_2" sits between "EC_2" and "FC". A category without a handler in
 // this build is not registered: a request for it is answered "is never registered".
+namespace tshell {
+extern const KeyTable TShell3AInterface_2_processKeys;
+extern const KeyTable TShellBlackLevelSubtraction_processKeys;
+extern const KeyTable TShellColorNoiseReduction_2_2_processKeys;
+extern const KeyTable TShellColorProcess_1_2_processKeys;
+extern const KeyTable TShellCompand_1_1_processKeys;
+extern const KeyTable TShellDevice_processKeys;
+extern const KeyTable TShellDigitalGain_processKeys;
+extern const KeyTable TShellExposureControl_2_processKeys;
+extern const KeyTable TShellFocusControl_processKeys;
+extern const KeyTable TShellGammaCorrection_2_processKeys;
+extern const KeyTable TShellGreenEquilibration_processKeys;
+extern const KeyTable TShellIsp_processKeys;
+extern const KeyTable TShellMisc_processKeys;
+extern const KeyTable TShellRegister_processKeys;
+extern const KeyTable TShellReport_processKeys;
+extern const KeyTable TShellWhiteBalance_1_1_processKeys;
+}  // namespace tshell
+
+#define SERVED(category, Handler) \
+  { category, Handler, &tshell::Handler##Keys }
+#define NOT_SERVED(category) \
+  { category, nullptr, nullptr }
+
 const ShellCategory kShellCategories[] = {
-    {"A2DNR_6", nullptr},   {"A3DNR_4", nullptr},    {"ABLS", nullptr},       {"ACNR_2_2", nullptr},
-    {"ACP_1_2", nullptr},   {"ADPCC", nullptr},      {"ADMSC_3", nullptr},    {"AEE_3", nullptr},
-    {"AE_4", nullptr},      {"AF_4", nullptr},       {"AFM_3", nullptr},      {"AGC_2", nullptr},
-    {"ALSC_3", nullptr},    {"AWB_4", nullptr},      {"AWDR_5_2_1", nullptr}, {"2DNR_6", nullptr},
-    {"3AI_2", nullptr},     {"3DNR_4", nullptr},     {"BLS", nullptr},        {"CCM", nullptr},
-    {"CNR_2_2", nullptr},   {"CP_1_2", nullptr},     {"CPD_1_1", nullptr},    {"DMSC_3", nullptr},
-    {"DVC", nullptr},       {"DPCC", nullptr},       {"DG", nullptr},         {"EE_3", nullptr},
-    {"EC_2", nullptr},      {"AES_2", nullptr},      {"FC", nullptr},         {"GC_2", nullptr},
-    {"GE", nullptr},        {"HDR_3_2DOL", nullptr}, {"HTG", nullptr},        {"HTG_2", nullptr},
-    {"IPT", nullptr},       {"ISP", nullptr},        {"LSC_3", nullptr},      {"MISC", nullptr},
-    {"OPT", nullptr},       {"RPT", nullptr},        {"RGT", nullptr},        {"RGBIR", nullptr},
-    {"RGBIR_1_1", nullptr}, {"SS", nullptr},         {"ST", nullptr},         {"TL", nullptr},
-    {"TM", nullptr},        {"WB_1_1", nullptr},     {"WDR_5_2_1", nullptr},
+    NOT_SERVED("A2DNR_6"),
+    NOT_SERVED("A3DNR_4"),
+    NOT_SERVED("ABLS"),
+    NOT_SERVED("ACNR_2_2"),
+    NOT_SERVED("ACP_1_2"),
+    NOT_SERVED("ADPCC"),
+    NOT_SERVED("ADMSC_3"),
+    NOT_SERVED("AEE_3"),
+    NOT_SERVED("AE_4"),
+    NOT_SERVED("AF_4"),
+    NOT_SERVED("AFM_3"),
+    NOT_SERVED("AGC_2"),
+    NOT_SERVED("ALSC_3"),
+    NOT_SERVED("AWB_4"),
+    NOT_SERVED("AWDR_5_2_1"),
+    NOT_SERVED("2DNR_6"),
+    SERVED("3AI_2", TShell3AInterface_2_process),
+    NOT_SERVED("3DNR_4"),
+    SERVED("BLS", TShellBlackLevelSubtraction_process),
+    NOT_SERVED("CCM"),
+    SERVED("CNR_2_2", TShellColorNoiseReduction_2_2_process),
+    SERVED("CP_1_2", TShellColorProcess_1_2_process),
+    SERVED("CPD_1_1", TShellCompand_1_1_process),
+    NOT_SERVED("DMSC_3"),
+    SERVED("DVC", TShellDevice_process),
+    NOT_SERVED("DPCC"),
+    SERVED("DG", TShellDigitalGain_process),
+    NOT_SERVED("EE_3"),
+    SERVED("EC_2", TShellExposureControl_2_process),
+    NOT_SERVED("AES_2"),
+    SERVED("FC", TShellFocusControl_process),
+    SERVED("GC_2", TShellGammaCorrection_2_process),
+    SERVED("GE", TShellGreenEquilibration_process),
+    NOT_SERVED("HDR_3_2DOL"),
+    NOT_SERVED("HTG"),
+    NOT_SERVED("HTG_2"),
+    NOT_SERVED("IPT"),
+    SERVED("ISP", TShellIsp_process),
+    NOT_SERVED("LSC_3"),
+    SERVED("MISC", TShellMisc_process),
+    NOT_SERVED("OPT"),
+    SERVED("RPT", TShellReport_process),
+    SERVED("RGT", TShellRegister_process),
+    NOT_SERVED("RGBIR"),
+    NOT_SERVED("RGBIR_1_1"),
+    NOT_SERVED("SS"),
+    NOT_SERVED("ST"),
+    NOT_SERVED("TL"),
+    NOT_SERVED("TM"),
+    SERVED("WB_1_1", TShellWhiteBalance_1_1_process),
+    NOT_SERVED("WDR_5_2_1"),
 };
+
+#undef SERVED
+#undef NOT_SERVED
 const uint32_t kShellCategoryCount = sizeof(kShellCategories) / sizeof(kShellCategories[0]);
 
 // ---- Shared helpers --------------------------------------------------------------------

@@ -1,0 +1,172 @@
+// Key tables: every category file declares its keys once, as a constant table in the order
+// in which they are matched, and one engine serves any table. A category file reads
+// top-down: hooks, key table, handler.
+//
+//   namespace {
+//   using Record = TDatabaseDigitalGain;
+//
+//   uint32_t before(TShell *shell, void *) {
+//     return shellReadBack(shell, TDriverDigitalGain_statistics, SHELL_SITE);
+//   }
+//   uint32_t after(TShell *shell, void *) {
+//     return shellPush(shell, TDriverDigitalGain_process, SHELL_SITE);
+//   }
+//
+//   constexpr KeyRow kKeys[] = {
+//       {"state", Access::Integer, SHELL_FIELD(state), nullptr, after},
+//       {"gb", Access::Float, SHELL_FIELD(gb), before, after},
+//   };
+//   }  // namespace
+//
+//   SHELL_CATEGORY(TShellDigitalGain_process, "DG", kKeys);
+//
+// The access kind and the field's element type and shape (taken from its declaration) say
+// how the field moves; the same tables give the schema that tuning clients are shown.
+#ifndef T_SHELL_KEYS_H
+#define T_SHELL_KEYS_H
+
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
+#include <type_traits>
+#include <utility>
+
+#include "shell_internal.h"
+
+namespace tshell {
+
+enum class Access : uint8_t {
+  Integer,  // inline: integer scalar, array or 2-D table, cut to the element's width
+  Bool,     // TShellAccess_bool, or TShellAccess_bools for an array
+  Float,    // TShellAccess_float, _floats, _floats22 or _floats33 by the field's rank
+  Double,   // TShellAccess_double, or TShellAccess_doubles for an array
+  String,   // TShellAccess_string with the buffer's size as capacity
+};
+
+enum class Element : uint8_t { U8, I8, U16, I16, U32, I32, U64, I64, F32, F64, Char };
+
+// Where a field lies in its record and what it holds: shape {} for a scalar, {n} for an
+// array, {rows, columns} for a table, {planes, rows, columns} for a cube.
+struct FieldRef {
+  size_t offset;
+  Element element;
+  uint8_t rank;
+  uint32_t shape[3];
+};
+
+struct KeyRow {
+  const char *key;
+  Access access;
+  FieldRef field;
+  TShellHook before;  // read-back before a read; nullptr: the key never reads the hardware
+  TShellHook after;   // push after a write; nullptr: the key never pushes by itself
+};
+
+struct KeyTable {
+  const char *category;
+  const KeyRow *rows;
+  size_t count;
+};
+
+template <typename T>
+constexpr Element elementOf() {
+  using std::is_same_v;
+  if constexpr (is_same_v<T, char>)
+    return Element::Char;
+  else if constexpr (is_same_v<T, uint8_t>)
+    return Element::U8;
+  else if constexpr (is_same_v<T, int8_t>)
+    return Element::I8;
+  else if constexpr (is_same_v<T, uint16_t>)
+    return Element::U16;
+  else if constexpr (is_same_v<T, int16_t>)
+    return Element::I16;
+  else if constexpr (is_same_v<T, uint32_t>)
+    return Element::U32;
+  else if constexpr (is_same_v<T, int32_t>)
+    return Element::I32;
+  else if constexpr (is_same_v<T, uint64_t>)
+    return Element::U64;
+  else if constexpr (is_same_v<T, int64_t>)
+    return Element::I64;
+  else if constexpr (is_same_v<T, float>)
+    return Element::F32;
+  else if constexpr (is_same_v<T, double>)
+    return Element::F64;
+  else
+    static_assert(sizeof(T) == 0, "fields hold fixed-width integers, float, double or char");
+}
+
+template <typename Member>
+constexpr FieldRef fieldRef(size_t offset) {
+  static_assert(std::rank_v<Member> <= 3, "fields have at most three dimensions");
+  return FieldRef{offset,
+                  elementOf<std::remove_all_extents_t<Member>>(),
+                  static_cast<uint8_t>(std::rank_v<Member>),
+                  {std::extent_v<Member, 0>, std::extent_v<Member, 1>, std::extent_v<Member, 2>}};
+}
+
+// The field of a member of the file's Record, nested members included ("rectangle.offset.x").
+#define SHELL_FIELD(member)                                                               \
+  ::tshell::fieldRef<std::remove_reference_t<decltype(std::declval<Record &>().member)>>( \
+      offsetof(Record, member))
+
+constexpr bool isInteger(Element element) {
+  return element != Element::F32 && element != Element::F64 && element != Element::Char;
+}
+
+// Whether the access kind can serve the field; checked for every row at compile time.
+constexpr bool servesField(const KeyRow &row) {
+  const FieldRef &field = row.field;
+  switch (row.access) {
+    case Access::Integer:
+      return isInteger(field.element) && field.rank <= 2;
+    case Access::Bool:
+      return field.element == Element::U8 && field.rank <= 1;
+    case Access::Float:
+      return field.element == Element::F32;
+    case Access::Double:
+      return field.element == Element::F64 && field.rank <= 1;
+    case Access::String:
+      return field.element == Element::Char && field.rank == 1;
+  }
+  return false;
+}
+
+template <size_t N>
+constexpr bool servesEveryField(const KeyRow (&rows)[N]) {
+  for (const KeyRow &row : rows)
+    if (!servesField(row)) return false;
+  return true;
+}
+
+// Serves one item: queries the table's record, matches key in table order and moves the
+// field. No matching key: TCOMMON_NOT_REGISTERED, not traced. Other failures are traced at
+// site (the category's handler) and returned.
+uint32_t serveKey(TShell *shell, const KeyTable &table, const char *key, TJsonValue *value,
+                  ShellSite site);
+
+// Appends the schema of every registered category to schema (made an object): per category
+// an array of its keys in match order, each
+//   {"key": "gain", "access": "float", "element": "f32", "shape": [4],
+//    "readsHardware": true, "pushesHardware": true}
+// "readsHardware": a read of the key first reads the block back from the hardware;
+// "pushesHardware": a write of the key pushes the block to the hardware.
+uint32_t listSchema(TJsonValue *schema);
+
+}  // namespace tshell
+
+// Defines a category's exported handler over its key table, and the table for the
+// registry (tshell::<Handler>Keys).
+#define SHELL_CATEGORY(Handler, category, rows)                                               \
+  static_assert(::tshell::servesEveryField(rows), "a key's access does not fit its field");   \
+  namespace tshell {                                                                          \
+  extern const KeyTable Handler##Keys;                                                        \
+  const KeyTable Handler##Keys = {category, rows, std::size(rows)};                           \
+  }                                                                                           \
+  extern "C" TSHELL_API uint32_t Handler(TShell *shell, const char *key, TJsonValue *value) { \
+    return ::tshell::serveKey(shell, ::tshell::Handler##Keys, key, value, SHELL_SITE);        \
+  }                                                                                           \
+  static_assert(true)
+
+#endif  // T_SHELL_KEYS_H

@@ -1,0 +1,339 @@
+// When the hooks of a block reach the hardware, seen through the driver journal, and how the
+// accessors move values, on a record of the test's own.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <initializer_list>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "shell_fixture.h"
+#include "shell_internal.h"
+
+namespace {
+
+// A request of the given items: "CAT/key" reads, "CAT/key=<json>" writes.
+std::string request(std::initializer_list<const char *> items) {
+  std::string text = "[";
+  for (const char *item : items) {
+    const std::string spec = item;
+    const size_t slash = spec.find('/');
+    const size_t equals = spec.find('=');
+    text += text.size() > 1 ? "," : "";
+    text += R"({"category":")" + spec.substr(0, slash) + R"(","key":")" +
+            spec.substr(slash + 1, equals == std::string::npos ? equals : equals - slash - 1) + '"';
+    if (equals != std::string::npos)
+      text += R"(,"value":{"current":)" + spec.substr(equals + 1) + '}';
+    text += '}';
+  }
+  return text + "]";
+}
+
+constexpr char kDgRead[] = "TDriverDigitalGain_statistics(1)\n";
+constexpr char kDgPush[] = "TDriverDigitalGain_process(0)\n";
+constexpr char kWbRead[] = "TDriverWhiteBalance_1_1_statistics(1)\n";
+constexpr char kWbPush[] = "TDriverWhiteBalance_1_1_process(0)\n";
+
+class HookTest : public ShellTest {
+ protected:
+  void SetUp() override {
+    ShellTest::SetUp();
+    ASSERT_EQ(TDriver_init(driver_, 1), TCOMMON_SUCCESS);
+    ASSERT_EQ(TDriver_stream(driver_, 1), TCOMMON_SUCCESS);
+  }
+};
+
+TEST_F(HookTest, ReadBacksAndPushesAreCollectedPerBlockAndRequest) {
+  const struct {
+    std::string request;
+    std::string journal;
+  } cases[] = {
+      {request({"DG/gb", "DG/r"}), kDgRead},
+      {request({"DG/gb", "WB_1_1/gain", "DG/r"}), std::string(kDgRead) + kWbRead + kDgRead},
+      {request({"DG/b=1", "DG/gb=2", "DG/r=3"}), kDgPush},
+      {request({"DG/gb=2", "WB_1_1/gain=[1]"}), std::string(kDgPush) + kWbPush},
+      {request({"DG/gb=2"}), kDgPush},
+      // A read that follows a write runs the pending push with its own read flag: the
+      // write never reaches the hardware.
+      {request({"DG/gb=2", "WB_1_1/gain"}), kWbRead},
+      // "isStatistics" has no hooks, but as the last item it runs the push left pending.
+      {request({"DG/gb=2", "DG/isStatistics=true"}), kDgPush},
+      {request({"DG/isStatistics=true"}), ""},
+      {request({"DG/isStatistics", "CP_1_2/isStatistics", "GC_2/isStatistics"}), ""},
+      // "state" is not read back, except the focus motor's.
+      {request({"DG/state", "BLS/state", "GC_2/state", "WB_1_1/state"}), ""},
+      {request({"FC/state"}), "TDriverFocusControl_statistics(1)\n"},
+      // Blocks that cannot be read back serve reads from the database.
+      {request({"GE/threshold", "3AI_2/sensorGain", "CPD_1_1/bls"}), ""},
+      {request({"GE/threshold=2", "3AI_2/sensorGain=2"}),
+       "TDriverGreenEquilibration_process(0)\nTDriver3AInterface_2_process(0)\n"},
+      // A key of another category that never pushes flushes the pending push at the end.
+      {request({"ISP/isEnable=false", "ISP/hwId=7", "DVC/portId=1"}), "TDriverIsp_process(0)\n"},
+      {request({"ISP/hwId=7"}), ""},
+  };
+  for (const auto &c : cases) {
+    EXPECT_EQ(send(c.request).journal, c.journal) << c.request;
+  }
+}
+
+TEST_F(ShellTest, AReadBackThatNeedsStreamingServesTheCacheWithAMessage) {
+  ASSERT_EQ(TDriver_init(driver_, 0), TCOMMON_SUCCESS);  // initialised, not streaming
+  send(R"({"category":"DG","key":"gb","value":{"current":1.5}})");
+  const Exchange exchange = send(request({"DG/gb", "DG/r"}));
+  constexpr char kMessage[] =
+      R"("message":["Shell: Streaming needed, or data will come from cache not hardware"])";
+  EXPECT_EQ(exchange.response,
+            std::string(R"([{"category":"DG","key":"gb","value":{"current":1.5},)") + kMessage +
+                R"(},{"category":"DG","key":"r","value":{"current":1.0},)" + kMessage + "}]");
+  EXPECT_EQ(exchange.journal, std::string(kDgRead) + kDgRead);
+}
+
+TEST_F(HookTest, AFailingPushIsReportedAndDropsTheWriteThatTriggeredIt) {
+  ASSERT_EQ(TDriverFault_set(driver_, "TDriverDigitalGain_process", TCOMMON_NOT_INITIALIZED),
+            TCOMMON_SUCCESS);
+  const Exchange exchange = send(request({"DG/gb=2", "WB_1_1/gain=[2]"}));
+  EXPECT_EQ(
+      exchange.response,
+      R"([{"category":"DG","key":"gb"},)"
+      R"({"category":"WB_1_1","key":"gain","message":["Shell: Driver is not initialized"]}])");
+  EXPECT_EQ(exchange.journal, kDgPush);  // WB's push is neither run nor remembered
+}
+
+// ---- Accessors on a record of the test's own ------------------------------------------------
+
+struct Probe {
+  float floats[4];
+  float table[2][3];
+  float cube[2][2][2];
+  double doubles[2];
+  uint8_t bools[3];
+  int32_t curve[3][2];
+  char text[8];
+  uint8_t bytes[3];
+  uint64_t fileCount;
+  TCommonBuffer *files;
+};
+
+// Hooks that count what would reach the hardware, as a block's plain pair does.
+int pushes = 0;
+int readBacks = 0;
+uint32_t countPush(TShell *shell, void *) {
+  pushes += !shell->readFlag;
+  return TCOMMON_SUCCESS;
+}
+uint32_t countReadBack(TShell *shell, void *) {
+  readBacks += shell->readFlag;
+  return TCOMMON_SUCCESS;
+}
+
+class AccessorTest : public ShellTest {
+ protected:
+  void TearDown() override {
+    for (uint64_t i = 0; i < probe_.fileCount; ++i) TCommonBuffer_clear(&probe_.files[i]);
+    free(probe_.files);
+    TJsonValue_delete(value_);
+    ShellTest::TearDown();
+  }
+
+  // Runs accessor as the only item of a request: a read with current NULL, else a write
+  // of current. Returns the accessor's code; printed() gives "value" afterwards.
+  template <typename Accessor>
+  uint32_t run(const char *current, Accessor &&accessor) {
+    TJsonValue_delete(value_);
+    value_ = nullptr;
+    if (current == nullptr) {
+      TJsonValue_create(TJSON_TYPE_OBJECT, &value_);
+    } else {
+      TJsonReader *reader = nullptr;
+      TJsonReader_open(&reader);
+      const std::string text = std::string(R"({"current":)") + current + "}";
+      EXPECT_EQ(TJsonReader_parse(reader, text.c_str(), text.c_str() + text.size(), &value_),
+                TCOMMON_SUCCESS);
+      TJsonReader_close(&reader);
+    }
+    shell_->readFlag = current == nullptr;
+    shell_->commandIndex = shell_->commandCount = 1;
+    shell_->pendingAfter = nullptr;
+    shell_->lastBefore = nullptr;
+    pushes = readBacks = 0;
+    return accessor(value_);
+  }
+
+  std::string printed() {
+    TJsonWriter *writer = nullptr;
+    TJsonWriter_open(nullptr, &writer);
+    const char *text = nullptr;
+    TJsonWriter_stringify(writer, value_, &text);
+    std::string result = text != nullptr ? text : "";
+    TJsonWriter_close(&writer);
+    return result;
+  }
+
+  Probe probe_ = {};
+  TJsonValue *value_ = nullptr;
+};
+
+TEST_F(AccessorTest, ArraysChangeAPrefixAndReadInFull) {
+  auto floats = [&](TJsonValue *value) {
+    return TShellAccess_floats(shell_, &probe_, value, probe_.floats, 4, countReadBack, countPush);
+  };
+  std::fill(std::begin(probe_.floats), std::end(probe_.floats), 9.0f);
+  EXPECT_EQ(run("[1, 2]", floats), TCOMMON_SUCCESS);
+  EXPECT_EQ(run(nullptr, floats), TCOMMON_SUCCESS);
+  EXPECT_EQ(printed(), R"({"current":[1.0,2.0,9.0,9.0]})");
+  EXPECT_EQ(run("[1, 2, 3, 4, 5, 6]", floats), TCOMMON_SUCCESS);
+  EXPECT_EQ(probe_.floats[3], 4);
+  EXPECT_EQ(run(R"(["x", true])", floats), TCOMMON_SUCCESS);  // what does not convert stays
+  EXPECT_EQ(probe_.floats[0], 1);
+  EXPECT_EQ(probe_.floats[1], 1);
+
+  auto table = [&](TJsonValue *value) {
+    return TShellAccess_floats22(shell_, &probe_, value, &probe_.table[0][0], 2, 3, nullptr,
+                                 nullptr);
+  };
+  EXPECT_EQ(run("[[1, 2, 3, 4], [5]]", table), TCOMMON_SUCCESS);
+  EXPECT_EQ(run(nullptr, table), TCOMMON_SUCCESS);
+  EXPECT_EQ(printed(), R"({"current":[[1.0,2.0,3.0],[5.0,0.0,0.0]]})");
+
+  auto cube = [&](TJsonValue *value) {
+    return TShellAccess_floats33(shell_, &probe_, value, &probe_.cube[0][0][0], 2, 2, 2, nullptr,
+                                 nullptr);
+  };
+  EXPECT_EQ(run("[[], [[1], [2, 3]]]", cube), TCOMMON_SUCCESS);
+  EXPECT_EQ(run(nullptr, cube), TCOMMON_SUCCESS);
+  EXPECT_EQ(printed(), R"({"current":[[[0.0,0.0],[0.0,0.0]],[[1.0,0.0],[2.0,3.0]]]})");
+
+  auto curve = [&](TJsonValue *value) {
+    return TShellAccess_curve(shell_, &probe_, value, &probe_.curve[0][0], 3, nullptr, nullptr);
+  };
+  EXPECT_EQ(run("[[1, -2], [3, 4], [5, 6], [7, 8]]", curve), TCOMMON_SUCCESS);
+  EXPECT_EQ(run(nullptr, curve), TCOMMON_SUCCESS);
+  EXPECT_EQ(printed(), R"({"current":[[1,-2],[3,4],[5,6]]})");
+
+  auto bools = [&](TJsonValue *value) {
+    return TShellAccess_bools(shell_, &probe_, value, probe_.bools, 3, nullptr, nullptr);
+  };
+  auto doubles = [&](TJsonValue *value) {
+    return TShellAccess_doubles(shell_, &probe_, value, probe_.doubles, 2, nullptr, nullptr);
+  };
+  EXPECT_EQ(run("[true, 0, 5]", bools), TCOMMON_SUCCESS);
+  EXPECT_EQ(run(nullptr, bools), TCOMMON_SUCCESS);
+  EXPECT_EQ(printed(), R"({"current":[true,false,true]})");
+  EXPECT_EQ(run("[0.1]", doubles), TCOMMON_SUCCESS);
+  EXPECT_EQ(probe_.doubles[0], 0.1);
+}
+
+TEST_F(AccessorTest, ScalarsConvertAtTheFieldsWidth) {
+  float number = 0;
+  auto floatAccess = [&](TJsonValue *value) {
+    return TShellAccess_float(shell_, &probe_, value, &number, countReadBack, countPush);
+  };
+  EXPECT_EQ(run("0.1", floatAccess), TCOMMON_SUCCESS);
+  EXPECT_EQ(number, 0.1f);
+  EXPECT_EQ(pushes, 1);
+  EXPECT_EQ(readBacks, 0);
+  EXPECT_EQ(run(nullptr, floatAccess), TCOMMON_SUCCESS);
+  EXPECT_EQ(printed(), R"({"current":0.10000000149011612})");
+  EXPECT_EQ(readBacks, 1);
+
+  uint8_t flag = 7;
+  auto boolAccess = [&](TJsonValue *value) {
+    return TShellAccess_bool(shell_, &probe_, value, &flag, nullptr, nullptr);
+  };
+  for (const auto &[written, stored] : {std::pair{"true", 1}, {"false", 0}, {"2", 1}}) {
+    EXPECT_EQ(run(written, boolAccess), TCOMMON_SUCCESS);
+    EXPECT_EQ(flag, stored) << written;
+  }
+}
+
+TEST_F(AccessorTest, StringsAreCutAtTheCapacityWithoutATerminator) {
+  std::memset(probe_.text, 'x', sizeof(probe_.text));
+  auto access = [&](TJsonValue *value) {
+    return TShellAccess_string(shell_, &probe_, value, probe_.text, 4, nullptr, nullptr);
+  };
+  EXPECT_EQ(run(R"("abcdef")", access), TCOMMON_SUCCESS);
+  EXPECT_EQ(std::string(probe_.text, 5), "abcdx");
+  EXPECT_EQ(run(nullptr, access), TCOMMON_SUCCESS);
+  EXPECT_EQ(printed(), R"({"current":"abcd"})");
+  EXPECT_EQ(run(R"("ab")", access), TCOMMON_SUCCESS);
+  EXPECT_EQ(std::string(probe_.text, 5), std::string("ab\0\0x", 5));
+  EXPECT_EQ(run("12", access), TCOMMON_SUCCESS);  // not a text: the buffer stays
+  EXPECT_STREQ(probe_.text, "ab");
+}
+
+TEST_F(AccessorTest, Base64ReadsTheBufferAndAcceptsWritesWithoutStoringThem) {
+  auto access = [&](TJsonValue *value) {
+    return TShellAccess_base64(shell_, &probe_, value, probe_.bytes, sizeof(probe_.bytes),
+                               countReadBack, countPush);
+  };
+  std::memcpy(probe_.bytes, "\x01\xff\x7f", 3);
+  EXPECT_EQ(run(nullptr, access), TCOMMON_SUCCESS);
+  EXPECT_EQ(printed(), R"({"current":"Af9/"})");
+  EXPECT_EQ(run(R"("AAAA")", access), TCOMMON_SUCCESS);
+  EXPECT_EQ(std::memcmp(probe_.bytes, "\x01\xff\x7f", 3), 0);
+  EXPECT_EQ(pushes, 1);
+
+  auto empty = [&](TJsonValue *value) {
+    return TShellAccess_base64(shell_, &probe_, value, nullptr, 0, countReadBack, countPush);
+  };
+  EXPECT_EQ(run(nullptr, empty), TCOMMON_SUCCESS);
+  EXPECT_EQ(printed(), "{}");
+  EXPECT_EQ(readBacks, 1);
+  EXPECT_EQ(pushes, 0);
+}
+
+TEST_F(AccessorTest, FilesTravelAsDataUris) {
+  auto files = [&](const char *mime) {
+    return [this, mime](TJsonValue *value) {
+      return TShellAccess_files(shell_, &probe_, value, &probe_.fileCount, &probe_.files, mime,
+                                nullptr, countPush);
+    };
+  };
+  EXPECT_EQ(run(R"(["data:text/txt;base64,aGVsbG8=", "aGVsbG8=", ""])", files("text/txt")),
+            TCOMMON_SUCCESS);
+  ASSERT_EQ(probe_.fileCount, 3u);
+  for (uint64_t i = 0; i < 2; ++i) {
+    EXPECT_EQ(std::string(reinterpret_cast<char *>(probe_.files[i].data), probe_.files[i].length),
+              "hello");
+    EXPECT_EQ(probe_.files[i].isFilled, 1);
+  }
+  EXPECT_EQ(probe_.files[2].length, 0u);
+  EXPECT_EQ(pushes, 1);
+
+  EXPECT_EQ(run(nullptr, files("text/json")), TCOMMON_SUCCESS);
+  EXPECT_EQ(printed(),
+            R"({"current":["data:text/json;base64,aGVsbG8=","data:text/json;base64,aGVsbG8=",)"
+            R"("data:text/json;base64,"]})");
+  // The header is cut to 38 characters.
+  EXPECT_EQ(run(nullptr, files("application/a-very-long-type-nam")), TCOMMON_SUCCESS);
+  EXPECT_NE(printed().find(R"("data:application/a-very-long-type-nam;aGVsbG8=")"),
+            std::string::npos);
+
+  EXPECT_EQ(run(R"(["not base64!"])", files("text/txt")), TCOMMON_MALFORMED);
+  EXPECT_EQ(pushes, 0);
+  EXPECT_EQ(run("[]", files("text/txt")), TCOMMON_SUCCESS);
+  EXPECT_EQ(probe_.fileCount, 0u);
+  EXPECT_EQ(probe_.files, nullptr);
+}
+
+TEST_F(AccessorTest, StatisticsAreFilledOnReadsOnly) {
+  static int fills = 0;
+  auto access = [&](TJsonValue *value) {
+    return TShellAccess_statistics(
+        shell_, &probe_, value,
+        [](const void *, TJsonValue *current) {
+          ++fills;
+          return TJsonValue_assignAsInteger(current, 42);
+        },
+        countReadBack, nullptr);
+  };
+  EXPECT_EQ(run(nullptr, access), TCOMMON_SUCCESS);
+  EXPECT_EQ(printed(), R"({"current":42})");
+  EXPECT_EQ(run("1", access), TCOMMON_SUCCESS);
+  EXPECT_EQ(fills, 1);
+  EXPECT_EQ(readBacks, 0);
+}
+
+}  // namespace

@@ -1,0 +1,256 @@
+// Every key of every served category, walked from the key tables: read shapes, write round
+// trips, integer widths, and the device categories' own rules.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+
+#include "shell_fixture.h"
+#include "shell_internal.h"
+#include "shell_keys.h"
+
+namespace {
+
+using tshell::Access;
+using tshell::Element;
+using tshell::KeyRow;
+using tshell::KeyTable;
+
+// Calls visit(category, row) for every key of every registered category.
+void forEachKey(const std::function<void(const char *, const KeyRow &)> &visit) {
+  for (uint32_t i = 0; i < kShellCategoryCount; ++i) {
+    const KeyTable *table = kShellCategories[i].keys;
+    if (table == nullptr) continue;
+    for (size_t k = 0; k < table->count; ++k) visit(table->category, table->rows[k]);
+  }
+}
+
+std::string item(const char *category, const KeyRow &row, const std::string &current = "") {
+  std::string text = std::string(R"({"category":")") + category + R"(","key":")" + row.key + '"';
+  if (!current.empty()) text += R"(,"value":{"current":)" + current + '}';
+  return text + '}';
+}
+
+// The JSON text of a value of the row's shape whose elements are made by element(i).
+std::string shaped(const KeyRow &row, const std::function<std::string(uint64_t)> &element) {
+  if (row.access == Access::String) return element(0);
+  std::function<std::string(uint8_t, uint64_t)> level = [&](uint8_t dimension, uint64_t base) {
+    if (dimension == row.field.rank) return element(base);
+    std::string text = "[";
+    for (uint32_t i = 0; i < row.field.shape[dimension]; ++i) {
+      text += (i ? "," : "") + level(dimension + 1, base * row.field.shape[dimension] + i);
+    }
+    return text + "]";
+  };
+  return level(0, 0);
+}
+
+// A value for element i of a key, distinct from the defaults and from the other keys' values.
+std::string distinct(const KeyRow &row, uint64_t key, uint64_t i) {
+  const uint64_t n = (key * 7 + i % 5 + 3) % 250;
+  switch (row.access) {
+    case Access::Bool:
+      return (key + i) % 2 ? "true" : "false";
+    case Access::String:
+      return R"("0x)" + std::to_string(n) + '"';
+    case Access::Integer:
+      return std::to_string(n);
+    default:
+      return std::to_string(n) + ".5";
+  }
+}
+
+class CategoryTest : public ShellTest {
+ protected:
+  // The "current" of a single read, as JSON text.
+  std::string read(const char *category, const KeyRow &row) {
+    const std::string response = send(item(category, row)).response;
+    const std::string marker = R"("value":{"current":)";
+    const size_t start = response.find(marker);
+    if (start == std::string::npos) return "<" + response + ">";
+    const size_t end = response.find(R"(},"message")", start);
+    return response.substr(
+        start + marker.size(),
+        (end == std::string::npos ? response.size() - 2 : end) - start - marker.size());
+  }
+};
+
+TEST_F(CategoryTest, EveryTableServesItsCategoryAndEveryKeyIsRegistered) {
+  int keys = 0;
+  for (uint32_t i = 0; i < kShellCategoryCount; ++i) {
+    const ShellCategory &category = kShellCategories[i];
+    if (category.keys == nullptr) continue;
+    EXPECT_STREQ(category.keys->category, category.name);
+    void *record = nullptr;
+    EXPECT_EQ(TDatabase_query(database_, category.name, &record), TCOMMON_SUCCESS) << category.name;
+  }
+  forEachKey([&](const char *category, const KeyRow &row) {
+    ++keys;
+    EXPECT_EQ(send(item(category, row)).response.find("never registered"), std::string::npos)
+        << category << "/" << row.key;
+  });
+  EXPECT_EQ(keys, 65);
+}
+
+// Whether json holds the row's shape at every level, with leaves of the access's type.
+bool hasShape(TJsonValue *json, const KeyRow &row, uint8_t dimension = 0) {
+  uint32_t type = TJSON_TYPE_ABSENT;
+  TJsonValue_type(json, &type);
+  if (row.access != Access::String && dimension < row.field.rank) {
+    uint64_t size = 0;
+    TJsonValue_size(json, &size);
+    if (type != TJSON_TYPE_ARRAY || size != row.field.shape[dimension]) return false;
+    for (uint64_t i = 0; i < size; ++i) {
+      TJsonValue *element = nullptr;
+      TJsonValue_item(json, i, &element);
+      if (!hasShape(element, row, dimension + 1)) return false;
+    }
+    return true;
+  }
+  switch (row.access) {
+    case Access::Bool:
+      return type == TJSON_TYPE_BOOLEAN;
+    case Access::String:
+      return type == TJSON_TYPE_STRING;
+    case Access::Integer:
+      return type == TJSON_TYPE_INTEGER;
+    default:
+      return type == TJSON_TYPE_FLOAT;
+  }
+}
+
+TEST_F(CategoryTest, EveryKeyReadsInItsDeclaredShape) {
+  TJsonReader *reader = nullptr;
+  ASSERT_EQ(TJsonReader_open(&reader), TCOMMON_SUCCESS);
+  forEachKey([&](const char *category, const KeyRow &row) {
+    const std::string response = send(item(category, row)).response;
+    TJsonValue *root = nullptr;
+    TJsonValue *current = nullptr;
+    ASSERT_EQ(
+        TJsonReader_parse(reader, response.c_str(), response.c_str() + response.size(), &root),
+        TCOMMON_SUCCESS);
+    TJsonPath(root, "value.current", &current);
+    EXPECT_TRUE(hasShape(current, row)) << category << "/" << row.key << ": " << response;
+    TJsonValue_delete(root);
+  });
+  TJsonReader_close(&reader);
+}
+
+// Writing a distinct value to every key and reading them all back catches keys that miss
+// their field or overlap another's.
+TEST_F(CategoryTest, EveryKeyKeepsWhatWasWritten) {
+  uint64_t index = 0;
+  forEachKey([&](const char *category, const KeyRow &row) {
+    ++index;
+    send(item(category, row, shaped(row, [&](uint64_t i) { return distinct(row, index, i); })));
+  });
+  index = 0;
+  forEachKey([&](const char *category, const KeyRow &row) {
+    ++index;
+    const std::string expected = shaped(row, [&](uint64_t i) { return distinct(row, index, i); });
+    EXPECT_EQ(read(category, row), expected) << category << "/" << row.key;
+  });
+}
+
+bool isSigned(Element element) {
+  return element == Element::I8 || element == Element::I16 || element == Element::I32 ||
+         element == Element::I64;
+}
+
+int widthOf(Element element) {
+  switch (element) {
+    case Element::U8:
+    case Element::I8:
+      return 8;
+    case Element::U16:
+    case Element::I16:
+      return 16;
+    case Element::U32:
+    case Element::I32:
+      return 32;
+    default:
+      return 64;
+  }
+}
+
+// Integers are cut to their field's width (u8: 300 -> 44, u16: 70000 -> 4464), signed fields
+// read back sign-extended, and arrays take at most their declared count.
+TEST_F(CategoryTest, IntegerKeysAreCutToTheirWidth) {
+  int checked = 0;
+  forEachKey([&](const char *category, const KeyRow &row) {
+    if (row.access != Access::Integer || widthOf(row.field.element) == 64) return;
+    const int width = widthOf(row.field.element);
+    const int64_t wrapped = (int64_t{1} << width) + 44;
+    const std::string expected = isSigned(row.field.element) ? "-16" : "44";
+    const std::string written = isSigned(row.field.element)
+                                    ? std::to_string((int64_t{1} << width) - 16)
+                                    : std::to_string(wrapped);
+    if (row.field.rank == 0) {
+      send(item(category, row, written));
+      EXPECT_EQ(read(category, row), expected) << category << "/" << row.key;
+    } else {
+      const uint32_t count = row.field.shape[0];
+      std::string longer = "[";
+      for (uint32_t i = 0; i < count + 6; ++i) longer += (i ? "," : "") + written;
+      send(item(category, row, longer + "]"));
+      send(item(category, row, "[1,2]"));
+      std::string expectedArray = "[1,2";
+      for (uint32_t i = 2; i < count; ++i) expectedArray += "," + expected;
+      EXPECT_EQ(read(category, row), expectedArray + "]") << category << "/" << row.key;
+    }
+    ++checked;
+  });
+  EXPECT_GE(checked, 20);
+}
+
+TEST_F(ShellTest, RegistersRoundTripThroughTheSimulatedRegisterFile) {
+  Exchange write = send(R"([{"category":"RGT","key":"address","value":{"current":"0x40"}},)"
+                        R"({"category":"RGT","key":"type","value":{"current":0}},)"
+                        R"({"category":"RGT","key":"value","value":{"current":"4660"}}])");
+  EXPECT_EQ(write.journal, "TDriverRegister_process(0)\n");
+  send(R"({"category":"RGT","key":"value","value":{"current":"0"}})");  // overwrite the text
+  Exchange read = send(R"([{"category":"RGT","key":"address"},{"category":"RGT","key":"value"}])");
+  EXPECT_EQ(read.journal, "TDriverRegister_process(1)\n");
+  EXPECT_EQ(read.response, R"([{"category":"RGT","key":"address","value":{"current":"0x40"}},)"
+                           R"({"category":"RGT","key":"value","value":{"current":"0x0"}}])");
+
+  Exchange refused = send(R"({"category":"RGT","key":"value","value":{"current":"12z"}})");
+  EXPECT_EQ(refused.response,
+            R"({"category":"RGT","key":"value","message":["Shell: Wrong configuration"]})");
+}
+
+TEST_F(ShellTest, DeviceCategoriesAnswerUnknownKeysAsNeverRegistered) {
+  for (const char *category : {"DVC", "ISP", "MISC", "RGT", "RPT", "DG", "GE"}) {
+    const std::string text = std::string(R"({"category":")") + category + R"(","key":"nope"})";
+    EXPECT_EQ(send(text).response, std::string(R"({"category":")") + category +
+                                       R"(","key":"nope","message":["Shell: )" + category +
+                                       "/nope is never registered\"]}");
+  }
+}
+
+TEST(SchemaTest, ListsEveryKeyWithItsShapeAndHardwareAccess) {
+  TJsonValue *schema = nullptr;
+  ASSERT_EQ(tshell::listSchema(nullptr), TCOMMON_INVALID_ARGUMENT);
+  ASSERT_EQ(TJsonValue_create(TJSON_TYPE_OBJECT, &schema), TCOMMON_SUCCESS);
+  ASSERT_EQ(tshell::listSchema(schema), TCOMMON_SUCCESS);
+  uint64_t categories = 0;
+  TJsonValue_size(schema, &categories);
+  EXPECT_EQ(categories, 16u);
+  TJsonWriter *writer = nullptr;
+  TJsonWriter_open(nullptr, &writer);
+  TJsonValue *gc = nullptr;
+  TJsonValue_member(schema, "GC_2", &gc);
+  const char *text = nullptr;
+  TJsonWriter_stringify(writer, gc, &text);
+  EXPECT_NE(std::string(text).find(R"({"key":"curve","access":"integer","element":"u16",)"
+                                   R"("shape":[64],"readsHardware":true,"pushesHardware":true})"),
+            std::string::npos)
+      << text;
+  EXPECT_NE(std::string(text).find(R"({"key":"isStatistics","access":"bool","element":"u8",)"
+                                   R"("shape":[],"readsHardware":false,"pushesHardware":false})"),
+            std::string::npos);
+  TJsonWriter_close(&writer);
+  TJsonValue_delete(schema);
+}
+
+}  // namespace
