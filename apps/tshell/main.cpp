@@ -42,6 +42,9 @@ const char kUsage[] =
     "                       unless FILEs are given)\n"
     "  -w, --whole          read each input as one JSON request instead of one per line\n"
     "  -j, --journal        print the driver calls of each request on standard error\n"
+    "      --stream         start the simulated ISP streaming before the first request, so\n"
+    "                       that writes reach the hardware and reads come back from it\n"
+    "                       (without it, the ISP is off until a request starts it)\n"
     "  -t, --trace LEVEL    print shell traces up to LEVEL on standard error: 0 ignored\n"
     "                       hardware read-back failures, 1 also request and response\n"
     "                       summaries, 3 also every failure with its source line; off (the\n"
@@ -60,6 +63,7 @@ struct Options {
   const char *save = nullptr;
   bool whole = false;
   bool journal = false;
+  bool stream = false;
   int32_t traceLevel = -1;
   std::vector<std::string> requests;  // from --execute
   std::vector<std::string> files;
@@ -100,13 +104,19 @@ bool parseTraceLevel(const char *text, int32_t *level) {
   return true;
 }
 
+constexpr int kOptionStream = 256;  // long option without a short form
+
 // Returns -1 to go on, or the exit status.
 int parseOptions(int argc, char **argv, Options *options) {
-  static const option kLong[] = {
-      {"database", required_argument, nullptr, 'd'}, {"save", required_argument, nullptr, 's'},
-      {"execute", required_argument, nullptr, 'e'},  {"whole", no_argument, nullptr, 'w'},
-      {"journal", no_argument, nullptr, 'j'},        {"trace", required_argument, nullptr, 't'},
-      {"help", no_argument, nullptr, 'h'},           {nullptr, 0, nullptr, 0}};
+  static const option kLong[] = {{"database", required_argument, nullptr, 'd'},
+                                 {"save", required_argument, nullptr, 's'},
+                                 {"execute", required_argument, nullptr, 'e'},
+                                 {"whole", no_argument, nullptr, 'w'},
+                                 {"journal", no_argument, nullptr, 'j'},
+                                 {"trace", required_argument, nullptr, 't'},
+                                 {"stream", no_argument, nullptr, kOptionStream},
+                                 {"help", no_argument, nullptr, 'h'},
+                                 {nullptr, 0, nullptr, 0}};
   int c;
   while ((c = getopt_long(argc, argv, "d:s:e:wjt:h", kLong, nullptr)) != -1) {
     switch (c) {
@@ -124,6 +134,9 @@ int parseOptions(int argc, char **argv, Options *options) {
         break;
       case 'j':
         options->journal = true;
+        break;
+      case kOptionStream:
+        options->stream = true;
         break;
       case 't':
         if (!parseTraceLevel(optarg, &options->traceLevel)) {
@@ -168,6 +181,14 @@ int openSession(const Options &options, Session *session) {
   if (code != TCOMMON_SUCCESS) {
     fail("cannot open the shell", code);
     return kExitUsage;
+  }
+  if (options.stream) {
+    code = TDriver_init(session->driver, 1);
+    if (code == TCOMMON_SUCCESS) code = TDriver_stream(session->driver, 1);
+    if (code != TCOMMON_SUCCESS) {
+      fail("cannot start the simulated ISP", code);
+      return kExitUsage;
+    }
   }
   code = TJsonReader_open(&session->checker);
   if (code != TCOMMON_SUCCESS) {

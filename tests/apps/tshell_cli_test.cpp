@@ -148,7 +148,8 @@ TEST_F(CliTest, UnreadableFileFailsButOtherFilesRun) {
 TEST_F(CliTest, HelpExplainsTheOptionsWithAnExample) {
   Outcome result = run("--help");
   EXPECT_EQ(result.status, 0);
-  for (const char *word : {"--database", "--save", "--whole", "--journal", "--trace", "Example"}) {
+  for (const char *word :
+       {"--database", "--save", "--whole", "--journal", "--stream", "--trace", "Example"}) {
     EXPECT_NE(result.out.find(word), std::string::npos) << word;
   }
 }
@@ -160,10 +161,35 @@ TEST_F(CliTest, TraceLevelOnePrintsSummaries) {
   EXPECT_NE(result.err.find("Server: {\"category\":\"NOPE\""), std::string::npos) << result.err;
 }
 
-TEST_F(CliTest, ShippedExampleRequestsAllParse) {
-  Outcome result = run(std::string("'") + TSHELL_EXAMPLES + "/requests.jsonl'");
+// The sample session with the simulated ISP streaming: every write reaches the hardware,
+// one push per block per request, and the reads come back from it.
+TEST_F(CliTest, ShippedExampleSessionTunesTheSimulatedIsp) {
+  Outcome result = run(std::string("--stream --journal '") + TSHELL_EXAMPLES + "/requests.jsonl'");
   EXPECT_EQ(result.status, 0) << result.err;
-  EXPECT_FALSE(result.out.empty());
+  EXPECT_EQ(result.err,
+            "journal: TDriverWhiteBalance_1_1_process(0)\n"
+            "journal: TDriverDigitalGain_process(0)\n"
+            "journal: TDriverDigitalGain_statistics(1)\n"
+            "journal: TDriverGammaCorrection_2_process(0)\n"
+            "journal: TDriverRegister_process(0)\n"
+            "journal: TDriverRegister_process(1)\n");
+  for (const char *expected : {
+           R"([{"category":"DG","key":"gb","value":{"current":1.25}},)"
+           R"({"category":"DG","key":"gr","value":{"current":1.25}}])",
+           R"({"category":"RGT","key":"value","value":{"current":"0xCAFE"}}])",
+       }) {
+    EXPECT_NE(result.out.find(expected), std::string::npos) << expected << "\n" << result.out;
+  }
+  // Only the two requests that show refusals raise messages.
+  size_t messages = 0;
+  for (size_t at = 0; (at = result.out.find("\"message\"", at)) != std::string::npos; ++at) {
+    ++messages;
+  }
+  EXPECT_EQ(messages, 2u) << result.out;
+
+  // Without a stream the ISP is off: pushes are refused and the client is told.
+  result = run(std::string("'") + TSHELL_EXAMPLES + "/requests.jsonl'");
+  EXPECT_NE(result.out.find("Shell: Driver is not initialized"), std::string::npos);
 }
 
 }  // namespace
