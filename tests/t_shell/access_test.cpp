@@ -183,8 +183,10 @@ TEST_F(AccessorTest, ArraysChangeAPrefixAndReadInFull) {
   EXPECT_EQ(run("[1, 2]", floats), TCOMMON_SUCCESS);
   EXPECT_EQ(run(nullptr, floats), TCOMMON_SUCCESS);
   EXPECT_EQ(printed(), R"({"current":[1.0,2.0,9.0,9.0]})");
+  probe_.table[0][0] = 7;  // what follows the array in the record
   EXPECT_EQ(run("[1, 2, 3, 4, 5, 6]", floats), TCOMMON_SUCCESS);
   EXPECT_EQ(probe_.floats[3], 4);
+  EXPECT_EQ(probe_.table[0][0], 7);
   EXPECT_EQ(run(R"(["x", true])", floats), TCOMMON_SUCCESS);  // what does not convert stays
   EXPECT_EQ(probe_.floats[0], 1);
   EXPECT_EQ(probe_.floats[1], 1);
