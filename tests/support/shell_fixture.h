@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "t_common.h"
 #include "t_database.h"
@@ -53,6 +54,25 @@ class ShellTest : public ::testing::Test {
   TDatabase *database_ = nullptr;
   TDriver *driver_ = nullptr;
   TShell *shell_ = nullptr;
+};
+
+// Collects the tracer's lines up to a level while it lives.
+class TraceCapture {
+ public:
+  explicit TraceCapture(int32_t level) {
+    TCommonTracer_setSink(TCommonTracerHandle, &TraceCapture::sink, this);
+    TCommonTracer_setLevel(TCommonTracerHandle, level);
+  }
+  ~TraceCapture() {
+    TCommonTracer_setLevel(TCommonTracerHandle, -1);
+    TCommonTracer_setSink(TCommonTracerHandle, nullptr, nullptr);
+  }
+  std::vector<std::string> lines;
+
+ private:
+  static void sink(void *context, uint32_t, const char *line) {
+    static_cast<TraceCapture *>(context)->lines.emplace_back(line);
+  }
 };
 
 #endif  // TESTS_SHELL_FIXTURE_H

@@ -101,6 +101,37 @@ TEST_F(HookTest, AFailingPushIsReportedAndDropsTheWriteThatTriggeredIt) {
   EXPECT_EQ(exchange.journal, kDgPush);  // WB's push is neither run nor remembered
 }
 
+// Every layer that returns a failure traces it with its own source file and function, the
+// hook first; a read-back that falls back to the database is traced at level 0 only.
+TEST_F(HookTest, FailuresAreTracedWhereTheyPassThrough) {
+  ASSERT_EQ(TDriverFault_set(driver_, "TDriverDigitalGain_process", TCOMMON_NOT_INITIALIZED),
+            TCOMMON_SUCCESS);
+  ASSERT_EQ(TDriverFault_set(driver_, "TDriverDigitalGain_statistics", TCOMMON_NOT_INITIALIZED),
+            TCOMMON_SUCCESS);
+  TraceCapture trace(3);
+  send(request({"DG/gb=2"}));
+  send(request({"DG/gb"}));
+  std::vector<std::string> places;
+  for (const std::string &line : trace.lines) {
+    if (line.rfind("Client: ", 0) == 0 || line.rfind("Server: ", 0) == 0) continue;
+    const size_t colon = line.find(':');
+    const size_t function = line.find(": ", colon + 1);
+    places.push_back(line.substr(0, colon) + " " +
+                     line.substr(function + 2, line.find("()") - function - 2));
+  }
+  const std::string source = "t_frameworks/t_shell_c/source/";
+  EXPECT_EQ(places, (std::vector<std::string>{
+                        source + "shell_digital_gain.cpp after",
+                        source + "shell_access.cpp TShellAccess_after",
+                        source + "shell_access.cpp TShellAccess_float",
+                        source + "shell_digital_gain.cpp TShellDigitalGain_process",
+                        source + "shell_digital_gain.cpp before",
+                        source + "shell_access.cpp TShellAccess_before",
+                    }));
+  EXPECT_NE(trace.lines[trace.lines.size() - 2].find("TShellAccess_before(): "), std::string::npos);
+  EXPECT_NE(trace.lines[trace.lines.size() - 2].find("(8)\n"), std::string::npos);
+}
+
 // ---- Accessors on a record of the test's own ------------------------------------------------
 
 struct Probe {

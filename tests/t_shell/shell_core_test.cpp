@@ -298,24 +298,6 @@ TEST_F(ShellCoreTest, ConcurrentCallersAreSerialisedAndNoRequestIsLost) {
   EXPECT_EQ(slowKeys.size(), static_cast<size_t>(kThreads * kRequests));
 }
 
-class TraceCapture {
- public:
-  explicit TraceCapture(int32_t level) {
-    TCommonTracer_setSink(TCommonTracerHandle, &TraceCapture::sink, this);
-    TCommonTracer_setLevel(TCommonTracerHandle, level);
-  }
-  ~TraceCapture() {
-    TCommonTracer_setLevel(TCommonTracerHandle, -1);
-    TCommonTracer_setSink(TCommonTracerHandle, nullptr, nullptr);
-  }
-  std::vector<std::string> lines;
-
- private:
-  static void sink(void *context, uint32_t, const char *line) {
-    static_cast<TraceCapture *>(context)->lines.emplace_back(line);
-  }
-};
-
 TEST_F(ShellCoreTest, SummariesAreTracedShortenedAtLevelOne) {
   TraceCapture trace(1);
   send(R"({"category":"TEST","key":"a-rather-long-key-name-that-goes-past-fifty"})");
