@@ -11,6 +11,7 @@
 
 #include "shell_fixture.h"
 #include "shell_internal.h"
+#include "shell_keys.h"
 
 namespace {
 
@@ -367,6 +368,52 @@ TEST_F(AccessorTest, StatisticsAreFilledOnReadsOnly) {
   EXPECT_EQ(run("1", access), TCOMMON_SUCCESS);
   EXPECT_EQ(fills, 1);
   EXPECT_EQ(readBacks, 0);
+}
+
+// The engine serves every typed accessor from a table row, on a record of the test's own.
+struct Measured {
+  int32_t curve[3][2];
+  uint64_t fileCount;
+  TCommonBuffer *files;
+};
+
+uint32_t fillMeasurement(const void *record, TJsonValue *value) {
+  return TJsonValue_assignAsInteger(value, static_cast<const Measured *>(record)->curve[0][0]);
+}
+
+namespace measured {
+using Record = Measured;
+using tshell::Access;
+constexpr tshell::KeyRow kKeys[] = {
+    {"curve", Access::Curve, SHELL_FIELD(curve), countReadBack, countPush},
+    tshell::statisticsKey("statistics", fillMeasurement, countReadBack),
+    SHELL_FILES("import", fileCount, files, "text/txt", nullptr, countPush),
+};
+static_assert(tshell::servesEveryField(kKeys));
+constexpr tshell::KeyTable kTable = {"TEST", kKeys, std::size(kKeys)};
+}  // namespace measured
+
+TEST_F(AccessorTest, TheEngineServesCurvesStatisticsAndFiles) {
+  Measured record = {};
+  auto serve = [&](const char *key) {
+    return [&record, key, this](TJsonValue *value) {
+      return tshell::serveRecord(shell_, measured::kTable, &record, key, value, SHELL_SITE);
+    };
+  };
+  EXPECT_EQ(run("[[5, -6], [7]]", serve("curve")), TCOMMON_SUCCESS);
+  EXPECT_EQ(pushes, 1);
+  EXPECT_EQ(run(nullptr, serve("curve")), TCOMMON_SUCCESS);
+  EXPECT_EQ(printed(), R"({"current":[[5,-6],[7,0],[0,0]]})");
+  EXPECT_EQ(run(nullptr, serve("statistics")), TCOMMON_SUCCESS);
+  EXPECT_EQ(printed(), R"({"current":5})");
+  EXPECT_EQ(readBacks, 1);
+  EXPECT_EQ(run(R"(["data:text/txt;base64,aGk="])", serve("import")), TCOMMON_SUCCESS);
+  ASSERT_EQ(record.fileCount, 1u);
+  EXPECT_EQ(run(nullptr, serve("import")), TCOMMON_SUCCESS);
+  EXPECT_EQ(printed(), R"({"current":["data:text/txt;base64,aGk="]})");
+  EXPECT_EQ(run(nullptr, serve("nope")), TCOMMON_NOT_REGISTERED);
+  EXPECT_EQ(run("[]", serve("import")), TCOMMON_SUCCESS);
+  EXPECT_EQ(record.files, nullptr);
 }
 
 }  // namespace

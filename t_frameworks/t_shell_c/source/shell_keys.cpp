@@ -85,6 +85,16 @@ uint32_t serveRow(TShell *shell, void *record, TJsonValue *value, const KeyRow &
     case Access::String:
       return TShellAccess_string(shell, record, value, at<char>(record, field),
                                  static_cast<int32_t>(field.shape[0]), row.before, row.after);
+    case Access::Curve:
+      return TShellAccess_curve(shell, record, value, at<int32_t>(record, field), field.shape[0],
+                                row.before, row.after);
+    case Access::Statistics:
+      return TShellAccess_statistics(shell, record, value, row.fill, row.before, row.after);
+    case Access::Files:
+      return TShellAccess_files(shell, record, value, at<uint64_t>(record, field),
+                                reinterpret_cast<TCommonBuffer **>(
+                                    static_cast<unsigned char *>(record) + row.buffersOffset),
+                                row.mime, row.before, row.after);
   }
   return TCOMMON_NOT_REGISTERED;
 }
@@ -103,13 +113,19 @@ const char *accessName(const KeyRow &row) {
       return "double";
     case Access::String:
       return "string";
+    case Access::Curve:
+      return "curve";
+    case Access::Statistics:
+      return "statistics";
+    case Access::Files:
+      return "files";
   }
   return "";
 }
 
 const char *elementName(Element element) {
-  static constexpr const char *kNames[] = {"u8",  "i8",  "u16", "i16", "u32", "i32",
-                                           "u64", "i64", "f32", "f64", "char"};
+  static constexpr const char *kNames[] = {"none", "u8",  "i8",  "u16", "i16", "u32",
+                                           "i32",  "u64", "i64", "f32", "f64", "char"};
   return kNames[static_cast<size_t>(element)];
 }
 
@@ -123,8 +139,10 @@ uint32_t listKey(TJsonValue *keys, const KeyRow &row) {
   };
   set("key", [&](TJsonValue *m) { return TJsonValue_assignAsString(m, row.key); });
   set("access", [&](TJsonValue *m) { return TJsonValue_assignAsString(m, accessName(row)); });
-  set("element",
-      [&](TJsonValue *m) { return TJsonValue_assignAsString(m, elementName(row.field.element)); });
+  set("element", [&](TJsonValue *m) {
+    const bool isFile = row.access == Access::Files;
+    return TJsonValue_assignAsString(m, isFile ? "file" : elementName(row.field.element));
+  });
   set("shape", [&](TJsonValue *m) {
     uint32_t result = TJsonValue_create(TJSON_TYPE_ARRAY, &m);
     for (uint8_t i = 0; result == TCOMMON_SUCCESS && i < row.field.rank; ++i) {
@@ -145,17 +163,23 @@ uint32_t listKey(TJsonValue *keys, const KeyRow &row) {
 
 uint32_t serveKey(TShell *shell, const KeyTable &table, const char *key, TJsonValue *value,
                   ShellSite site) {
-  if (shell == nullptr || key == nullptr) return TCOMMON_INVALID_ARGUMENT;
+  if (shell == nullptr) return TCOMMON_INVALID_ARGUMENT;
   void *record = nullptr;
   uint32_t code = TDatabase_query(shell->database, table.category, &record);
   if (code != TCOMMON_SUCCESS) {
     shellTrace(kTraceError, site, code);
     return code;
   }
+  return serveRecord(shell, table, record, key, value, site);
+}
+
+uint32_t serveRecord(TShell *shell, const KeyTable &table, void *record, const char *key,
+                     TJsonValue *value, ShellSite site) {
+  if (key == nullptr) return TCOMMON_INVALID_ARGUMENT;
   for (size_t i = 0; i < table.count; ++i) {
     const KeyRow &row = table.rows[i];
     if (!TCommonString_equal(key, row.key, 1)) continue;
-    code = serveRow(shell, record, value, row, site);
+    const uint32_t code = serveRow(shell, record, value, row, site);
     if (code != TCOMMON_SUCCESS) shellTrace(kTraceError, site, code);
     return code;
   }

@@ -36,14 +36,17 @@
 namespace tshell {
 
 enum class Access : uint8_t {
-  Integer,  // inline: integer scalar, array or 2-D table, cut to the element's width
-  Bool,     // TShellAccess_bool, or TShellAccess_bools for an array
-  Float,    // TShellAccess_float, _floats, _floats22 or _floats33 by the field's rank
-  Double,   // TShellAccess_double, or TShellAccess_doubles for an array
-  String,   // TShellAccess_string with the buffer's size as capacity
+  Integer,     // inline: integer scalar, array or 2-D table, cut to the element's width
+  Bool,        // TShellAccess_bool, or TShellAccess_bools for an array
+  Float,       // TShellAccess_float, _floats, _floats22 or _floats33 by the field's rank
+  Double,      // TShellAccess_double, or TShellAccess_doubles for an array
+  String,      // TShellAccess_string with the buffer's size as capacity
+  Curve,       // TShellAccess_curve on an int32_t[points][2] field
+  Statistics,  // TShellAccess_statistics with the row's fill function; no field
+  Files,       // TShellAccess_files: field is the u64 count, buffersOffset the array pointer
 };
 
-enum class Element : uint8_t { U8, I8, U16, I16, U32, I32, U64, I64, F32, F64, Char };
+enum class Element : uint8_t { None, U8, I8, U16, I16, U32, I32, U64, I64, F32, F64, Char };
 
 // Where a field lies in its record and what it holds: shape {} for a scalar, {n} for an
 // array, {rows, columns} for a table, {planes, rows, columns} for a cube.
@@ -60,7 +63,25 @@ struct KeyRow {
   FieldRef field;
   TShellHook before;  // read-back before a read; nullptr: the key never reads the hardware
   TShellHook after;   // push after a write; nullptr: the key never pushes by itself
+  // Statistics: the block's serialiser. Files: the MIME type of the data URIs and where
+  // the record keeps its TCommonBuffer array pointer.
+  TShellStatisticsFill fill = nullptr;
+  const char *mime = nullptr;
+  size_t buffersOffset = 0;
 };
+
+// The "statistics" key of a measuring block: a read runs before and fills "current" with
+// the block's measurement; a write changes nothing.
+constexpr KeyRow statisticsKey(const char *key, TShellStatisticsFill fill, TShellHook before) {
+  return KeyRow{key, Access::Statistics, FieldRef{}, before, nullptr, fill};
+}
+
+// Files uploaded as data URIs of type mime into the record's count and buffer array.
+#define SHELL_FILES(key, countMember, buffersMember, mime, before, after)                 \
+  ::tshell::KeyRow {                                                                      \
+    key, ::tshell::Access::Files, SHELL_FIELD(countMember), before, after, nullptr, mime, \
+        offsetof(Record, buffersMember)                                                   \
+  }
 
 struct KeyTable {
   const char *category;
@@ -129,6 +150,12 @@ constexpr bool servesField(const KeyRow &row) {
       return field.element == Element::F64 && field.rank <= 1;
     case Access::String:
       return field.element == Element::Char && field.rank == 1;
+    case Access::Curve:
+      return field.element == Element::I32 && field.rank == 2 && field.shape[1] == 2;
+    case Access::Statistics:
+      return row.fill != nullptr;
+    case Access::Files:
+      return field.element == Element::U64 && field.rank == 0 && row.mime != nullptr;
   }
   return false;
 }
@@ -140,11 +167,14 @@ constexpr bool servesEveryField(const KeyRow (&rows)[N]) {
   return true;
 }
 
-// Serves one item: queries the table's record, matches key in table order and moves the
-// field. No matching key: TCOMMON_NOT_REGISTERED, not traced. Other failures are traced at
-// site (the category's handler) and returned.
+// Serves one item: queries the table's record and serves it (serveRecord). Failures are
+// traced at site (the category's handler) and returned.
 uint32_t serveKey(TShell *shell, const KeyTable &table, const char *key, TJsonValue *value,
                   ShellSite site);
+// Matches key in table order and moves its field of record. No matching key:
+// TCOMMON_NOT_REGISTERED, not traced.
+uint32_t serveRecord(TShell *shell, const KeyTable &table, void *record, const char *key,
+                     TJsonValue *value, ShellSite site);
 
 // Appends the schema of every registered category to schema (made an object): per category
 // an array of its keys in match order, each
