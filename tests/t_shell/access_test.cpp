@@ -19,14 +19,15 @@ namespace {
 std::string request(std::initializer_list<const char *> items) {
   std::string text = "[";
   for (const char *item : items) {
-    const std::string spec = item;
-    const size_t slash = spec.find('/');
-    const size_t equals = spec.find('=');
+    const std::string command = item;
+    const size_t slash = command.find('/');
+    const size_t equals = command.find('=');
     text += text.size() > 1 ? "," : "";
-    text += R"({"category":")" + spec.substr(0, slash) + R"(","key":")" +
-            spec.substr(slash + 1, equals == std::string::npos ? equals : equals - slash - 1) + '"';
+    text += R"({"category":")" + command.substr(0, slash) + R"(","key":")" +
+            command.substr(slash + 1, equals == std::string::npos ? equals : equals - slash - 1) +
+            '"';
     if (equals != std::string::npos)
-      text += R"(,"value":{"current":)" + spec.substr(equals + 1) + '}';
+      text += R"(,"value":{"current":)" + command.substr(equals + 1) + '}';
     text += '}';
   }
   return text + "]";
