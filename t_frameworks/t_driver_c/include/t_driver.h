@@ -92,18 +92,36 @@ TDRIVER_API uint32_t TDriverFault_clear(TDriver *driver);
  * argument, "TDriverDigitalGain_process(0)". */
 
 /* Blocks that are pushed and read back, each on the record of the category named. */
+/* "2DNR_6" */
+TDRIVER_API uint32_t TDriver2DNoiseReduction_6_process(TDriver *driver, uint8_t flag);
+TDRIVER_API uint32_t TDriver2DNoiseReduction_6_statistics(TDriver *driver, uint8_t flag);
+/* "3DNR_4" */
+TDRIVER_API uint32_t TDriver3DNoiseReduction_4_process(TDriver *driver, uint8_t flag);
+TDRIVER_API uint32_t TDriver3DNoiseReduction_4_statistics(TDriver *driver, uint8_t flag);
 /* "BLS" */
 TDRIVER_API uint32_t TDriverBlackLevelSubtraction_process(TDriver *driver, uint8_t flag);
 TDRIVER_API uint32_t TDriverBlackLevelSubtraction_statistics(TDriver *driver, uint8_t flag);
+/* "CCM" */
+TDRIVER_API uint32_t TDriverColorCorrectionMatrix_process(TDriver *driver, uint8_t flag);
+TDRIVER_API uint32_t TDriverColorCorrectionMatrix_statistics(TDriver *driver, uint8_t flag);
 /* "CNR_2_2" */
 TDRIVER_API uint32_t TDriverColorNoiseReduction_2_2_process(TDriver *driver, uint8_t flag);
 TDRIVER_API uint32_t TDriverColorNoiseReduction_2_2_statistics(TDriver *driver, uint8_t flag);
 /* "CP_1_2" */
 TDRIVER_API uint32_t TDriverColorProcess_1_2_process(TDriver *driver, uint8_t flag);
 TDRIVER_API uint32_t TDriverColorProcess_1_2_statistics(TDriver *driver, uint8_t flag);
+/* "DMSC_3" */
+TDRIVER_API uint32_t TDriverDeMosaic_3_process(TDriver *driver, uint8_t flag);
+TDRIVER_API uint32_t TDriverDeMosaic_3_statistics(TDriver *driver, uint8_t flag);
+/* "DPCC" */
+TDRIVER_API uint32_t TDriverDefectPixelClusterCorrection_process(TDriver *driver, uint8_t flag);
+TDRIVER_API uint32_t TDriverDefectPixelClusterCorrection_statistics(TDriver *driver, uint8_t flag);
 /* "DG" */
 TDRIVER_API uint32_t TDriverDigitalGain_process(TDriver *driver, uint8_t flag);
 TDRIVER_API uint32_t TDriverDigitalGain_statistics(TDriver *driver, uint8_t flag);
+/* "EE_3" */
+TDRIVER_API uint32_t TDriverEdgeEnhance_3_process(TDriver *driver, uint8_t flag);
+TDRIVER_API uint32_t TDriverEdgeEnhance_3_statistics(TDriver *driver, uint8_t flag);
 /* "EC_2" */
 TDRIVER_API uint32_t TDriverExposureControl_2_process(TDriver *driver, uint8_t flag);
 TDRIVER_API uint32_t TDriverExposureControl_2_statistics(TDriver *driver, uint8_t flag);
@@ -113,9 +131,15 @@ TDRIVER_API uint32_t TDriverFocusControl_statistics(TDriver *driver, uint8_t fla
 /* "GC_2" */
 TDRIVER_API uint32_t TDriverGammaCorrection_2_process(TDriver *driver, uint8_t flag);
 TDRIVER_API uint32_t TDriverGammaCorrection_2_statistics(TDriver *driver, uint8_t flag);
+/* "LSC_3" */
+TDRIVER_API uint32_t TDriverLensShadingCorrection_3_process(TDriver *driver, uint8_t flag);
+TDRIVER_API uint32_t TDriverLensShadingCorrection_3_statistics(TDriver *driver, uint8_t flag);
 /* "WB_1_1" */
 TDRIVER_API uint32_t TDriverWhiteBalance_1_1_process(TDriver *driver, uint8_t flag);
 TDRIVER_API uint32_t TDriverWhiteBalance_1_1_statistics(TDriver *driver, uint8_t flag);
+/* "WDR_5_2_1" */
+TDRIVER_API uint32_t TDriverWideDynamicRange_5_2_1_process(TDriver *driver, uint8_t flag);
+TDRIVER_API uint32_t TDriverWideDynamicRange_5_2_1_statistics(TDriver *driver, uint8_t flag);
 
 /* Blocks without a _statistics function (flag 1 of _process still reads back). */
 /* "3AI_2" */
@@ -124,6 +148,17 @@ TDRIVER_API uint32_t TDriver3AInterface_2_process(TDriver *driver, uint8_t flag)
 TDRIVER_API uint32_t TDriverCompand_1_1_process(TDriver *driver, uint8_t flag);
 /* "GE" */
 TDRIVER_API uint32_t TDriverGreenEquilibration_process(TDriver *driver, uint8_t flag);
+
+/* "HDR_3_2DOL" */
+TDRIVER_API uint32_t TDriverHighDynamicRange_3_2Dol_process(TDriver *driver, uint8_t flag);
+/* "OPT" */
+TDRIVER_API uint32_t TDriverOutput_process(TDriver *driver, uint8_t flag);
+/* "RGBIR" */
+TDRIVER_API uint32_t TDriverRgbInfraredRadiation_process(TDriver *driver, uint8_t flag);
+/* "RGBIR_1_1" */
+TDRIVER_API uint32_t TDriverRgbInfraredRadiation_1_1_process(TDriver *driver, uint8_t flag);
+/* "SS" */
+TDRIVER_API uint32_t TDriverSensor_process(TDriver *driver, uint8_t flag);
 
 /* "ISP": flag 0 pushes isEnable (and hwId) into the hardware state, flag 1 reads back, and
  * then reports in hwId the identity of the hardware, TDATABASE_ISP_HW_ID, whatever a client

@@ -62,17 +62,30 @@ uint32_t reportIdentity(TDriver *, const char *, void *record) {
 
 }  // namespace
 
+TDRIVER_BLOCK(2DNoiseReduction_6, "2DNR_6");
+TDRIVER_BLOCK(3DNoiseReduction_4, "3DNR_4");
 TDRIVER_BLOCK(BlackLevelSubtraction, "BLS");
+TDRIVER_BLOCK(ColorCorrectionMatrix, "CCM");
 TDRIVER_BLOCK(ColorNoiseReduction_2_2, "CNR_2_2");
 TDRIVER_BLOCK(ColorProcess_1_2, "CP_1_2");
+TDRIVER_BLOCK(DeMosaic_3, "DMSC_3");
+TDRIVER_BLOCK(DefectPixelClusterCorrection, "DPCC");
 TDRIVER_BLOCK(DigitalGain, "DG");
+TDRIVER_BLOCK(EdgeEnhance_3, "EE_3");
 TDRIVER_BLOCK(ExposureControl_2, "EC_2");
 TDRIVER_BLOCK(FocusControl, "FC");
 TDRIVER_BLOCK(GammaCorrection_2, "GC_2");
+TDRIVER_BLOCK(LensShadingCorrection_3, "LSC_3");
 TDRIVER_BLOCK(WhiteBalance_1_1, "WB_1_1");
+TDRIVER_BLOCK(WideDynamicRange_5_2_1, "WDR_5_2_1");
 
 TDRIVER_BLOCK_PUSH_ONLY(3AInterface_2, "3AI_2");
 TDRIVER_BLOCK_PUSH_ONLY(Compand_1_1, "CPD_1_1");
 TDRIVER_BLOCK_PUSH_ONLY(GreenEquilibration, "GE");
+TDRIVER_BLOCK_PUSH_ONLY(HighDynamicRange_3_2Dol, "HDR_3_2DOL");
+TDRIVER_BLOCK_PUSH_ONLY(Output, "OPT");
+TDRIVER_BLOCK_PUSH_ONLY(RgbInfraredRadiation, "RGBIR");
+TDRIVER_BLOCK_PUSH_ONLY(RgbInfraredRadiation_1_1, "RGBIR_1_1");
+TDRIVER_BLOCK_PUSH_ONLY(Sensor, "SS");
 
 TDRIVER_BLOCK_PUSH_ONLY_MEASURED(Isp, "ISP", reportIdentity);

@@ -35,8 +35,9 @@ uint32_t accessField(TShell *shell, void *record, TJsonValue *value, TShellHook 
 
 // ---- Element conversions ------------------------------------------------------------------
 //
-// A cell type says how one record element becomes a JSON value (put) and back (take). take
-// leaves the element as it was when the JSON value does not convert.
+// A cell says how one record element becomes a JSON value (put) and back (take). take
+// leaves the element as it was when the JSON value does not convert. Most cells are
+// stateless; one that carries a parameter (a unit scale) is passed as an instance.
 
 struct BoolCell {
   using Element = uint8_t;
@@ -88,7 +89,7 @@ struct IntegerCell {
 // count) entries and leaves the rest; JSON entries beyond the declared count are ignored.
 template <typename Cell>
 uint32_t moveArray(bool isRead, TJsonValue *json, typename Cell::Element *elements,
-                   const uint64_t *shape, int dimensions) {
+                   const uint64_t *shape, int dimensions, const Cell &cell = {}) {
   uint64_t stride = 1;
   for (int i = 1; i < dimensions; ++i) stride *= shape[i];
   if (isRead) {
@@ -98,8 +99,8 @@ uint32_t moveArray(bool isRead, TJsonValue *json, typename Cell::Element *elemen
       code = TJsonValue_item(json, i, &slot);
       if (code != TCOMMON_SUCCESS) break;
       code = dimensions == 1
-                 ? Cell::put(slot, elements[i])
-                 : moveArray<Cell>(true, slot, elements + i * stride, shape + 1, dimensions - 1);
+                 ? cell.put(slot, elements[i])
+                 : moveArray(true, slot, elements + i * stride, shape + 1, dimensions - 1, cell);
     }
     return code;
   }
@@ -112,9 +113,9 @@ uint32_t moveArray(bool isRead, TJsonValue *json, typename Cell::Element *elemen
     TJsonValue *slot = nullptr;
     if (TJsonValue_item(json, i, &slot) != TCOMMON_SUCCESS) continue;
     if (dimensions == 1) {
-      Cell::take(slot, elements + i);
+      cell.take(slot, elements + i);
     } else {
-      moveArray<Cell>(false, slot, elements + i * stride, shape + 1, dimensions - 1);
+      moveArray(false, slot, elements + i * stride, shape + 1, dimensions - 1, cell);
     }
   }
   return TCOMMON_SUCCESS;
@@ -123,10 +124,10 @@ uint32_t moveArray(bool isRead, TJsonValue *json, typename Cell::Element *elemen
 // Moves a scalar (dimensions 0) or an array of the cell's elements.
 template <typename Cell>
 uint32_t moveElements(bool isRead, TJsonValue *json, typename Cell::Element *elements,
-                      const uint64_t *shape, int dimensions) {
-  if (dimensions > 0) return moveArray<Cell>(isRead, json, elements, shape, dimensions);
-  if (isRead) return Cell::put(json, *elements);
-  Cell::take(json, elements);
+                      const uint64_t *shape, int dimensions, const Cell &cell = {}) {
+  if (dimensions > 0) return moveArray(isRead, json, elements, shape, dimensions, cell);
+  if (isRead) return cell.put(json, *elements);
+  cell.take(json, elements);
   return TCOMMON_SUCCESS;
 }
 
@@ -134,10 +135,11 @@ uint32_t moveElements(bool isRead, TJsonValue *json, typename Cell::Element *ele
 template <typename Cell>
 uint32_t accessElements(TShell *shell, void *record, TJsonValue *value,
                         typename Cell::Element *elements, const uint64_t *shape, int dimensions,
-                        TShellHook before, TShellHook after, ShellSite site) {
+                        TShellHook before, TShellHook after, ShellSite site,
+                        const Cell &cell = {}) {
   if (elements == nullptr) return TCOMMON_INVALID_ARGUMENT;
   return accessField(shell, record, value, before, after, site, [&](TJsonValue *current) {
-    return moveElements<Cell>(shell->readFlag != 0, current, elements, shape, dimensions);
+    return moveElements(shell->readFlag != 0, current, elements, shape, dimensions, cell);
   });
 }
 

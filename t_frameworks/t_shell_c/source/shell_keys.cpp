@@ -2,55 +2,180 @@
 // is generated from them.
 #include "shell_keys.h"
 
+#include <cstring>
+
 #include "shell_access.h"
 
 namespace tshell {
 
 namespace {
 
+// A key's field as this command addresses it: in the selected entry, with the outer count
+// of the moment. base is where the field's offset counts from.
+struct Target {
+  unsigned char *base;
+  FieldRef field;
+};
+
 template <typename Element>
-Element *at(void *record, const FieldRef &field) {
-  return reinterpret_cast<Element *>(static_cast<unsigned char *>(record) + field.offset);
+Element *at(const Target &target) {
+  return reinterpret_cast<Element *>(target.base + target.field.offset);
+}
+
+// The integer value of a record member, widened; signed members sign-extended.
+int64_t integerAt(const void *record, const FieldRef &field) {
+  const auto *place = static_cast<const unsigned char *>(record) + field.offset;
+  const auto load = [place](auto type) {
+    decltype(type) number;
+    memcpy(&number, place, sizeof number);
+    return static_cast<int64_t>(number);
+  };
+  switch (field.element) {
+    case Element::U8:
+      return load(uint8_t{});
+    case Element::I8:
+      return load(int8_t{});
+    case Element::U16:
+      return load(uint16_t{});
+    case Element::I16:
+      return load(int16_t{});
+    case Element::U32:
+      return load(uint32_t{});
+    case Element::I32:
+      return load(int32_t{});
+    case Element::U64:
+      return load(uint64_t{});
+    case Element::I64:
+      return load(int64_t{});
+    default:
+      return 0;
+  }
+}
+
+// Where the row's field lies for this command. Fails with TCOMMON_OUT_OF_RANGE when the
+// row addresses an entry and the stored index lies outside the entries.
+uint32_t locate(void *record, const KeyRow &row, Target *target) {
+  target->base = static_cast<unsigned char *>(record);
+  target->field = row.field;
+  if (row.selection != nullptr) {
+    const Selection &selection = *row.selection;
+    // Compared unsigned: a negative index in a signed member is far out of range too.
+    const auto index = static_cast<uint64_t>(integerAt(record, selection.index));
+    if (index >= selection.count) return TCOMMON_OUT_OF_RANGE;
+    target->base += selection.first + index * selection.stride;
+  }
+  if (row.rowCount.element != Element::None) {
+    const int64_t rows = integerAt(record, row.rowCount);
+    const uint32_t declared = row.field.shape[0];
+    target->field.shape[0] = rows < 0          ? 0
+                             : rows > declared ? declared
+                                               : static_cast<uint32_t>(rows);
+  }
+  return TCOMMON_SUCCESS;
 }
 
 // The inline integer access: the accessor skeleton around an integer scalar, array or
 // table, moved element by element at the field's own width.
+template <typename Cell>
+uint32_t moveCells(TShell *shell, void *record, TJsonValue *value, const KeyRow &row,
+                   const Target &target, ShellSite site, const Cell &cell = {}) {
+  const FieldRef &field = target.field;
+  const uint64_t shape[] = {field.shape[0], field.shape[1], field.shape[2]};
+  return accessElements(shell, record, value, at<typename Cell::Element>(target), shape, field.rank,
+                        row.before, row.after, site, cell);
+}
+
 template <typename Integer>
 uint32_t moveIntegers(TShell *shell, void *record, TJsonValue *value, const KeyRow &row,
-                      ShellSite site) {
-  const uint64_t shape[] = {row.field.shape[0], row.field.shape[1], row.field.shape[2]};
-  return accessElements<IntegerCell<Integer>>(shell, record, value, at<Integer>(record, row.field),
-                                              shape, row.field.rank, row.before, row.after, site);
+                      const Target &target, ShellSite site) {
+  return moveCells<IntegerCell<Integer>>(shell, record, value, row, target, site);
+}
+
+// An integer scalar with a range: a write outside 0..maximum is refused and stores nothing.
+template <typename Integer>
+uint32_t moveLimited(TShell *shell, void *record, TJsonValue *value, const KeyRow &row,
+                     const Target &target, ShellSite site) {
+  Integer *element = at<Integer>(target);
+  return accessField(shell, record, value, row.before, row.after, site,
+                     [&](TJsonValue *current) -> uint32_t {
+                       if (shell->readFlag != 0)
+                         return IntegerCell<Integer>::put(current, *element);
+                       int64_t integer = 0;
+                       if (TJsonValue_asInteger(current, &integer) != TCOMMON_SUCCESS)
+                         return TCOMMON_SUCCESS;
+                       if (integer < 0 || static_cast<uint64_t>(integer) > row.maximum)
+                         return TCOMMON_OUT_OF_RANGE;
+                       *element = static_cast<Integer>(integer);
+                       return TCOMMON_SUCCESS;
+                     });
+}
+
+template <typename Integer>
+uint32_t serveInteger(TShell *shell, void *record, TJsonValue *value, const KeyRow &row,
+                      const Target &target, ShellSite site) {
+  if (row.maximum != UINT64_MAX)
+    return moveLimited<Integer>(shell, record, value, row, target, site);
+  return moveIntegers<Integer>(shell, record, value, row, target, site);
 }
 
 uint32_t serveIntegers(TShell *shell, void *record, TJsonValue *value, const KeyRow &row,
-                       ShellSite site) {
-  switch (row.field.element) {
+                       const Target &target, ShellSite site) {
+  switch (target.field.element) {
     case Element::U8:
-      return moveIntegers<uint8_t>(shell, record, value, row, site);
+      return serveInteger<uint8_t>(shell, record, value, row, target, site);
     case Element::I8:
-      return moveIntegers<int8_t>(shell, record, value, row, site);
+      return serveInteger<int8_t>(shell, record, value, row, target, site);
     case Element::U16:
-      return moveIntegers<uint16_t>(shell, record, value, row, site);
+      return serveInteger<uint16_t>(shell, record, value, row, target, site);
     case Element::I16:
-      return moveIntegers<int16_t>(shell, record, value, row, site);
+      return serveInteger<int16_t>(shell, record, value, row, target, site);
     case Element::U32:
-      return moveIntegers<uint32_t>(shell, record, value, row, site);
+      return serveInteger<uint32_t>(shell, record, value, row, target, site);
     case Element::I32:
-      return moveIntegers<int32_t>(shell, record, value, row, site);
+      return serveInteger<int32_t>(shell, record, value, row, target, site);
     case Element::U64:
-      return moveIntegers<uint64_t>(shell, record, value, row, site);
+      return serveInteger<uint64_t>(shell, record, value, row, target, site);
     case Element::I64:
-      return moveIntegers<int64_t>(shell, record, value, row, site);
+      return serveInteger<int64_t>(shell, record, value, row, target, site);
     default:
       return TCOMMON_WRONG_TYPE;  // refused by servesField at compile time
   }
 }
 
-uint32_t serveFloats(TShell *shell, void *record, TJsonValue *value, const KeyRow &row) {
-  float *field = at<float>(record, row.field);
-  const uint32_t *shape = row.field.shape;
-  switch (row.field.rank) {
+// Flags: integers on the wire, 0 or 1 in the record.
+struct FlagCell {
+  using Element = uint8_t;
+  static uint32_t put(TJsonValue *json, uint8_t element) {
+    return TJsonValue_assignAsInteger(json, element);
+  }
+  static void take(const TJsonValue *json, uint8_t *element) {
+    int64_t integer = 0;
+    if (TJsonValue_asInteger(json, &integer) == TCOMMON_SUCCESS) *element = integer != 0;
+  }
+};
+
+// Floats that the client sees in other units (seconds in the record, microseconds on the
+// wire): the product is formed in float precision, the quotient in double.
+struct ScaledCell {
+  using Element = float;
+  double scale;
+  uint32_t put(TJsonValue *json, float element) const {
+    return TJsonValue_assignAsFloat(json, static_cast<double>(element * static_cast<float>(scale)));
+  }
+  void take(const TJsonValue *json, float *element) const {
+    double number = 0;
+    if (TJsonValue_asFloat(json, &number) == TCOMMON_SUCCESS)
+      *element = static_cast<float>(number / scale);
+  }
+};
+
+uint32_t serveFloats(TShell *shell, void *record, TJsonValue *value, const KeyRow &row,
+                     const Target &target, ShellSite site) {
+  if (row.scale != 1)
+    return moveCells(shell, record, value, row, target, site, ScaledCell{row.scale});
+  float *field = at<float>(target);
+  const uint32_t *shape = target.field.shape;
+  switch (target.field.rank) {
     case 0:
       return TShellAccess_float(shell, record, value, field, row.before, row.after);
     case 1:
@@ -66,34 +191,38 @@ uint32_t serveFloats(TShell *shell, void *record, TJsonValue *value, const KeyRo
 
 uint32_t serveRow(TShell *shell, void *record, TJsonValue *value, const KeyRow &row,
                   ShellSite site) {
-  const FieldRef &field = row.field;
+  Target target{};
+  const uint32_t located = locate(record, row, &target);
+  if (located != TCOMMON_SUCCESS) return located;
+  const FieldRef &field = target.field;
   switch (row.access) {
     case Access::Integer:
-      return serveIntegers(shell, record, value, row, site);
+      return serveIntegers(shell, record, value, row, target, site);
+    case Access::Flag:
+      return moveCells<FlagCell>(shell, record, value, row, target, site);
     case Access::Bool:
-      return field.rank == 0 ? TShellAccess_bool(shell, record, value, at<uint8_t>(record, field),
+      return field.rank == 0 ? TShellAccess_bool(shell, record, value, at<uint8_t>(target),
                                                  row.before, row.after)
-                             : TShellAccess_bools(shell, record, value, at<uint8_t>(record, field),
+                             : TShellAccess_bools(shell, record, value, at<uint8_t>(target),
                                                   field.shape[0], row.before, row.after);
     case Access::Float:
-      return serveFloats(shell, record, value, row);
+      return serveFloats(shell, record, value, row, target, site);
     case Access::Double:
-      return field.rank == 0 ? TShellAccess_double(shell, record, value, at<double>(record, field),
+      return field.rank == 0 ? TShellAccess_double(shell, record, value, at<double>(target),
                                                    row.before, row.after)
-                             : TShellAccess_doubles(shell, record, value, at<double>(record, field),
+                             : TShellAccess_doubles(shell, record, value, at<double>(target),
                                                     field.shape[0], row.before, row.after);
     case Access::String:
-      return TShellAccess_string(shell, record, value, at<char>(record, field),
+      return TShellAccess_string(shell, record, value, at<char>(target),
                                  static_cast<int32_t>(field.shape[0]), row.before, row.after);
     case Access::Curve:
-      return TShellAccess_curve(shell, record, value, at<int32_t>(record, field), field.shape[0],
+      return TShellAccess_curve(shell, record, value, at<int32_t>(target), field.shape[0],
                                 row.before, row.after);
     case Access::Statistics:
       return TShellAccess_statistics(shell, record, value, row.fill, row.before, row.after);
     case Access::Files:
-      return TShellAccess_files(shell, record, value, at<uint64_t>(record, field),
-                                reinterpret_cast<TCommonBuffer **>(
-                                    static_cast<unsigned char *>(record) + row.buffersOffset),
+      return TShellAccess_files(shell, record, value, at<uint64_t>(target),
+                                reinterpret_cast<TCommonBuffer **>(target.base + row.buffersOffset),
                                 row.mime, row.before, row.after);
   }
   return TCOMMON_NOT_REGISTERED;
@@ -119,6 +248,8 @@ const char *accessName(const KeyRow &row) {
       return "statistics";
     case Access::Files:
       return "files";
+    case Access::Flag:
+      return "flag";
   }
   return "";
 }
@@ -129,7 +260,18 @@ const char *elementName(Element element) {
   return kNames[static_cast<size_t>(element)];
 }
 
-uint32_t listKey(TJsonValue *keys, const KeyRow &row) {
+// The key of table that writes the record member at field's offset, if one does.
+const char *keyOfMember(const KeyTable &table, const FieldRef &field) {
+  for (size_t i = 0; i < table.count; ++i) {
+    const KeyRow &row = table.rows[i];
+    if (row.selection == nullptr && row.access != Access::Statistics &&
+        row.field.offset == field.offset && row.field.rank == 0)
+      return row.key;
+  }
+  return nullptr;
+}
+
+uint32_t listKey(TJsonValue *keys, const KeyTable &table, const KeyRow &row) {
   TJsonValue *entry = nullptr;
   uint32_t code = TJsonValue_create(TJSON_TYPE_OBJECT, &entry);
   TJsonValue *member = nullptr;
@@ -154,6 +296,23 @@ uint32_t listKey(TJsonValue *keys, const KeyRow &row) {
       [&](TJsonValue *m) { return TJsonValue_assignAsBoolean(m, row.before != nullptr); });
   set("pushesHardware",
       [&](TJsonValue *m) { return TJsonValue_assignAsBoolean(m, row.after != nullptr); });
+  if (row.selection != nullptr) {
+    set("selectedBy",
+        [&](TJsonValue *m) { return TJsonValue_assignAsString(m, row.selection->indexKey); });
+    set("entries",
+        [&](TJsonValue *m) { return TJsonValue_assignAsInteger(m, row.selection->count); });
+  }
+  if (row.maximum != UINT64_MAX)
+    set("maximum", [&](TJsonValue *m) { return TJsonValue_assignAsUnsigned(m, row.maximum); });
+  if (row.rowCount.element != Element::None) {
+    set("rowsFrom", [&](TJsonValue *m) {
+      const char *key = keyOfMember(table, row.rowCount);
+      return key != nullptr ? TJsonValue_assignAsString(m, key)
+                            : TJsonValue_assignAsUnsigned(m, row.rowCount.offset);
+    });
+  }
+  if (row.scale != 1)
+    set("scale", [&](TJsonValue *m) { return TJsonValue_assignAsFloat(m, row.scale); });
   if (code == TCOMMON_SUCCESS) return TJsonValue_addValueToArray(keys, entry);
   TJsonValue_delete(entry);
   return code;
@@ -196,7 +355,7 @@ uint32_t listSchema(TJsonValue *schema) {
     code = TJsonValue_member(schema, table->category, &keys);
     if (code == TCOMMON_SUCCESS) code = TJsonValue_create(TJSON_TYPE_ARRAY, &keys);
     for (size_t k = 0; code == TCOMMON_SUCCESS && k < table->count; ++k) {
-      code = listKey(keys, table->rows[k]);
+      code = listKey(keys, *table, table->rows[k]);
     }
   }
   return code;

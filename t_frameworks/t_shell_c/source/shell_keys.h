@@ -22,6 +22,24 @@
 //
 // The access kind and the field's element type and shape (taken from its declaration) say
 // how the field moves; the same tables give the schema that tuning clients are shown.
+//
+// Records that hold an array of entries of which one is selected by an index member (input
+// paths, sensor modes, the rows of a tuning table, curve entries) declare the selection
+// once and mark the keys that address the selected entry:
+//
+//   using Row = TDatabaseAutoGammaCorrection_2Row;
+//   constexpr Selection kRow = SHELL_SELECTION("tableIndex", tableIndex, rows);
+//
+//   constexpr KeyRow kKeys[] = {
+//       tshell::indexKey(kRow, {"tableIndex", Access::Integer, SHELL_FIELD(tableIndex),
+//                               nullptr, after}),
+//       tshell::inEntry(kRow, {":gains", Access::Float, SHELL_FIELD_OF(Row, gains),
+//                              nullptr, after}),
+//   };
+//
+// The engine never addresses memory outside the record: an entry key answers
+// TCOMMON_OUT_OF_RANGE while the stored index lies outside the entries, and an index key
+// refuses such a write with the same code and stores nothing.
 #ifndef T_SHELL_KEYS_H
 #define T_SHELL_KEYS_H
 
@@ -44,6 +62,7 @@ enum class Access : uint8_t {
   Curve,       // TShellAccess_curve on an int32_t[points][2] field
   Statistics,  // TShellAccess_statistics with the row's fill function; no field
   Files,       // TShellAccess_files: field is the u64 count, buffersOffset the array pointer
+  Flag,        // inline: integer on the wire, stored as 1 for any non-zero integer, else 0
 };
 
 enum class Element : uint8_t { None, U8, I8, U16, I16, U32, I32, U64, I64, F32, F64, Char };
@@ -57,6 +76,15 @@ struct FieldRef {
   uint32_t shape[3];
 };
 
+// An array of entries in the record of which the index member selects one.
+struct Selection {
+  const char *indexKey;  // the key that writes the index, for the schema ("tableIndex")
+  FieldRef index;        // the record member holding the selected entry's number
+  size_t first;          // offset of entry 0 in the record
+  size_t stride;         // bytes from one entry to the next
+  uint32_t count;        // entries in the record
+};
+
 struct KeyRow {
   const char *key;
   Access access;
@@ -68,6 +96,16 @@ struct KeyRow {
   TShellStatisticsFill fill = nullptr;
   const char *mime = nullptr;
   size_t buffersOffset = 0;
+  // The key addresses field in the entry that selection currently selects (inEntry).
+  const Selection *selection = nullptr;
+  // Integer scalars: a write of a negative value or one above maximum is refused with
+  // TCOMMON_OUT_OF_RANGE and stores nothing (indexKey, atMost).
+  uint64_t maximum = UINT64_MAX;
+  // Arrays: when set, the outer count is the value of this record member at the time of
+  // the command, clamped to the declared count (rowsFrom).
+  FieldRef rowCount = {};
+  // Float arrays: the client sees each element multiplied by scale (scaled).
+  double scale = 1;
 };
 
 // The "statistics" key of a measuring block: a read runs before and fills "current" with
@@ -82,6 +120,39 @@ constexpr KeyRow statisticsKey(const char *key, TShellStatisticsFill fill, TShel
     key, ::tshell::Access::Files, SHELL_FIELD(countMember), before, after, nullptr, mime, \
         offsetof(Record, buffersMember)                                                   \
   }
+
+// The key addresses its field in the entry that selection currently selects.
+constexpr KeyRow inEntry(const Selection &selection, KeyRow row) {
+  row.selection = &selection;
+  return row;
+}
+
+// The key writes the index of selection. refusesOutside: a write of an index outside the
+// entries is refused (TCOMMON_OUT_OF_RANGE, nothing stored); false where clients may store
+// any index and only the entry keys refuse to follow one that is outside.
+constexpr KeyRow indexKey(const Selection &selection, KeyRow row, bool refusesOutside = true) {
+  if (refusesOutside) row.maximum = selection.count - 1;
+  return row;
+}
+
+// An integer scalar that may not exceed maximum (nor be negative).
+constexpr KeyRow atMost(uint64_t maximum, KeyRow row) {
+  row.maximum = maximum;
+  return row;
+}
+
+// An array whose outer count follows another integer member of the record.
+constexpr KeyRow rowsFrom(FieldRef count, KeyRow row) {
+  row.rowCount = count;
+  return row;
+}
+
+// A float array that the client sees in other units: element * scale on a read, value /
+// scale on a write.
+constexpr KeyRow scaled(double scale, KeyRow row) {
+  row.scale = scale;
+  return row;
+}
 
 struct KeyTable {
   const char *category;
@@ -127,10 +198,21 @@ constexpr FieldRef fieldRef(size_t offset) {
                   {std::extent_v<Member, 0>, std::extent_v<Member, 1>, std::extent_v<Member, 2>}};
 }
 
-// The field of a member of the file's Record, nested members included ("rectangle.offset.x").
-#define SHELL_FIELD(member)                                                               \
-  ::tshell::fieldRef<std::remove_reference_t<decltype(std::declval<Record &>().member)>>( \
-      offsetof(Record, member))
+// The field of a member of Type, nested members included ("rectangle.offset.x").
+#define SHELL_FIELD_OF(Type, member)                                                    \
+  ::tshell::fieldRef<std::remove_reference_t<decltype(std::declval<Type &>().member)>>( \
+      offsetof(Type, member))
+
+// The field of a member of the file's Record.
+#define SHELL_FIELD(member) SHELL_FIELD_OF(Record, member)
+
+// The entries member of the file's Record, selected by its indexMember, written by key.
+#define SHELL_SELECTION(key, indexMember, entriesMember)                                         \
+  ::tshell::Selection {                                                                          \
+    key, SHELL_FIELD(indexMember), offsetof(Record, entriesMember),                              \
+        sizeof(std::declval<Record &>().entriesMember[0]),                                       \
+        std::extent_v<std::remove_reference_t<decltype(std::declval<Record &>().entriesMember)>> \
+  }
 
 constexpr bool isInteger(Element element) {
   return element != Element::F32 && element != Element::F64 && element != Element::Char;
@@ -139,6 +221,14 @@ constexpr bool isInteger(Element element) {
 // Whether the access kind can serve the field; checked for every row at compile time.
 constexpr bool servesField(const KeyRow &row) {
   const FieldRef &field = row.field;
+  if (row.maximum != UINT64_MAX &&
+      !(row.access == Access::Integer && field.rank == 0 && isInteger(field.element)))
+    return false;
+  if (row.rowCount.element != Element::None &&
+      !(isInteger(row.rowCount.element) && row.rowCount.rank == 0 && field.rank >= 1))
+    return false;
+  if (row.scale != 1 && !(row.access == Access::Float && field.rank == 1)) return false;
+  if (row.selection != nullptr && row.selection->index.rank != 0) return false;
   switch (row.access) {
     case Access::Integer:
       return isInteger(field.element) && field.rank <= 2;
@@ -156,6 +246,8 @@ constexpr bool servesField(const KeyRow &row) {
       return row.fill != nullptr;
     case Access::Files:
       return field.element == Element::U64 && field.rank == 0 && row.mime != nullptr;
+    case Access::Flag:
+      return field.element == Element::U8 && field.rank <= 2;
   }
   return false;
 }
@@ -181,7 +273,11 @@ uint32_t serveRecord(TShell *shell, const KeyTable &table, void *record, const c
 //   {"key": "gain", "access": "float", "element": "f32", "shape": [4],
 //    "readsHardware": true, "pushesHardware": true}
 // "readsHardware": a read of the key first reads the block back from the hardware;
-// "pushesHardware": a write of the key pushes the block to the hardware.
+// "pushesHardware": a write of the key pushes the block to the hardware. Keys of a
+// selected entry add "selectedBy" (the index key) and "entries" (how many there are);
+// limited integers add "maximum"; arrays whose outer count follows another member add
+// "rowsFrom" (that member's key, or its offset when no key names it); scaled floats add
+// "scale".
 uint32_t listSchema(TJsonValue *schema);
 
 }  // namespace tshell
