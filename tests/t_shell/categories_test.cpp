@@ -2,6 +2,8 @@
 // trips, integer widths, and the device categories' own rules.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstring>
 #include <functional>
 #include <string>
 #include <utility>
@@ -25,6 +27,34 @@ void forEachKey(const std::function<void(const char *, const KeyRow &)> &visit) 
     if (table == nullptr) continue;
     for (size_t k = 0; k < table->count; ++k) visit(table->category, table->rows[k]);
   }
+}
+
+// The keys whose read or write is more than moving a value: measurements and files have
+// tests of their own.
+bool movesValue(const KeyRow &row) {
+  return row.access != Access::Statistics && row.access != Access::Files;
+}
+
+// Whether row writes the index of a selection of its category: changing it would move
+// every key of the selected entry elsewhere.
+bool isIndex(const char *category, const KeyRow &row) {
+  bool found = false;
+  forEachKey([&](const char *other, const KeyRow &entry) {
+    found |= entry.selection != nullptr && std::string(other) == category &&
+             entry.selection->index.offset == row.field.offset && row.selection == nullptr;
+  });
+  return found;
+}
+
+// Keys whose write acts beyond the value: switching the stream on makes later reads come
+// from the simulated hardware, a reset undoes the writes before it.
+bool acts(const char *category, const KeyRow &row) {
+  static const std::pair<std::string, std::string> kActions[] = {{"IPT", "isStream"},
+                                                                 {"ST", "isReset"}};
+  for (const auto &[actionCategory, key] : kActions) {
+    if (actionCategory == category && key == row.key) return true;
+  }
+  return false;
 }
 
 std::string item(const char *category, const KeyRow &row, const std::string &current = "") {
@@ -53,12 +83,35 @@ std::string distinct(const KeyRow &row, uint64_t key, uint64_t i) {
   switch (row.access) {
     case Access::Bool:
       return (key + i) % 2 ? "true" : "false";
+    case Access::Flag:
+      return (key + i) % 2 ? "1" : "0";
     case Access::String:
       return R"("0x)" + std::to_string(n) + '"';
     case Access::Integer:
-      return std::to_string(n);
+      return std::to_string(row.maximum < n ? n % (row.maximum + 1) : n);
     default:
       return std::to_string(n) + ".5";
+  }
+}
+
+bool isSigned(Element element) {
+  return element == Element::I8 || element == Element::I16 || element == Element::I32 ||
+         element == Element::I64;
+}
+
+int widthOf(Element element) {
+  switch (element) {
+    case Element::U8:
+    case Element::I8:
+      return 8;
+    case Element::U16:
+    case Element::I16:
+      return 16;
+    case Element::U32:
+    case Element::I32:
+      return 32;
+    default:
+      return 64;
   }
 }
 
@@ -95,17 +148,19 @@ TEST_F(CategoryTest, EveryTableServesItsCategoryAndEveryKeyIsRegistered) {
 }
 
 // Whether json holds the row's shape at every level, with leaves of the access's type.
-bool hasShape(TJsonValue *json, const KeyRow &row, uint8_t dimension = 0) {
+// rows: the outer count expected (the declared one unless it follows another member).
+bool hasShape(TJsonValue *json, const KeyRow &row, uint64_t rows, uint8_t dimension = 0) {
   uint32_t type = TJSON_TYPE_ABSENT;
   TJsonValue_type(json, &type);
   if (row.access != Access::String && dimension < row.field.rank) {
     uint64_t size = 0;
     TJsonValue_size(json, &size);
-    if (type != TJSON_TYPE_ARRAY || size != row.field.shape[dimension]) return false;
+    if (type != TJSON_TYPE_ARRAY || size != (dimension ? row.field.shape[dimension] : rows))
+      return false;
     for (uint64_t i = 0; i < size; ++i) {
       TJsonValue *element = nullptr;
       TJsonValue_item(json, i, &element);
-      if (!hasShape(element, row, dimension + 1)) return false;
+      if (!hasShape(element, row, rows, dimension + 1)) return false;
     }
     return true;
   }
@@ -115,6 +170,7 @@ bool hasShape(TJsonValue *json, const KeyRow &row, uint8_t dimension = 0) {
     case Access::String:
       return type == TJSON_TYPE_STRING;
     case Access::Integer:
+    case Access::Flag:
       return type == TJSON_TYPE_INTEGER;
     default:
       return type == TJSON_TYPE_FLOAT;
@@ -125,6 +181,16 @@ TEST_F(CategoryTest, EveryKeyReadsInItsDeclaredShape) {
   TJsonReader *reader = nullptr;
   ASSERT_EQ(TJsonReader_open(&reader), TCOMMON_SUCCESS);
   forEachKey([&](const char *category, const KeyRow &row) {
+    if (!movesValue(row)) return;
+    uint64_t rows = row.field.shape[0];
+    if (row.rowCount.element != Element::None) {
+      void *record = nullptr;
+      TDatabase_query(database_, category, &record);
+      uint64_t stored = 0;  // row counts are small unsigned members
+      memcpy(&stored, static_cast<char *>(record) + row.rowCount.offset,
+             widthOf(row.rowCount.element) / 8);
+      rows = std::min<uint64_t>(stored, rows);
+    }
     const std::string response = send(item(category, row)).response;
     TJsonValue *root = nullptr;
     TJsonValue *current = nullptr;
@@ -132,7 +198,7 @@ TEST_F(CategoryTest, EveryKeyReadsInItsDeclaredShape) {
         TJsonReader_parse(reader, response.c_str(), response.c_str() + response.size(), &root),
         TCOMMON_SUCCESS);
     TJsonPath(root, "value.current", &current);
-    EXPECT_TRUE(hasShape(current, row)) << category << "/" << row.key << ": " << response;
+    EXPECT_TRUE(hasShape(current, row, rows)) << category << "/" << row.key << ": " << response;
     TJsonValue_delete(root);
   });
   TJsonReader_close(&reader);
@@ -141,9 +207,15 @@ TEST_F(CategoryTest, EveryKeyReadsInItsDeclaredShape) {
 // Writing a distinct value to every key and reading them all back catches keys that miss
 // their field or overlap another's. The writes run in reverse order with six elements too
 // many for every array, so that a write beyond its field would spoil a field written before.
+// Selections stay on their first entry; keys in other units or with a varying row count
+// have tests of their own.
 TEST_F(CategoryTest, EveryKeyKeepsWhatWasWritten) {
   std::vector<std::pair<const char *, const KeyRow *>> keys;
-  forEachKey([&](const char *category, const KeyRow &row) { keys.emplace_back(category, &row); });
+  forEachKey([&](const char *category, const KeyRow &row) {
+    if (movesValue(row) && !acts(category, row) && !isIndex(category, row) && row.scale == 1 &&
+        row.rowCount.element == Element::None)
+      keys.emplace_back(category, &row);
+  });
   auto value = [&](size_t index) {
     const KeyRow &row = *keys[index].second;
     return shaped(row, [&](uint64_t i) { return distinct(row, index, i); });
@@ -163,33 +235,13 @@ TEST_F(CategoryTest, EveryKeyKeepsWhatWasWritten) {
   }
 }
 
-bool isSigned(Element element) {
-  return element == Element::I8 || element == Element::I16 || element == Element::I32 ||
-         element == Element::I64;
-}
-
-int widthOf(Element element) {
-  switch (element) {
-    case Element::U8:
-    case Element::I8:
-      return 8;
-    case Element::U16:
-    case Element::I16:
-      return 16;
-    case Element::U32:
-    case Element::I32:
-      return 32;
-    default:
-      return 64;
-  }
-}
-
 // Integers are cut to their field's width (u8: 300 -> 44, u16: 70000 -> 4464), signed fields
 // read back sign-extended, and arrays take at most their declared count.
 TEST_F(CategoryTest, IntegerKeysAreCutToTheirWidth) {
   int checked = 0;
   forEachKey([&](const char *category, const KeyRow &row) {
     if (row.access != Access::Integer || widthOf(row.field.element) == 64) return;
+    if (row.maximum != UINT64_MAX || isIndex(category, row)) return;  // refused or moves entries
     const int width = widthOf(row.field.element);
     const int64_t wrapped = (int64_t{1} << width) + 44;
     const std::string expected = isSigned(row.field.element) ? "-16" : "44";
