@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,24 @@ struct Exchange {
   std::string response;  // the response text ("" when there was none)
   std::string journal;   // driver calls made while the request ran, one per line
 };
+
+// A request of the given items: "CAT/key" reads, "CAT/key=<json>" writes.
+inline std::string request(std::initializer_list<const char *> items) {
+  std::string text = "[";
+  for (const char *item : items) {
+    const std::string command = item;
+    const size_t slash = command.find('/');
+    const size_t equals = command.find('=');
+    text += text.size() > 1 ? "," : "";
+    text += R"({"category":")" + command.substr(0, slash) + R"(","key":")" +
+            command.substr(slash + 1, equals == std::string::npos ? equals : equals - slash - 1) +
+            '"';
+    if (equals != std::string::npos)
+      text += R"(,"value":{"current":)" + command.substr(equals + 1) + '}';
+    text += '}';
+  }
+  return text + "]";
+}
 
 class ShellTest : public ::testing::Test {
  protected:

@@ -15,24 +15,6 @@
 
 namespace {
 
-// A request of the given items: "CAT/key" reads, "CAT/key=<json>" writes.
-std::string request(std::initializer_list<const char *> items) {
-  std::string text = "[";
-  for (const char *item : items) {
-    const std::string command = item;
-    const size_t slash = command.find('/');
-    const size_t equals = command.find('=');
-    text += text.size() > 1 ? "," : "";
-    text += R"({"category":")" + command.substr(0, slash) + R"(","key":")" +
-            command.substr(slash + 1, equals == std::string::npos ? equals : equals - slash - 1) +
-            '"';
-    if (equals != std::string::npos)
-      text += R"(,"value":{"current":)" + command.substr(equals + 1) + '}';
-    text += '}';
-  }
-  return text + "]";
-}
-
 constexpr char kDgRead[] = "TDriverDigitalGain_statistics(1)\n";
 constexpr char kDgPush[] = "TDriverDigitalGain_process(0)\n";
 constexpr char kWbRead[] = "TDriverWhiteBalance_1_1_statistics(1)\n";
