@@ -399,4 +399,97 @@ TEST_F(AccessorTest, TheEngineServesCurvesStatisticsAndFiles) {
   EXPECT_EQ(record.files, nullptr);
 }
 
+// Entries selected by an index member, limits, row counts that follow a member, flags and
+// units: the engine keeps every access inside the record whatever index is stored.
+struct Selecting {
+  struct Entry {
+    uint16_t width;
+    float gains[2];
+  } entries[3];
+  int16_t index;  // signed, so that a negative index cannot pass for a small one
+  uint8_t rows;
+  float window[4][2];
+  uint8_t flags[3];
+  float seconds[2];
+};
+
+namespace selecting {
+using Record = Selecting;
+using Entry = Selecting::Entry;
+using tshell::Access;
+constexpr tshell::Selection kEntries = SHELL_SELECTION("index", index, entries);
+constexpr tshell::KeyRow kKeys[] = {
+    tshell::indexKey(kEntries, {"index", Access::Integer, SHELL_FIELD(index), nullptr, countPush}),
+    tshell::indexKey(kEntries, {"anyIndex", Access::Integer, SHELL_FIELD(index), nullptr, nullptr},
+                     false),
+    tshell::inEntry(kEntries,
+                    {":width", Access::Integer, SHELL_FIELD_OF(Entry, width), nullptr, countPush}),
+    tshell::inEntry(kEntries, {":gains", Access::Float, SHELL_FIELD_OF(Entry, gains), countReadBack,
+                               countPush}),
+    tshell::atMost(4, {"rows", Access::Integer, SHELL_FIELD(rows), nullptr, nullptr}),
+    tshell::rowsFrom(SHELL_FIELD(rows),
+                     {"window", Access::Float, SHELL_FIELD(window), nullptr, nullptr}),
+    {"flags", Access::Flag, SHELL_FIELD(flags), nullptr, nullptr},
+    tshell::scaled(1e6, {"microseconds", Access::Float, SHELL_FIELD(seconds), nullptr, nullptr}),
+};
+static_assert(tshell::servesEveryField(kKeys));
+constexpr tshell::KeyTable kTable = {"TEST", kKeys, std::size(kKeys)};
+}  // namespace selecting
+
+TEST_F(AccessorTest, TheEngineFollowsSelectionsOnlyInsideTheRecord) {
+  Selecting record = {};
+  record.window[3][1] = 7;  // beyond the rows in use: never shown, never written
+  const struct {
+    const char *key;
+    const char *current;  // nullptr: a read
+    uint32_t code;
+    const char *read;  // what a read answers afterwards ("" when it is refused)
+  } steps[] = {
+      {":width", "640", 0, R"({"current":640})"},
+      {"index", "2", 0, R"({"current":2})"},
+      {":width", "1280", 0, R"({"current":1280})"},
+      {":gains", "[1.5]", 0, R"({"current":[1.5,0.0]})"},
+      {"index", "3", TCOMMON_OUT_OF_RANGE, R"({"current":2})"},
+      {"index", "-1", TCOMMON_OUT_OF_RANGE, R"({"current":2})"},
+      {"index", "0", 0, R"({"current":0})"},
+      {":width", nullptr, 0, R"({"current":640})"},
+      {"anyIndex", "-2", 0, R"({"current":-2})"},
+      {":width", "1", TCOMMON_OUT_OF_RANGE, ""},
+      {"anyIndex", "3", 0, R"({"current":3})"},
+      {":gains", "[1]", TCOMMON_OUT_OF_RANGE, ""},
+      {"rows", "5", TCOMMON_OUT_OF_RANGE, R"({"current":0})"},
+      {"window", nullptr, 0, R"({"current":[]})"},
+      {"rows", "2", 0, R"({"current":2})"},
+      {"window", "[[1,2],[3,4],[5,6]]", 0, R"({"current":[[1.0,2.0],[3.0,4.0]]})"},
+      {"flags", "[2,0,-1,5]", 0, R"({"current":[1,0,1]})"},
+      {"microseconds", "[10000]", 0, R"({"current":[10000.0,0.0]})"},
+  };
+  for (const auto &step : steps) {
+    SCOPED_TRACE(std::string(step.key) + "=" + (step.current ? step.current : "(read)"));
+    auto serve = [&](TJsonValue *value) {
+      return tshell::serveRecord(shell_, selecting::kTable, &record, step.key, value, SHELL_SITE);
+    };
+    EXPECT_EQ(run(step.current, serve), step.code);
+    if (*step.read == '\0') continue;
+    EXPECT_EQ(run(nullptr, serve), TCOMMON_SUCCESS);
+    EXPECT_EQ(printed(), step.read);
+  }
+  EXPECT_EQ(record.entries[0].width, 640);
+  EXPECT_EQ(record.entries[2].width, 1280);
+  EXPECT_EQ(record.entries[1].width, 0);
+  EXPECT_EQ(record.window[2][0], 0.0f);
+  EXPECT_EQ(record.window[3][1], 7.0f);
+  EXPECT_FLOAT_EQ(record.seconds[0], 0.01f);
+
+  // A stored count beyond the table is clamped to its rows.
+  record.rows = 200;
+  EXPECT_EQ(run(nullptr,
+                [&](TJsonValue *value) {
+                  return tshell::serveRecord(shell_, selecting::kTable, &record, "window", value,
+                                             SHELL_SITE);
+                }),
+            TCOMMON_SUCCESS);
+  EXPECT_EQ(printed().find("[0.0,7.0]]}"), printed().size() - 11);
+}
+
 }  // namespace
