@@ -4,11 +4,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "t_common.h"
 #include "t_database.h"
@@ -192,4 +194,142 @@ TEST_F(CliTest, ShippedExampleSessionTunesTheSimulatedIsp) {
   EXPECT_NE(result.out.find("Shell: Driver is not initialized"), std::string::npos);
 }
 
+// The shipped calibration session carries examples/calibration/ccm.txt itself, uploads it
+// and reads the new matrix back from the hardware.
+TEST_F(CliTest, ShippedCalibrationSessionImportsTheColourMatrix) {
+  const std::string examples = TSHELL_EXAMPLES;
+  const std::string ccm = slurp(examples + "/calibration/ccm.txt");
+  const std::string session = slurp(examples + "/calibration.jsonl");
+  const std::string header = "data:text/txt;base64,";
+  const size_t begin = session.find(header);
+  ASSERT_NE(begin, std::string::npos);
+  const size_t start = begin + header.size();
+  const size_t end = session.find('"', start);
+  uint8_t *decoded = nullptr;
+  uint64_t length = 0;
+  ASSERT_EQ(TCommonBase64_decode(session.data() + start, end - start, &decoded, &length),
+            TCOMMON_SUCCESS);
+  EXPECT_EQ(std::string(reinterpret_cast<char *>(decoded), length), ccm)
+      << "calibration.jsonl is out of step with calibration/ccm.txt";
+  free(decoded);
+
+  // The nine numbers that follow the name ccMatrix in ccm.txt.
+  std::vector<float> matrix;
+  std::istringstream lines(ccm);
+  bool inMatrix = false;
+  for (std::string line; std::getline(lines, line);) {
+    std::istringstream words(line.substr(0, line.find('#')));
+    for (std::string word; words >> word;) {
+      if (std::isalpha(static_cast<unsigned char>(word[0]))) {
+        inMatrix = word == "ccMatrix";
+      } else if (inMatrix) {
+        matrix.push_back(std::strtof(word.c_str(), nullptr));
+      }
+    }
+  }
+  ASSERT_EQ(matrix.size(), 9u);
+
+  Outcome result = run("--stream '" + examples + "/calibration.jsonl'");
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(result.out.find("message"), std::string::npos) << result.out;
+  const std::string read = R"("key":"ccMatrix","value":{"current":[)";
+  const size_t at = result.out.find(read);
+  ASSERT_NE(at, std::string::npos) << result.out;
+  std::istringstream numbers(result.out.substr(at + read.size()));
+  for (size_t i = 0; i < matrix.size(); ++i) {
+    double number = 0;
+    char separator = 0;
+    numbers >> number >> separator;
+    EXPECT_EQ(static_cast<float>(number), matrix[i]) << i << ": " << result.out;
+  }
+}
+
+// The shipped tuning-table session: row 3 of the gamma table is selected and tuned and the
+// database saved; a second run on the saved database finds the row still selected and
+// reads the tuned curve back without selecting anything.
+TEST_F(CliTest, ShippedGammaTableSessionLastsIntoTheNextRun) {
+  const std::string examples = TSHELL_EXAMPLES;
+  const std::string session = slurp(examples + "/auto_gamma.jsonl");
+  const std::string written = R"("key":":curve","value":{"current":[)";
+  const size_t start = session.find(written);
+  ASSERT_NE(start, std::string::npos);
+  const size_t from = start + written.size();
+  const std::string curve = session.substr(from, session.find(']', from) + 1 - from);
+
+  Outcome result =
+      run("--stream --save '" + path("tuned.json") + "' '" + examples + "/auto_gamma.jsonl'");
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(result.out.find("message"), std::string::npos) << result.out;
+
+  const std::string readBack = R"({"category":"AGC_2","key":"tableIndex","value":{"current":3}},)"
+                               R"({"category":"AGC_2","key":":curve","value":{"current":[)" +
+                               curve + ",";
+  result = run("--database '" + path("tuned.json") + "' '" + examples + "/auto_gamma_read.jsonl'");
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_NE(result.out.find(readBack), std::string::npos) << result.out;
+
+  // On the built-in database the same reads find row 0, untouched.
+  result = run("'" + examples + "/auto_gamma_read.jsonl'");
+  EXPECT_NE(result.out.find(R"("key":"tableIndex","value":{"current":0})"), std::string::npos);
+  EXPECT_EQ(result.out.find(curve), std::string::npos) << result.out;
+}
+
 }  // namespace
+
+namespace {
+
+// The bins of every histogram read in the output, one list per line that has them.
+std::vector<std::vector<long>> histograms(const std::string &out) {
+  std::vector<std::vector<long>> found;
+  std::istringstream lines(out);
+  for (std::string line; std::getline(lines, line);) {
+    const size_t start = line.find("\"bins\":[");
+    if (start == std::string::npos) continue;
+    std::istringstream bins(line.substr(start + 8, line.find(']', start) - start - 8));
+    found.emplace_back();
+    for (std::string count; std::getline(bins, count, ',');)
+      found.back().push_back(std::stol(count));
+  }
+  return found;
+}
+
+double centre(const std::vector<long> &bins) {
+  double weighted = 0;
+  double total = 0;
+  for (size_t i = 0; i < bins.size(); ++i) {
+    weighted += double(i) * bins[i];
+    total += bins[i];
+  }
+  return total > 0 ? weighted / total : 0;
+}
+
+}  // namespace
+
+// Doubling the exposure moves the histogram up when the sensor streams; without a stream the
+// client gets the cached histogram and is told so.
+TEST_F(CliTest, ShippedExposureSessionMovesTheHistogram) {
+  const std::string file = std::string("'") + TSHELL_EXAMPLES + "/exposure.jsonl'";
+  Outcome result = run("--stream " + file);
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(result.out.find("message"), std::string::npos) << result.out;
+  auto bins = histograms(result.out);
+  ASSERT_EQ(bins.size(), 2u) << result.out;
+  ASSERT_EQ(bins[0].size(), 16u);
+  EXPECT_GT(centre(bins[1]), centre(bins[0]) + 1) << result.out;
+
+  result = run(file);
+  EXPECT_EQ(result.status, 0) << result.err;
+  bins = histograms(result.out);
+  ASSERT_EQ(bins.size(), 2u) << result.out;
+  EXPECT_EQ(bins[0], std::vector<long>(16, 0));
+  EXPECT_EQ(bins[1], bins[0]);
+  size_t streaming = 0;
+  for (size_t at = 0;
+       (at = result.out.find("Shell: Streaming needed, or data will come from cache not hardware",
+                             at)) != std::string::npos;
+       ++at) {
+    ++streaming;
+  }
+  EXPECT_EQ(streaming, 2u) << result.out;
+  EXPECT_NE(result.out.find("Shell: Driver is not initialized"), std::string::npos);
+}

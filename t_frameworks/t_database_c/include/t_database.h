@@ -31,6 +31,7 @@
 
 #include "t_common.h"
 #include "t_database_records.h"
+#include "t_json.h"
 
 #define TDATABASE_API __attribute__((visibility("default")))
 
@@ -68,6 +69,58 @@ TDATABASE_API uint32_t TDatabase_save(TDatabase *database, const char *path);
 /* Text of the last failure of a TDatabase function in the calling thread ("" when the
  * last call succeeded). Valid until the next TDatabase call in this thread. */
 TDATABASE_API const char *TDatabase_lastError(void);
+
+/* ---- Calibration files ------------------------------------------------------------------
+ * The measured colour matrix and lens shading of a sensor module, as text. Each line names
+ * one field and gives its numbers after the name, separated by blanks:
+ *
+ *   # colour correction: rows give the output R, G, B
+ *   ccMatrix  1.62 -0.45 -0.17   -0.28 1.51 -0.23   -0.05 -0.52 1.57
+ *   ccOffset  0 0 0
+ *
+ * '#' starts a comment that runs to the end of the line; blank lines are ignored; lines
+ * end with LF or CR LF. A line that begins with a number continues the field named last,
+ * so a grid may take one line per grid row. The files are read in order as one text (each
+ * file ends its last line), and every field must be given exactly once with exactly its
+ * count of numbers.
+ *
+ *   "CCM"    ccMatrix   9 numbers, row-major       ccOffset  3 numbers (R, G, B)
+ *   "LSC_3"  matrix.r, matrix.gr, matrix.gb, matrix.b   1089 integers each: the 33 x 33
+ *            gain grid of that Bayer channel, row-major from the top-left (1024 = gain 1.0)
+ *            xSize  32 integers            ySize  16 integers
+ *
+ * CCM numbers are decimal floating point (a leading '+' is allowed) and must be finite and
+ * within float range; LSC_3 numbers are decimal integers from 0 to 65535.
+ *
+ * The parsers read all fileCount buffers of files (their data and length). They return 0
+ * with those fields of record replaced (all others untouched), or
+ * TCOMMON_WRONG_CONFIGURATION (15) for an unknown or repeated field name, a count of
+ * numbers other than the field's, a text that is not a number of the field's kind, a
+ * number out of range, or a missing field (also when there are no files); record is then
+ * unchanged and TDatabase_lastError names the file, line and problem ("file 1, line 2:
+ * ccOffset has 2 numbers, expected 3"). TCOMMON_INVALID_ARGUMENT: record NULL, or files
+ * NULL with a non-zero fileCount. */
+TDATABASE_API uint32_t TDatabaseColorCorrectionMatrix_parse2(
+    const TCommonBuffer *files, uint64_t fileCount, TDatabaseColorCorrectionMatrix *record);
+TDATABASE_API uint32_t TDatabaseLensShadingCorrection_3_parse2(
+    const TCommonBuffer *files, uint64_t fileCount, TDatabaseLensShadingCorrection_3 *record);
+
+/* ---- Measurements ---------------------------------------------------------------------------
+ * The measured statistics of a measuring block's record (filled by the driver's read-back of
+ * the block) written into value, which becomes an object. record is the block's record,
+ * value the place to write (an absent value becomes real). NULL: TCOMMON_INVALID_ARGUMENT.
+ *   "HTG"    {"bins": [16 counts]}
+ *   "HTG_2"  {"bins": [32 counts]}
+ *   "AES_2"  {"mean": [5 rows of 5], "luma": mean, "aboveRatio": share, "count": samples}
+ *   "AFM_3"  {"fir": [3], "iir": [3], "luma": [3], "highlights": [3]}, per window left,
+ *            centre, right
+ * See the record headers for the units. */
+TDATABASE_API uint32_t TDatabaseHistogram_statistics(const void *record, TJsonValue *value);
+TDATABASE_API uint32_t TDatabaseHistogram_2_statistics(const void *record, TJsonValue *value);
+TDATABASE_API uint32_t TDatabaseAutoExposureStatistics_2_statistics(const void *record,
+                                                                    TJsonValue *value);
+TDATABASE_API uint32_t TDatabaseAutoFocusMeasurement_3_statistics(const void *record,
+                                                                  TJsonValue *value);
 
 /* ---- Record layout, for the driver and for tools --------------------------------------- */
 

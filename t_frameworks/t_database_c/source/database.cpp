@@ -229,6 +229,14 @@ uint32_t writeAtomically(const char *path, const char *text, size_t length) {
 
 }  // namespace
 
+namespace tdatabase {
+
+uint32_t reportOutcome(uint32_t code, std::string_view problem) noexcept {
+  return code == TCOMMON_SUCCESS ? succeed() : fail(code, problem);
+}
+
+}  // namespace tdatabase
+
 struct TDatabase {
   // Live records, then the content the database was opened with, then scratch records
   // that a parse fills before anything live changes; each a block of one record per type.

@@ -214,6 +214,10 @@ uint32_t applyFields(const Layout &layout, TJsonValue *object, void *record, Fie
 // The categories of the database in settings-document order (records.cpp).
 std::span<const RecordType *const> recordTypes();
 
+// What TDatabase_lastError reports to the calling thread: "" after TCOMMON_SUCCESS, else
+// problem. Returns code. For the exported functions outside database.cpp.
+uint32_t reportOutcome(uint32_t code, std::string_view problem) noexcept;
+
 }  // namespace tdatabase
 
 #endif  // T_DATABASE_FIELDS_H

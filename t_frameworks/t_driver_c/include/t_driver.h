@@ -122,15 +122,23 @@ TDRIVER_API uint32_t TDriverDigitalGain_statistics(TDriver *driver, uint8_t flag
 /* "EE_3" */
 TDRIVER_API uint32_t TDriverEdgeEnhance_3_process(TDriver *driver, uint8_t flag);
 TDRIVER_API uint32_t TDriverEdgeEnhance_3_statistics(TDriver *driver, uint8_t flag);
-/* "EC_2" */
+/* "EC_2", with its exposure statistics unit "AES_2": a push also latches the "AES_2" record,
+ * a read-back also reads back the unit's settings and fills its measured statistics. */
 TDRIVER_API uint32_t TDriverExposureControl_2_process(TDriver *driver, uint8_t flag);
 TDRIVER_API uint32_t TDriverExposureControl_2_statistics(TDriver *driver, uint8_t flag);
-/* "FC" */
+/* "FC", with its focus measurement unit "AFM_3": a push also latches the "AFM_3" record, a
+ * read-back also reads back the unit's settings and fills its measured statistics. */
 TDRIVER_API uint32_t TDriverFocusControl_process(TDriver *driver, uint8_t flag);
 TDRIVER_API uint32_t TDriverFocusControl_statistics(TDriver *driver, uint8_t flag);
 /* "GC_2" */
 TDRIVER_API uint32_t TDriverGammaCorrection_2_process(TDriver *driver, uint8_t flag);
 TDRIVER_API uint32_t TDriverGammaCorrection_2_statistics(TDriver *driver, uint8_t flag);
+/* "HTG" and "HTG_2": a read-back also fills the record's measured statistics (the
+ * histogram of the picture in the record's window). */
+TDRIVER_API uint32_t TDriverHistogram_process(TDriver *driver, uint8_t flag);
+TDRIVER_API uint32_t TDriverHistogram_statistics(TDriver *driver, uint8_t flag);
+TDRIVER_API uint32_t TDriverHistogram_2_process(TDriver *driver, uint8_t flag);
+TDRIVER_API uint32_t TDriverHistogram_2_statistics(TDriver *driver, uint8_t flag);
 /* "LSC_3" */
 TDRIVER_API uint32_t TDriverLensShadingCorrection_3_process(TDriver *driver, uint8_t flag);
 TDRIVER_API uint32_t TDriverLensShadingCorrection_3_statistics(TDriver *driver, uint8_t flag);

@@ -11,7 +11,7 @@
 //       TDriverDigitalGain_process and TDriverDigitalGain_statistics on the "DG" record
 //   TDRIVER_BLOCK_PUSH_ONLY(GreenEquilibration, "GE");
 //       TDriverGreenEquilibration_process only
-//   TDRIVER_BLOCK_MEASURED(Histogram, "HIST", measureHistogram);
+//   TDRIVER_BLOCK_MEASURED(Histogram, "HTG", measureHistogram);
 //       like TDRIVER_BLOCK, and measureHistogram fills the measured statistics of the
 //       record after each read-back
 //   TDRIVER_BLOCK_PUSH_ONLY_MEASURED(Isp, "ISP", reportIdentity);
@@ -72,12 +72,12 @@ TDRIVER_BLOCK(DeMosaic_3, "DMSC_3");
 TDRIVER_BLOCK(DefectPixelClusterCorrection, "DPCC");
 TDRIVER_BLOCK(DigitalGain, "DG");
 TDRIVER_BLOCK(EdgeEnhance_3, "EE_3");
-TDRIVER_BLOCK(ExposureControl_2, "EC_2");
-TDRIVER_BLOCK(FocusControl, "FC");
 TDRIVER_BLOCK(GammaCorrection_2, "GC_2");
 TDRIVER_BLOCK(LensShadingCorrection_3, "LSC_3");
 TDRIVER_BLOCK(WhiteBalance_1_1, "WB_1_1");
 TDRIVER_BLOCK(WideDynamicRange_5_2_1, "WDR_5_2_1");
+// The measuring blocks ("HTG", "HTG_2", and "EC_2" and "FC" with their statistics units)
+// are in scene.cpp, beside the scene they measure.
 
 TDRIVER_BLOCK_PUSH_ONLY(3AInterface_2, "3AI_2");
 TDRIVER_BLOCK_PUSH_ONLY(Compand_1_1, "CPD_1_1");

@@ -55,22 +55,57 @@ typedef uint32_t TShellHandlerFunction(TShell *shell, const char *key, TJsonValu
 
 /* ---- Categories served by this build -------------------------------------------------------
  * Handlers of the manual ISP blocks and of the device categories, by category name. */
-TSHELL_API TShellHandlerFunction TShell3AInterface_2_process;           /* "3AI_2" */
-TSHELL_API TShellHandlerFunction TShellBlackLevelSubtraction_process;   /* "BLS" */
-TSHELL_API TShellHandlerFunction TShellColorNoiseReduction_2_2_process; /* "CNR_2_2" */
-TSHELL_API TShellHandlerFunction TShellColorProcess_1_2_process;        /* "CP_1_2" */
-TSHELL_API TShellHandlerFunction TShellCompand_1_1_process;             /* "CPD_1_1" */
-TSHELL_API TShellHandlerFunction TShellDevice_process;                  /* "DVC" */
-TSHELL_API TShellHandlerFunction TShellDigitalGain_process;             /* "DG" */
-TSHELL_API TShellHandlerFunction TShellExposureControl_2_process;       /* "EC_2" */
-TSHELL_API TShellHandlerFunction TShellFocusControl_process;            /* "FC" */
-TSHELL_API TShellHandlerFunction TShellGammaCorrection_2_process;       /* "GC_2" */
-TSHELL_API TShellHandlerFunction TShellGreenEquilibration_process;      /* "GE" */
-TSHELL_API TShellHandlerFunction TShellIsp_process;                     /* "ISP" */
-TSHELL_API TShellHandlerFunction TShellMisc_process;                    /* "MISC" */
-TSHELL_API TShellHandlerFunction TShellRegister_process;                /* "RGT" */
-TSHELL_API TShellHandlerFunction TShellReport_process;                  /* "RPT" */
-TSHELL_API TShellHandlerFunction TShellWhiteBalance_1_1_process;        /* "WB_1_1" */
+TSHELL_API TShellHandlerFunction TShell2DNoiseReduction_6_process;               /* "2DNR_6" */
+TSHELL_API TShellHandlerFunction TShell3AInterface_2_process;                    /* "3AI_2" */
+TSHELL_API TShellHandlerFunction TShell3DNoiseReduction_4_process;               /* "3DNR_4" */
+TSHELL_API TShellHandlerFunction TShellAuto2DNoiseReduction_6_process;           /* "A2DNR_6" */
+TSHELL_API TShellHandlerFunction TShellAuto3DNoiseReduction_4_process;           /* "A3DNR_4" */
+TSHELL_API TShellHandlerFunction TShellAutoBlackLevelSubtraction_process;        /* "ABLS" */
+TSHELL_API TShellHandlerFunction TShellAutoColorNoiseReduction_2_2_process;      /* "ACNR_2_2" */
+TSHELL_API TShellHandlerFunction TShellAutoColorProcess_1_2_process;             /* "ACP_1_2" */
+TSHELL_API TShellHandlerFunction TShellAutoDeMosaic_3_process;                   /* "ADMSC_3" */
+TSHELL_API TShellHandlerFunction TShellAutoDefectPixelClusterCorrection_process; /* "ADPCC" */
+TSHELL_API TShellHandlerFunction TShellAutoEdgeEnhance_3_process;                /* "AEE_3" */
+TSHELL_API TShellHandlerFunction TShellAutoExposureStatistics_2_process;         /* "AES_2" */
+TSHELL_API TShellHandlerFunction TShellAutoExposure_4_process;                   /* "AE_4" */
+TSHELL_API TShellHandlerFunction TShellAutoFocusMeasurement_3_process;           /* "AFM_3" */
+TSHELL_API TShellHandlerFunction TShellAutoFocus_4_process;                      /* "AF_4" */
+TSHELL_API TShellHandlerFunction TShellAutoGammaCorrection_2_process;            /* "AGC_2" */
+TSHELL_API TShellHandlerFunction TShellAutoLensShadingCorrection_3_process;      /* "ALSC_3" */
+TSHELL_API TShellHandlerFunction TShellAutoWhiteBalance_4_process;               /* "AWB_4" */
+TSHELL_API TShellHandlerFunction TShellAutoWideDynamicRange_5_2_1_process;       /* "AWDR_5_2_1" */
+TSHELL_API TShellHandlerFunction TShellBlackLevelSubtraction_process;            /* "BLS" */
+TSHELL_API TShellHandlerFunction TShellColorCorrectionMatrix_process;            /* "CCM" */
+TSHELL_API TShellHandlerFunction TShellColorNoiseReduction_2_2_process;          /* "CNR_2_2" */
+TSHELL_API TShellHandlerFunction TShellColorProcess_1_2_process;                 /* "CP_1_2" */
+TSHELL_API TShellHandlerFunction TShellCompand_1_1_process;                      /* "CPD_1_1" */
+TSHELL_API TShellHandlerFunction TShellDeMosaic_3_process;                       /* "DMSC_3" */
+TSHELL_API TShellHandlerFunction TShellDefectPixelClusterCorrection_process;     /* "DPCC" */
+TSHELL_API TShellHandlerFunction TShellDevice_process;                           /* "DVC" */
+TSHELL_API TShellHandlerFunction TShellDigitalGain_process;                      /* "DG" */
+TSHELL_API TShellHandlerFunction TShellEdgeEnhance_3_process;                    /* "EE_3" */
+TSHELL_API TShellHandlerFunction TShellExposureControl_2_process;                /* "EC_2" */
+TSHELL_API TShellHandlerFunction TShellFocusControl_process;                     /* "FC" */
+TSHELL_API TShellHandlerFunction TShellGammaCorrection_2_process;                /* "GC_2" */
+TSHELL_API TShellHandlerFunction TShellGreenEquilibration_process;               /* "GE" */
+TSHELL_API TShellHandlerFunction TShellHighDynamicRange_3_2Dol_process;          /* "HDR_3_2DOL" */
+TSHELL_API TShellHandlerFunction TShellHistogram_process;                        /* "HTG" */
+TSHELL_API TShellHandlerFunction TShellHistogram_2_process;                      /* "HTG_2" */
+TSHELL_API TShellHandlerFunction TShellInput_process;                            /* "IPT" */
+TSHELL_API TShellHandlerFunction TShellIsp_process;                              /* "ISP" */
+TSHELL_API TShellHandlerFunction TShellLensShadingCorrection_3_process;          /* "LSC_3" */
+TSHELL_API TShellHandlerFunction TShellMisc_process;                             /* "MISC" */
+TSHELL_API TShellHandlerFunction TShellOutput_process;                           /* "OPT" */
+TSHELL_API TShellHandlerFunction TShellRegister_process;                         /* "RGT" */
+TSHELL_API TShellHandlerFunction TShellReport_process;                           /* "RPT" */
+TSHELL_API TShellHandlerFunction TShellRgbInfraredRadiation_process;             /* "RGBIR" */
+TSHELL_API TShellHandlerFunction TShellRgbInfraredRadiation_1_1_process;         /* "RGBIR_1_1" */
+TSHELL_API TShellHandlerFunction TShellSensor_process;                           /* "SS" */
+TSHELL_API TShellHandlerFunction TShellSetting_process;                          /* "ST" */
+TSHELL_API TShellHandlerFunction TShellTile_process;                             /* "TL" */
+TSHELL_API TShellHandlerFunction TShellTransmit_process;                         /* "TM" */
+TSHELL_API TShellHandlerFunction TShellWhiteBalance_1_1_process;                 /* "WB_1_1" */
+TSHELL_API TShellHandlerFunction TShellWideDynamicRange_5_2_1_process;           /* "WDR_5_2_1" */
 
 /* ---- Parameter access ----------------------------------------------------------------------
  * Every category handler moves one field of its block's record between the record and the

@@ -243,7 +243,10 @@ constexpr bool servesField(const KeyRow &row) {
     case Access::Curve:
       return field.element == Element::I32 && field.rank == 2 && field.shape[1] == 2;
     case Access::Statistics:
-      return row.fill != nullptr;
+      // Whether fill is set cannot be asked at compile time when the serialiser lives in
+      // another shared library (its address is only known once loaded); statisticsKey
+      // always sets it.
+      return field.rank == 0;
     case Access::Files:
       return field.element == Element::U64 && field.rank == 0 && row.mime != nullptr;
     case Access::Flag:

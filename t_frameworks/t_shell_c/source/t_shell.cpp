@@ -13,22 +13,57 @@
 // category name, so "AES_2" sits between "EC_2" and "FC". A category without a handler in
 // this build is not registered: a request for it is answered "is never registered".
 namespace tshell {
+extern const KeyTable TShell2DNoiseReduction_6_processKeys;
 extern const KeyTable TShell3AInterface_2_processKeys;
+extern const KeyTable TShell3DNoiseReduction_4_processKeys;
+extern const KeyTable TShellAuto2DNoiseReduction_6_processKeys;
+extern const KeyTable TShellAuto3DNoiseReduction_4_processKeys;
+extern const KeyTable TShellAutoBlackLevelSubtraction_processKeys;
+extern const KeyTable TShellAutoColorNoiseReduction_2_2_processKeys;
+extern const KeyTable TShellAutoColorProcess_1_2_processKeys;
+extern const KeyTable TShellAutoDeMosaic_3_processKeys;
+extern const KeyTable TShellAutoDefectPixelClusterCorrection_processKeys;
+extern const KeyTable TShellAutoEdgeEnhance_3_processKeys;
+extern const KeyTable TShellAutoExposureStatistics_2_processKeys;
+extern const KeyTable TShellAutoExposure_4_processKeys;
+extern const KeyTable TShellAutoFocusMeasurement_3_processKeys;
+extern const KeyTable TShellAutoFocus_4_processKeys;
+extern const KeyTable TShellAutoGammaCorrection_2_processKeys;
+extern const KeyTable TShellAutoLensShadingCorrection_3_processKeys;
+extern const KeyTable TShellAutoWhiteBalance_4_processKeys;
+extern const KeyTable TShellAutoWideDynamicRange_5_2_1_processKeys;
 extern const KeyTable TShellBlackLevelSubtraction_processKeys;
+extern const KeyTable TShellColorCorrectionMatrix_processKeys;
 extern const KeyTable TShellColorNoiseReduction_2_2_processKeys;
 extern const KeyTable TShellColorProcess_1_2_processKeys;
 extern const KeyTable TShellCompand_1_1_processKeys;
+extern const KeyTable TShellDeMosaic_3_processKeys;
+extern const KeyTable TShellDefectPixelClusterCorrection_processKeys;
 extern const KeyTable TShellDevice_processKeys;
 extern const KeyTable TShellDigitalGain_processKeys;
+extern const KeyTable TShellEdgeEnhance_3_processKeys;
 extern const KeyTable TShellExposureControl_2_processKeys;
 extern const KeyTable TShellFocusControl_processKeys;
 extern const KeyTable TShellGammaCorrection_2_processKeys;
 extern const KeyTable TShellGreenEquilibration_processKeys;
+extern const KeyTable TShellHighDynamicRange_3_2Dol_processKeys;
+extern const KeyTable TShellHistogram_processKeys;
+extern const KeyTable TShellHistogram_2_processKeys;
+extern const KeyTable TShellInput_processKeys;
 extern const KeyTable TShellIsp_processKeys;
+extern const KeyTable TShellLensShadingCorrection_3_processKeys;
 extern const KeyTable TShellMisc_processKeys;
+extern const KeyTable TShellOutput_processKeys;
 extern const KeyTable TShellRegister_processKeys;
 extern const KeyTable TShellReport_processKeys;
+extern const KeyTable TShellRgbInfraredRadiation_processKeys;
+extern const KeyTable TShellRgbInfraredRadiation_1_1_processKeys;
+extern const KeyTable TShellSensor_processKeys;
+extern const KeyTable TShellSetting_processKeys;
+extern const KeyTable TShellTile_processKeys;
+extern const KeyTable TShellTransmit_processKeys;
 extern const KeyTable TShellWhiteBalance_1_1_processKeys;
+extern const KeyTable TShellWideDynamicRange_5_2_1_processKeys;
 }  // namespace tshell
 
 #define SERVED(category, Handler) \
@@ -37,57 +72,57 @@ extern const KeyTable TShellWhiteBalance_1_1_processKeys;
   { category, nullptr, nullptr }
 
 const ShellCategory kShellCategories[] = {
-    NOT_SERVED("A2DNR_6"),
-    NOT_SERVED("A3DNR_4"),
-    NOT_SERVED("ABLS"),
-    NOT_SERVED("ACNR_2_2"),
-    NOT_SERVED("ACP_1_2"),
-    NOT_SERVED("ADPCC"),
-    NOT_SERVED("ADMSC_3"),
-    NOT_SERVED("AEE_3"),
-    NOT_SERVED("AE_4"),
-    NOT_SERVED("AF_4"),
-    NOT_SERVED("AFM_3"),
-    NOT_SERVED("AGC_2"),
-    NOT_SERVED("ALSC_3"),
-    NOT_SERVED("AWB_4"),
-    NOT_SERVED("AWDR_5_2_1"),
-    NOT_SERVED("2DNR_6"),
+    SERVED("A2DNR_6", TShellAuto2DNoiseReduction_6_process),
+    SERVED("A3DNR_4", TShellAuto3DNoiseReduction_4_process),
+    SERVED("ABLS", TShellAutoBlackLevelSubtraction_process),
+    SERVED("ACNR_2_2", TShellAutoColorNoiseReduction_2_2_process),
+    SERVED("ACP_1_2", TShellAutoColorProcess_1_2_process),
+    SERVED("ADPCC", TShellAutoDefectPixelClusterCorrection_process),
+    SERVED("ADMSC_3", TShellAutoDeMosaic_3_process),
+    SERVED("AEE_3", TShellAutoEdgeEnhance_3_process),
+    SERVED("AE_4", TShellAutoExposure_4_process),
+    SERVED("AF_4", TShellAutoFocus_4_process),
+    SERVED("AFM_3", TShellAutoFocusMeasurement_3_process),
+    SERVED("AGC_2", TShellAutoGammaCorrection_2_process),
+    SERVED("ALSC_3", TShellAutoLensShadingCorrection_3_process),
+    SERVED("AWB_4", TShellAutoWhiteBalance_4_process),
+    SERVED("AWDR_5_2_1", TShellAutoWideDynamicRange_5_2_1_process),
+    SERVED("2DNR_6", TShell2DNoiseReduction_6_process),
     SERVED("3AI_2", TShell3AInterface_2_process),
-    NOT_SERVED("3DNR_4"),
+    SERVED("3DNR_4", TShell3DNoiseReduction_4_process),
     SERVED("BLS", TShellBlackLevelSubtraction_process),
-    NOT_SERVED("CCM"),
+    SERVED("CCM", TShellColorCorrectionMatrix_process),
     SERVED("CNR_2_2", TShellColorNoiseReduction_2_2_process),
     SERVED("CP_1_2", TShellColorProcess_1_2_process),
     SERVED("CPD_1_1", TShellCompand_1_1_process),
-    NOT_SERVED("DMSC_3"),
+    SERVED("DMSC_3", TShellDeMosaic_3_process),
     SERVED("DVC", TShellDevice_process),
-    NOT_SERVED("DPCC"),
+    SERVED("DPCC", TShellDefectPixelClusterCorrection_process),
     SERVED("DG", TShellDigitalGain_process),
-    NOT_SERVED("EE_3"),
+    SERVED("EE_3", TShellEdgeEnhance_3_process),
     SERVED("EC_2", TShellExposureControl_2_process),
-    NOT_SERVED("AES_2"),
+    SERVED("AES_2", TShellAutoExposureStatistics_2_process),
     SERVED("FC", TShellFocusControl_process),
     SERVED("GC_2", TShellGammaCorrection_2_process),
     SERVED("GE", TShellGreenEquilibration_process),
-    NOT_SERVED("HDR_3_2DOL"),
-    NOT_SERVED("HTG"),
-    NOT_SERVED("HTG_2"),
-    NOT_SERVED("IPT"),
+    SERVED("HDR_3_2DOL", TShellHighDynamicRange_3_2Dol_process),
+    SERVED("HTG", TShellHistogram_process),
+    SERVED("HTG_2", TShellHistogram_2_process),
+    SERVED("IPT", TShellInput_process),
     SERVED("ISP", TShellIsp_process),
-    NOT_SERVED("LSC_3"),
+    SERVED("LSC_3", TShellLensShadingCorrection_3_process),
     SERVED("MISC", TShellMisc_process),
-    NOT_SERVED("OPT"),
+    SERVED("OPT", TShellOutput_process),
     SERVED("RPT", TShellReport_process),
     SERVED("RGT", TShellRegister_process),
-    NOT_SERVED("RGBIR"),
-    NOT_SERVED("RGBIR_1_1"),
-    NOT_SERVED("SS"),
-    NOT_SERVED("ST"),
-    NOT_SERVED("TL"),
-    NOT_SERVED("TM"),
+    SERVED("RGBIR", TShellRgbInfraredRadiation_process),
+    SERVED("RGBIR_1_1", TShellRgbInfraredRadiation_1_1_process),
+    SERVED("SS", TShellSensor_process),
+    SERVED("ST", TShellSetting_process),
+    SERVED("TL", TShellTile_process),
+    SERVED("TM", TShellTransmit_process),
     SERVED("WB_1_1", TShellWhiteBalance_1_1_process),
-    NOT_SERVED("WDR_5_2_1"),
+    SERVED("WDR_5_2_1", TShellWideDynamicRange_5_2_1_process),
 };
 
 #undef SERVED

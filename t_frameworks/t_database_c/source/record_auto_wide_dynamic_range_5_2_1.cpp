@@ -1,0 +1,116 @@
+// "AWDR_5_2_1": local tone mapping per gain point, one table row per sensor mode.
+#include "auto_gain_points.h"
+#include "fields.h"
+#include "t_database_records/auto_wide_dynamic_range_5_2_1.h"
+
+namespace tdatabase {
+namespace {
+
+using Record = TDatabaseAutoWideDynamicRange_5_2_1;
+using Row = TDatabaseAutoWideDynamicRange_5_2_1Row;
+
+// Local contrast and shadow gain that back off as the gain grows (lifting shadows lifts
+// their noise too). The light-source thresholds bracket the log2 luminance of a 12-bit
+// sensor (0 .. 12) in four steps.
+constexpr Row makeRow() {
+  Row row{};
+  fillGainPoints(row);
+  for (uint32_t g = 0; g < kGainPoints; ++g) {
+    row.contrast[g] = static_cast<int16_t>(ramp<uint32_t>(g, 64, 0) - 16);  // 48 .. -16
+    row.deGamma[g] = 2.2f;
+    row.entropyBase[g] = 1024;
+    row.entropySlope[g] = 200;
+    row.fixedWeight[g] = 0;
+    row.flatLevel[g] = ramp<uint8_t>(g, 2, 12);
+    row.flatLevelGlobal[g] = 4;
+    row.highStrength[g] = 128;
+    row.hlcBaseLog[g] = 10.0f;
+    row.hlcSlope[g] = 16;
+    for (uint32_t t = 0; t < 4; ++t) {
+      const float threshold = 3.0f + 2.5f * static_cast<float>(t);
+      row.lightBlueThrLog[g][t] = threshold;
+      row.lightCyanThrLog[g][t] = threshold;
+      row.lightGreenThrLog[g][t] = threshold;
+      row.lightMagentaThrLog[g][t] = threshold;
+      row.lightRedThrLog[g][t] = threshold;
+      row.lightYellowThrLog[g][t] = threshold;
+    }
+    row.lightEn[g] = 0;
+    row.lightSatHiThr[g] = 200;
+    row.lightSatLoThr[g] = 40;
+    row.logAnchorSlope[g] = 256;
+    row.logAnchorXLog[g] = 8.0f;
+    row.logWeight[g] = 128;
+    row.lowStrength[g] = ramp<uint16_t>(g, 512, 128);
+    row.maxGain[g] = ramp<uint16_t>(g, 4096, 1024);  // 16x .. 4x in Q8
+    row.satRange[g] = 1.0f;
+    row.satThrGainDown[g] = 3840;
+    row.satThrGainUp[g] = 256;
+    row.wdrColorWeight[g][0] = 77;  // BT.601 luma weights out of 256
+    row.wdrColorWeight[g][1] = 150;
+    row.wdrColorWeight[g][2] = 29;
+    row.wdrLumaThr[g] = 64;
+  }
+  return row;
+}
+
+constexpr Record makeDefaults() {
+  Record defaults{};
+  defaults.enable = 1;
+  for (Row &row : defaults.rows) row = makeRow();
+  defaults.interpolate = 1;
+  defaults.tableIndex = 0;
+  return defaults;
+}
+
+constexpr Record kDefaults = makeDefaults();
+
+const Field kRowFields[] = {
+    field("contrast", &Row::contrast),
+    field("deGamma", &Row::deGamma),
+    field("entropyBase", &Row::entropyBase),
+    field("entropySlope", &Row::entropySlope),
+    field("fixedWeight", &Row::fixedWeight),
+    field("flatLevel", &Row::flatLevel),
+    field("flatLevelGlobal", &Row::flatLevelGlobal),
+    field("gains", &Row::gains),
+    field("highStrength", &Row::highStrength),
+    field("hlcBaseLog", &Row::hlcBaseLog),
+    field("hlcSlope", &Row::hlcSlope),
+    field("lightBlueThrLog", &Row::lightBlueThrLog),
+    field("lightCyanThrLog", &Row::lightCyanThrLog),
+    field("lightEn", &Row::lightEn),
+    field("lightGreenThrLog", &Row::lightGreenThrLog),
+    field("lightMagentaThrLog", &Row::lightMagentaThrLog),
+    field("lightRedThrLog", &Row::lightRedThrLog),
+    field("lightSatHiThr", &Row::lightSatHiThr),
+    field("lightSatLoThr", &Row::lightSatLoThr),
+    field("lightYellowThrLog", &Row::lightYellowThrLog),
+    field("logAnchorSlope", &Row::logAnchorSlope),
+    field("logAnchorXLog", &Row::logAnchorXLog),
+    field("logWeight", &Row::logWeight),
+    field("lowStrength", &Row::lowStrength),
+    field("maxGain", &Row::maxGain),
+    field("satRange", &Row::satRange),
+    field("satThrGainDown", &Row::satThrGainDown),
+    field("satThrGainUp", &Row::satThrGainUp),
+    field("wdrColorWeight", &Row::wdrColorWeight),
+    field("wdrLumaThr", &Row::wdrLumaThr),
+};
+
+const Layout kRowLayout = layoutOf<Row>(kRowFields);
+
+const Field kFields[] = {
+    boolean("enable", &Record::enable),
+    table("rows", &Record::rows, kRowLayout),
+    boolean("interpolate", &Record::interpolate),
+    field("tableIndex", &Record::tableIndex),
+};
+
+const Layout kLayout = layoutOf<Record>(kFields);
+
+}  // namespace
+
+extern const RecordType kAutoWideDynamicRange521Record = {"AWDR_5_2_1", kLayout, &kDefaults};
+
+}  // namespace tdatabase

@@ -1,0 +1,269 @@
+// The measuring units of the simulated ISP against the scene they measure: the statistics
+// follow what the hardware holds (exposure, gains, lens), each unit's own window and weights,
+// and nothing else.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "t_driver.h"
+
+namespace {
+
+constexpr uint32_t kFullFrameSamples = 64 * 36;  // 1920 x 1080 in tiles of 30 x 30
+
+class SceneTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(TDatabase_open(nullptr, &database_), TCOMMON_SUCCESS);
+    ASSERT_EQ(TDriver_open(database_, &driver_), TCOMMON_SUCCESS);
+    ASSERT_EQ(TDriver_init(driver_, 1), TCOMMON_SUCCESS);
+    ASSERT_EQ(TDriver_stream(driver_, 1), TCOMMON_SUCCESS);
+  }
+  void TearDown() override {
+    TDriver_close(&driver_);
+    TDatabase_close(&database_);
+  }
+
+  template <typename Record>
+  Record *query(const char *category) {
+    void *record = nullptr;
+    EXPECT_EQ(TDatabase_query(database_, category, &record), TCOMMON_SUCCESS) << category;
+    return static_cast<Record *>(record);
+  }
+
+  TDatabaseHistogramStatistics histogram() {
+    EXPECT_EQ(TDriverHistogram_statistics(driver_, 1), TCOMMON_SUCCESS);
+    return query<TDatabaseHistogram>("HTG")->statistics;
+  }
+  TDatabaseHistogram_2Statistics histogram2() {
+    EXPECT_EQ(TDriverHistogram_2_statistics(driver_, 1), TCOMMON_SUCCESS);
+    return query<TDatabaseHistogram_2>("HTG_2")->statistics;
+  }
+  TDatabaseAutoExposureStatistics_2Statistics exposure() {
+    EXPECT_EQ(TDriverExposureControl_2_statistics(driver_, 1), TCOMMON_SUCCESS);
+    return query<TDatabaseAutoExposureStatistics_2>("AES_2")->statistics;
+  }
+  TDatabaseAutoFocusMeasurement_3Statistics focus() {
+    EXPECT_EQ(TDriverFocusControl_statistics(driver_, 1), TCOMMON_SUCCESS);
+    return query<TDatabaseAutoFocusMeasurement_3>("AFM_3")->statistics;
+  }
+
+  TDatabase *database_ = nullptr;
+  TDriver *driver_ = nullptr;
+};
+
+template <size_t N>
+uint64_t total(const uint32_t (&bins)[N]) {
+  uint64_t sum = 0;
+  for (uint32_t count : bins) sum += count;
+  return sum;
+}
+
+// Mean bin index: where the histogram's mass sits.
+template <size_t N>
+double centre(const uint32_t (&bins)[N]) {
+  double weighted = 0;
+  for (size_t i = 0; i < N; ++i) weighted += double(i) * bins[i];
+  return weighted / double(total(bins));
+}
+
+struct Brightening {
+  const char *what;
+  std::function<void(TDatabase *)> change;  // makes the picture brighter, in the record
+  uint32_t (*push)(TDriver *, uint8_t);
+};
+
+TEST_F(SceneTest, BrighterHardwareMovesEveryExposureMeasurementUp) {
+  const Brightening kCases[] = {
+      {"integration time",
+       [](TDatabase *d) {
+         void *r;
+         TDatabase_query(d, "EC_2", &r);
+         static_cast<TDatabaseExposureControl_2 *>(r)->integrationTime[0] *= 2;
+       },
+       TDriverExposureControl_2_process},
+      {"analog gain",
+       [](TDatabase *d) {
+         void *r;
+         TDatabase_query(d, "EC_2", &r);
+         static_cast<TDatabaseExposureControl_2 *>(r)->gain.analog[0] = 1.5f;
+       },
+       TDriverExposureControl_2_process},
+      {"digital gains",
+       [](TDatabase *d) {
+         void *r;
+         TDatabase_query(d, "DG", &r);
+         auto *dg = static_cast<TDatabaseDigitalGain *>(r);
+         dg->r = dg->gr = dg->gb = dg->b = 1.5f;
+       },
+       TDriverDigitalGain_process},
+      {"white balance gains",
+       [](TDatabase *d) {
+         void *r;
+         TDatabase_query(d, "WB_1_1", &r);
+         for (float &gain : static_cast<TDatabaseWhiteBalance_1_1 *>(r)->gain) gain = 1.5f;
+       },
+       TDriverWhiteBalance_1_1_process},
+  };
+  for (const Brightening &brightening : kCases) {
+    SCOPED_TRACE(brightening.what);
+    ASSERT_EQ(TDatabase_reset(database_, 1), TCOMMON_SUCCESS);
+    ASSERT_EQ(TDriver_deinit(driver_), TCOMMON_SUCCESS);  // program the defaults again
+    ASSERT_EQ(TDriver_init(driver_, 1), TCOMMON_SUCCESS);
+    ASSERT_EQ(TDriver_stream(driver_, 1), TCOMMON_SUCCESS);
+    const auto before = histogram();
+    const auto before2 = histogram2();
+    const auto beforeExposure = exposure();
+    EXPECT_EQ(total(before.bins), kFullFrameSamples);
+
+    // Only what reaches the hardware counts.
+    brightening.change(database_);
+    EXPECT_EQ(centre(histogram().bins), centre(before.bins));
+    ASSERT_EQ(brightening.push(driver_, 0), TCOMMON_SUCCESS);
+
+    const auto after = histogram();
+    EXPECT_GT(centre(after.bins), centre(before.bins) + 0.5);
+    EXPECT_EQ(total(after.bins), total(before.bins));
+    EXPECT_GT(centre(histogram2().bins), centre(before2.bins) + 1);
+    const auto afterExposure = exposure();
+    EXPECT_GT(afterExposure.luma, beforeExposure.luma * 1.3);
+    for (int row = 0; row < 5; ++row)
+      for (int column = 0; column < 5; ++column)
+        EXPECT_GT(afterExposure.mean[row][column], beforeExposure.mean[row][column]);
+    // The sensor's raw output does not see the ISP's gains.
+    const bool isSensor = brightening.push == TDriverExposureControl_2_process;
+    query<TDatabaseAutoExposureStatistics_2>("AES_2")->inputSelect = 1;
+    ASSERT_EQ(TDriverExposureControl_2_process(driver_, 0), TCOMMON_SUCCESS);
+    const double raw = exposure().luma;
+    EXPECT_EQ(raw < afterExposure.luma, !isSensor) << raw;
+  }
+}
+
+TEST_F(SceneTest, EachUnitMeasuresItsOwnWindowWithItsWeights) {
+  auto *htg = query<TDatabaseHistogram>("HTG");
+  // The chart is a gradient from dark on the left to bright on the right.
+  htg->rectangle.width = 960;
+  ASSERT_EQ(TDriverHistogram_process(driver_, 0), TCOMMON_SUCCESS);
+  const auto left = histogram();
+  EXPECT_EQ(total(left.bins), kFullFrameSamples / 2);
+  htg->rectangle.offset.x = 960;
+  ASSERT_EQ(TDriverHistogram_process(driver_, 0), TCOMMON_SUCCESS);
+  const auto right = histogram();
+  EXPECT_EQ(total(right.bins), kFullFrameSamples / 2);
+  EXPECT_GT(centre(right.bins), centre(left.bins) + 1);
+
+  // Weights count per grid cell; mode 0 counts every sample once.
+  for (uint16_t &weight : htg->gridWeight) weight = 0;
+  htg->gridWeight[24] = 3;  // the bottom-right cell of the window
+  ASSERT_EQ(TDriverHistogram_process(driver_, 0), TCOMMON_SUCCESS);
+  const uint64_t cellSamples = total(histogram().bins) / 3;
+  EXPECT_GT(cellSamples, 0u);
+  EXPECT_LT(cellSamples, kFullFrameSamples / 2 / 20);
+  htg->mode = 0;
+  ASSERT_EQ(TDriverHistogram_process(driver_, 0), TCOMMON_SUCCESS);
+  EXPECT_EQ(total(histogram().bins), kFullFrameSamples / 2);
+
+  // A window beside the frame, and a unit switched off, measure nothing.
+  htg->rectangle.offset.x = -2000;
+  ASSERT_EQ(TDriverHistogram_process(driver_, 0), TCOMMON_SUCCESS);
+  EXPECT_EQ(total(histogram().bins), 0u);
+  auto *htg2 = query<TDatabaseHistogram_2>("HTG_2");
+  htg2->state = 0;
+  ASSERT_EQ(TDriverHistogram_2_process(driver_, 0), TCOMMON_SUCCESS);
+  EXPECT_EQ(total(histogram2().bins), 0u);
+
+  // The exposure statistics unit takes its window with the exposure control block's push;
+  // until then a read-back restores the window the hardware holds.
+  auto *aes = query<TDatabaseAutoExposureStatistics_2>("AES_2");
+  aes->ratio = 0.5f;  // share of samples at half of full scale or above
+  ASSERT_EQ(TDriverExposureControl_2_process(driver_, 0), TCOMMON_SUCCESS);
+  const auto whole = exposure();
+  aes->rectangle = {.height = 540, .offset = {1440, 0}, .width = 480};
+  EXPECT_EQ(exposure().count, kFullFrameSamples);
+  EXPECT_EQ(aes->rectangle.width, 1920u);
+  aes->rectangle = {.height = 540, .offset = {1440, 0}, .width = 480};
+  ASSERT_EQ(TDriverExposureControl_2_process(driver_, 0), TCOMMON_SUCCESS);
+  const auto corner = exposure();
+  EXPECT_EQ(corner.count, kFullFrameSamples / 8);
+  // The bright top-right corner, with the lamps.
+  EXPECT_GT(corner.luma, whole.luma * 1.4) << whole.luma;
+  EXPECT_GT(corner.aboveRatio, whole.aboveRatio * 4) << whole.aboveRatio;
+  EXPECT_GT(whole.aboveRatio, 0);
+}
+
+TEST_F(SceneTest, FocusMeasurementPeaksAtTheInFocusLensPosition) {
+  auto *lens = query<TDatabaseFocusControl>("FC");
+  std::vector<uint32_t> positions;
+  std::vector<TDatabaseAutoFocusMeasurement_3Statistics> sweep;
+  for (uint32_t position = 0; position <= 1000; position += 25) {
+    lens->position = position;
+    ASSERT_EQ(TDriverFocusControl_process(driver_, 0), TCOMMON_SUCCESS);
+    positions.push_back(position);
+    sweep.push_back(focus());
+  }
+  for (int window = 0; window < 3; ++window) {
+    for (auto value : {&TDatabaseAutoFocusMeasurement_3Statistics::fir,
+                       &TDatabaseAutoFocusMeasurement_3Statistics::iir}) {
+      SCOPED_TRACE("window " + std::to_string(window) +
+                   (value == &TDatabaseAutoFocusMeasurement_3Statistics::fir ? " fir" : " iir"));
+      size_t best = 0;
+      for (size_t i = 0; i < sweep.size(); ++i) {
+        if ((sweep[i].*value)[window] > (sweep[best].*value)[window]) best = i;
+      }
+      EXPECT_EQ(positions[best], 400u);
+      // Falling off on both sides, not a lone spike.
+      EXPECT_GT((sweep[best].*value)[window], (sweep[best - 1].*value)[window]);
+      EXPECT_GT((sweep[best - 1].*value)[window], (sweep[best - 3].*value)[window]);
+      EXPECT_GT((sweep[best].*value)[window], (sweep[best + 1].*value)[window]);
+      EXPECT_GT((sweep[best + 1].*value)[window], (sweep[best + 3].*value)[window]);
+    }
+  }
+  query<TDatabaseAutoFocusMeasurement_3>("AFM_3")->isEnable = 0;
+  ASSERT_EQ(TDriverFocusControl_process(driver_, 0), TCOMMON_SUCCESS);
+  const auto off = focus();
+  EXPECT_EQ(off.fir[1] + off.iir[1] + off.highlights[1], 0u);
+  EXPECT_EQ(off.luma[1], 0);
+}
+
+TEST_F(SceneTest, SameHardwareStateGivesTheSameNumbers) {
+  using Fill = uint32_t (*)(const void *, TJsonValue *);
+  const std::pair<const char *, Fill> kUnits[] = {
+      {"HTG", TDatabaseHistogram_statistics},
+      {"HTG_2", TDatabaseHistogram_2_statistics},
+      {"AES_2", TDatabaseAutoExposureStatistics_2_statistics},
+      {"AFM_3", TDatabaseAutoFocusMeasurement_3_statistics}};
+  TJsonWriter *writer = nullptr;
+  ASSERT_EQ(TJsonWriter_open(nullptr, &writer), TCOMMON_SUCCESS);
+  const auto readAll = [&] {
+    histogram();
+    histogram2();
+    exposure();
+    focus();
+    std::string text;
+    for (const auto &[category, fill] : kUnits) {
+      TJsonValue *value = nullptr;
+      const char *printed = nullptr;
+      EXPECT_EQ(TJsonValue_create(TJSON_TYPE_OBJECT, &value), TCOMMON_SUCCESS);
+      EXPECT_EQ(fill(query<void>(category), value), TCOMMON_SUCCESS);
+      EXPECT_EQ(TJsonWriter_stringify(writer, value, &printed), TCOMMON_SUCCESS);
+      text += printed;
+      TJsonValue_delete(value);
+    }
+    return text;
+  };
+  const auto first = readAll();
+  auto *lens = query<TDatabaseFocusControl>("FC");
+  const uint32_t position = lens->position;
+  lens->position = 0;
+  ASSERT_EQ(TDriverFocusControl_process(driver_, 0), TCOMMON_SUCCESS);
+  EXPECT_NE(readAll(), first);
+  lens->position = position;
+  ASSERT_EQ(TDriverFocusControl_process(driver_, 0), TCOMMON_SUCCESS);
+  EXPECT_EQ(readAll(), first);
+  TJsonWriter_close(&writer);
+}
+
+}  // namespace
