@@ -118,6 +118,23 @@ uint32_t shellPush(TShell *shell, ShellDriverFunction push, ShellSite site) {
   return code;
 }
 
+uint32_t shellFinishImport(TShell *shell, void *record, uint32_t parsed, uint64_t *count,
+                           TCommonBuffer **files, TShellHook push, ShellSite site) {
+  for (uint64_t i = 0; i < *count; ++i) {
+    const uint32_t cleared = TCommonBuffer_clear(&(*files)[i]);
+    if (cleared != TCOMMON_SUCCESS) {
+      shellTrace(kTraceError, site, cleared);
+      return cleared;
+    }
+  }
+  free(*files);  // the files accessor allocates the array with calloc
+  *files = nullptr;
+  *count = 0;
+  const uint32_t code = parsed != TCOMMON_SUCCESS ? parsed : push(shell, record);
+  if (code != TCOMMON_SUCCESS) shellTrace(kTraceError, site, code);
+  return code;
+}
+
 extern "C" TSHELL_API uint32_t TShellAccess_before(TShell *shell, void *record, TShellHook hook) {
   if (shell == nullptr) return TCOMMON_INVALID_ARGUMENT;
   if (hook == nullptr || hook == shell->lastBefore) return TCOMMON_SUCCESS;

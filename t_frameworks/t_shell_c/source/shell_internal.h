@@ -75,6 +75,13 @@ using ShellDriverFunction = uint32_t (*)(TDriver *driver, uint8_t flag);
 uint32_t shellReadBack(TShell *shell, ShellDriverFunction readBack, ShellSite site);
 uint32_t shellPush(TShell *shell, ShellDriverFunction push, ShellSite site);
 
+// The end of a calibration import, once the parser has seen every uploaded file (parsed is
+// its result): the files are released whatever the outcome (count 0, array freed), then a
+// good calibration is pushed with push(shell, record). A buffer that cannot be cleared
+// stops it there, keeping the array. Failures are traced at site and returned.
+uint32_t shellFinishImport(TShell *shell, void *record, uint32_t parsed, uint64_t *count,
+                           TCommonBuffer **files, TShellHook push, ShellSite site);
+
 // Formats a client message into a zero-filled buffer of kShellMessageCapacity bytes,
 // behind the instance name ("Out of range" becomes "Shell: Out of range"), and queues it
 // in the instance's logger, which takes the buffer. Returns the logger's code.

@@ -1,7 +1,5 @@
 // "LSC_3": lens shading correction, editable key by key or imported from a calibration
 // file of the sensor module.
-#include <cstdlib>
-
 #include "shell_keys.h"
 
 namespace {
@@ -25,25 +23,8 @@ uint32_t import(TShell *shell, void *record) {
   auto *block = static_cast<Record *>(record);
   const uint32_t parsed =
       TDatabaseLensShadingCorrection_3_parse2(block->files, block->fileCount, block);
-  for (uint64_t i = 0; i < block->fileCount; ++i) {
-    const uint32_t cleared = TCommonBuffer_clear(&block->files[i]);
-    if (cleared != TCOMMON_SUCCESS) {
-      SHELL_TRACE(cleared);
-      return cleared;
-    }
-  }
-  if (block->files != nullptr) {
-    free(block->files);  // the files accessor allocates the array with calloc
-    block->files = nullptr;
-    block->fileCount = 0;
-  }
-  if (parsed != TCOMMON_SUCCESS) {
-    SHELL_TRACE(parsed);
-    return parsed;
-  }
-  const uint32_t pushed = after(shell, record);
-  if (pushed != TCOMMON_SUCCESS) SHELL_TRACE(pushed);
-  return pushed;
+  return shellFinishImport(shell, record, parsed, &block->fileCount, &block->files, after,
+                           SHELL_SITE);
 }
 
 constexpr KeyRow kKeys[] = {
