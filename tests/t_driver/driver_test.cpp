@@ -224,11 +224,11 @@ TEST_F(DriverTest, PushLatchesTheRecordAndReadBackRestoresIt) {
 }
 
 TEST_F(DriverTest, JournalLineNumbersGoOnAcrossClears) {
-  std::string lines;
+  const char *lines = nullptr;
   uint64_t next = 99;
   const auto since = [&](uint64_t first) {
-    EXPECT_EQ(tdriver::journalSince(driver_, first, &lines, &next), 0u);
-    return lines + "next " + std::to_string(next);
+    EXPECT_EQ(TDriverJournal_since(driver_, first, &lines, &next), 0u);
+    return std::string(lines) + "next " + std::to_string(next);
   };
   EXPECT_EQ(since(0), "next 0");
   TDriver_init(driver_, 0);    // 0

@@ -76,6 +76,12 @@ TDRIVER_API uint32_t TDriverHardware_get(TDriver *driver, const char *category, 
  * valid until the next journal or fault call on this driver. */
 TDRIVER_API uint32_t TDriverJournal_get(TDriver *driver, const char **text);
 TDRIVER_API uint32_t TDriverJournal_clear(TDriver *driver);
+/* The lines from call number since on that are still in the journal (every call gets the
+ * next number, counting from 0 at open; a clear drops lines but not the numbering), and in
+ * *next the number the next call will get. A host polls with since = the last *next to see
+ * each call once. *text stays valid until the next journal or fault call on this driver. */
+TDRIVER_API uint32_t TDriverJournal_since(TDriver *driver, uint64_t since, const char **text,
+                                          uint64_t *next);
 /* function: an exported driver function name. Unknown name: TCOMMON_NOT_FOUND. code 0
  * removes that function's fault. */
 TDRIVER_API uint32_t TDriverFault_set(TDriver *driver, const char *function, uint32_t code);

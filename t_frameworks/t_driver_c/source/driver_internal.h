@@ -40,9 +40,6 @@ using NameMap = std::unordered_map<std::string, Value, NameHash, std::equal_to<>
 // to fail: the stream controls and the functions of every block.
 bool isKnownFunction(std::string_view function);
 
-// Journal lines numbered since and later; see Journal::since. For the tuning server.
-uint32_t journalSince(TDriver *driver, uint64_t since, std::string *lines, uint64_t *next);
-
 // A register address or value text of at most size bytes (NUL-terminated if shorter):
 // decimal or 0x/0X hexadecimal, nothing else, at most UINT32_MAX (registers.cpp).
 bool parseRegisterText(const char *text, size_t size, uint32_t *value);

@@ -47,11 +47,9 @@ void Journal::since(uint64_t since, std::string *lines, uint64_t *next) const {
   }
 }
 
-uint32_t journalSince(TDriver *driver, uint64_t since, std::string *lines, uint64_t *next) {
-  if (lines == nullptr || next == nullptr) return TCOMMON_INVALID_ARGUMENT;
-  return withDriver(driver, [&](TDriver &locked) {
-    return allocating([&] { locked.journal.since(since, lines, next); });
-  });
+const char *Journal::sinceSnapshot(uint64_t since, uint64_t *next) {
+  this->since(since, &snapshot_, next);
+  return snapshot_.c_str();
 }
 
 uint32_t beginCall(TDriver &driver, const char *function, std::optional<uint32_t> argument) {
@@ -72,6 +70,14 @@ extern "C" TDRIVER_API uint32_t TDriverJournal_get(TDriver *driver, const char *
   if (text == nullptr) return TCOMMON_INVALID_ARGUMENT;
   return withDriver(driver, [&](TDriver &locked) {
     return allocating([&] { *text = locked.journal.snapshot(); });
+  });
+}
+
+extern "C" TDRIVER_API uint32_t TDriverJournal_since(TDriver *driver, uint64_t since,
+                                                     const char **text, uint64_t *next) {
+  if (text == nullptr || next == nullptr) return TCOMMON_INVALID_ARGUMENT;
+  return withDriver(driver, [&](TDriver &locked) {
+    return allocating([&] { *text = locked.journal.sinceSnapshot(since, next); });
   });
 }
 

@@ -30,6 +30,9 @@ class Journal {
   // next line will get.
   void since(uint64_t since, std::string *lines, uint64_t *next) const;
 
+  // since() into the snapshot text (valid until the next snapshot or clear).
+  const char *sinceSnapshot(uint64_t since, uint64_t *next);
+
   uint64_t nextSequence() const noexcept { return firstSequence_ + lineStarts_.size(); }
 
  private:

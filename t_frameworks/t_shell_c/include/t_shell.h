@@ -46,6 +46,17 @@ TSHELL_API uint32_t TShell_process(TShell *shell, const char *request, const cha
 /* Destroys the instance and sets *shell to NULL. The JSON reader and writer of the
  * instance are not released (a known, bounded leak of two small objects per instance). */
 TSHELL_API uint32_t TShell_close(TShell **shell);
+/* The keys of every served category as one JSON object, for tuning clients and tools:
+ *   {"DG": [{"key": "gb", "access": "float", "element": "f32", "shape": [],
+ *            "readsHardware": true, "pushesHardware": true}, ...], ...}
+ * "access" is how the value moves (integer, flag, bool, float, double, string, curve,
+ * statistics, files), "element" the stored element type, "shape" the counts of an array
+ * (empty for a scalar). "readsHardware": a read first reads the block back from the
+ * hardware; "pushesHardware": a write pushes the block to the hardware. Keys of a selected
+ * entry add "selectedBy" (the index key) and "entries"; limited integers add "maximum";
+ * arrays whose outer count follows another member add "rowsFrom"; scaled floats add
+ * "scale". *text is static: valid while the library is loaded. */
+TSHELL_API uint32_t TShell_schema(const char **text);
 
 /* ---- Category handlers ------------------------------------------------------------------
  * Every category has an exported handler of this type, which a host may also call directly

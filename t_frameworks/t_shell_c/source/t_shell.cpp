@@ -3,6 +3,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
+#include <string>
+#include <utility>
 
 #include "shell_internal.h"
 #include "shell_keys.h"
@@ -493,5 +496,31 @@ extern "C" TSHELL_API uint32_t TShell_close(TShell **shell) {
   // TShell_process may still be in the host's hands.
   free(*shell);
   *shell = nullptr;
+  return TCOMMON_SUCCESS;
+}
+
+extern "C" TSHELL_API uint32_t TShell_schema(const char **text) {
+  if (text == nullptr) return TCOMMON_INVALID_ARGUMENT;
+  // Built once from the key tables, which never change while the library is loaded.
+  static const std::pair<uint32_t, std::string> kSchema = [] {
+    std::pair<uint32_t, std::string> built{TCOMMON_NO_MEMORY, std::string()};
+    TJsonValue *schema = nullptr;
+    TJsonWriter *writer = nullptr;
+    uint32_t code = TJsonValue_create(TJSON_TYPE_OBJECT, &schema);
+    if (code == TCOMMON_SUCCESS) code = tshell::listSchema(schema);
+    if (code == TCOMMON_SUCCESS) code = TJsonWriter_open(nullptr, &writer);
+    const char *written = nullptr;
+    if (code == TCOMMON_SUCCESS) code = TJsonWriter_stringify(writer, schema, &written);
+    try {
+      if (code == TCOMMON_SUCCESS) built.second = written;
+      built.first = code;
+    } catch (const std::bad_alloc &) {
+    }
+    if (writer != nullptr) TJsonWriter_close(&writer);
+    if (schema != nullptr) TJsonValue_delete(schema);
+    return built;
+  }();
+  if (kSchema.first != TCOMMON_SUCCESS) return kSchema.first;
+  *text = kSchema.second.c_str();
   return TCOMMON_SUCCESS;
 }
