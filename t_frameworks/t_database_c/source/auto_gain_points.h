@@ -32,6 +32,18 @@ constexpr Integer ramp(uint32_t point, uint32_t low, uint32_t high) {
                               span * static_cast<int64_t>(point) / (kGainPoints - 1));
 }
 
+// A tuning table that is on, interpolates between gain points and starts at row 0, with every
+// row at the given defaults.
+template <typename Record, typename Row>
+constexpr Record tuningTable(const Row &row) {
+  Record table{};
+  table.enable = 1;
+  for (Row &each : table.rows) each = row;
+  table.interpolate = 1;
+  table.tableIndex = 0;
+  return table;
+}
+
 }  // namespace tdatabase
 
 #endif  // T_DATABASE_AUTO_GAIN_POINTS_H

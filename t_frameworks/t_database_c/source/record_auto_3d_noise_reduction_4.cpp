@@ -40,13 +40,9 @@ constexpr Row makeRow() {
 }
 
 constexpr Record makeDefaults() {
-  Record defaults{};
-  defaults.enable = 1;
+  Record defaults = tuningTable<Record>(makeRow());
   defaults.nmK = 0.35f;
   defaults.nmP = 2.0f;
-  for (Row &row : defaults.rows) row = makeRow();
-  defaults.interpolate = 1;
-  defaults.tableIndex = 0;
   return defaults;
 }
 

@@ -54,16 +54,7 @@ constexpr Row makeRow() {
   return row;
 }
 
-constexpr Record makeDefaults() {
-  Record defaults{};
-  defaults.enable = 1;
-  for (Row &row : defaults.rows) row = makeRow();
-  defaults.interpolate = 1;
-  defaults.tableIndex = 0;
-  return defaults;
-}
-
-constexpr Record kDefaults = makeDefaults();
+constexpr Record kDefaults = tuningTable<Record>(makeRow());
 
 const Field kRowFields[] = {
     field("contrast", &Row::contrast),

@@ -1,7 +1,10 @@
-// "RGBIR": infrared separation of an RGB-IR sensor. The defaults take the IR pixel's level
-// off each colour channel one to one and fade the removal out near saturation (12-bit data).
+// "RGBIR" and "RGBIR_1_1": infrared separation of an RGB-IR sensor. Version 1.1 of the block
+// keeps the record of the first, so both categories share its fields and defaults. The
+// defaults take the IR pixel's level off each colour channel one to one and fade the removal
+// out near saturation (12-bit data).
 #include "fields.h"
 #include "t_database_records/rgb_infrared_radiation.h"
+#include "t_database_records/rgb_infrared_radiation_1_1.h"
 
 namespace tdatabase {
 namespace {
@@ -39,5 +42,6 @@ const Layout kLayout = layoutOf<Record>(kFields);
 }  // namespace
 
 extern const RecordType kRgbInfraredRadiationRecord = {"RGBIR", kLayout, &kDefaults};
+extern const RecordType kRgbInfraredRadiation11Record = {"RGBIR_1_1", kLayout, &kDefaults};
 
 }  // namespace tdatabase
