@@ -1,6 +1,6 @@
 // The tuning tables of the noise reduction, demosaic, edge enhance, tone mapping, defect
-// pixel and focus auto controls: row and curve selection, the tables' inline integer
-// arrays, and what reaches the hardware.
+// pixel and focus auto controls: row and curve selection and the tables' inline integer
+// arrays.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -15,25 +15,18 @@ namespace {
 
 using tshell::KeyRow;
 
-// The table-form categories, a key of their selected row with a value for it, and the
-// push of the block the table tunes.
+// The table-form categories and a key of their selected row with a value for it.
 struct TableCase {
   const char *category;
   const char *rowKey;
   const char *written;  // starts what the key reads back afterwards
-  const char *push;
 };
 
 const TableCase kTables[] = {
-    {"A2DNR_6", ":sigmaOffset", "[7,8", "TDriver2DNoiseReduction_6_process(0)\n"},
-    {"A3DNR_4", ":tnrStrength", "[7,8", "TDriver3DNoiseReduction_4_process(0)\n"},
-    {"AEE_3", ":eeStrength", "[7,8", "TDriverEdgeEnhance_3_process(0)\n"},
-    {"AWDR_5_2_1", ":lowStrength", "[7,8", "TDriverWideDynamicRange_5_2_1_process(0)\n"},
-    {"ADPCC", ":outMode", "[7,8", "TDriverDefectPixelClusterCorrection_process(0)\n"},
+    {"A2DNR_6", ":sigmaOffset", "[7,8"}, {"A3DNR_4", ":tnrStrength", "[7,8"},
+    {"AEE_3", ":eeStrength", "[7,8"},    {"AWDR_5_2_1", ":lowStrength", "[7,8"},
+    {"ADPCC", ":outMode", "[7,8"},
 };
-
-const char *const kCategories[] = {"A2DNR_6",    "A3DNR_4", "ADMSC_3", "AEE_3",
-                                   "AWDR_5_2_1", "ADPCC",   "AF_4"};
 
 const tshell::KeyTable &tableOf(const std::string &category) {
   for (uint32_t i = 0; i < kShellCategoryCount; ++i) {
@@ -161,33 +154,6 @@ TEST_F(AutoBlocksTest, TableIndexSelectsTheRowOfLaterRequests) {
   }
 }
 
-// A row that is not in the table is refused when selected and nothing changes; one that
-// came in with a settings document is refused by every key of the row.
-TEST_F(AutoBlocksTest, RowsOutsideTheTableAreRefused) {
-  for (const TableCase &table : kTables) {
-    SCOPED_TRACE(table.category);
-    const std::vector<unsigned char> before = bytes(table.category);
-    const Exchange refused = send(write(table.category, "tableIndex", "10"));
-    EXPECT_NE(refused.response.find(kOutOfRange), std::string::npos) << refused.response;
-    EXPECT_EQ(refused.journal, "");
-    EXPECT_EQ(bytes(table.category), before);
-
-    const std::string document = std::string(R"({")") + table.category + R"(":{"tableIndex":12}})";
-    ASSERT_EQ(TDatabase_parse(database_, document.c_str()), TCOMMON_SUCCESS);
-    EXPECT_EQ(current(table.category, "tableIndex"), "12");
-    EXPECT_NE(send(read(table.category, table.rowKey)).response.find(kOutOfRange),
-              std::string::npos);
-    const std::vector<unsigned char> stored = bytes(table.category);
-    const Exchange write12 = send(write(table.category, table.rowKey, "[1]"));
-    EXPECT_NE(write12.response.find(kOutOfRange), std::string::npos) << write12.response;
-    EXPECT_EQ(write12.journal, "");
-    EXPECT_EQ(bytes(table.category), stored);
-
-    send(write(table.category, "tableIndex", "9"));
-    EXPECT_EQ(current(table.category, table.rowKey).find("Out of range"), std::string::npos);
-  }
-}
-
 // 2-D inline arrays: each inner array changes the first elements of its gain point (or
 // window), at most the declared count at either level, and nothing outside the field.
 TEST_F(AutoBlocksTest, TwoDimensionalArraysTakeWhatFitsPerGainPoint) {
@@ -259,38 +225,6 @@ TEST_F(AutoBlocksTest, SignedMembersKeepTheirSign) {
   EXPECT_EQ(current("AEE_3", ":caEnable").rfind("[2,0,255,", 0), 0u);
 }
 
-// Row members take the colon, record members do not; the curve entries spell their third
-// member layer0T3.
-TEST_F(AutoBlocksTest, KeysOfTheWrongFormAreNeverRegistered) {
-  const struct {
-    const char *category;
-    const char *key;
-  } kUnknown[] = {
-      {"A2DNR_6", "gains"},
-      {"A2DNR_6", ":tableIndex"},
-      {"A3DNR_4", ":nmK"},
-      {"A3DNR_4", "tnrStrength"},
-      {"AEE_3", "autoLevel"},
-      {"AEE_3", ":gains"},
-      {"AWDR_5_2_1", "contrast"},
-      {"ADPCC", "setUse"},
-      {"ADMSC_3", ":autoLevel"},
-      {"ADMSC_3", "gains"},
-      {"ADMSC_3", "sharpenCurve0:layerT3"},
-      {"ADMSC_3", "sharpenCurve1:layer0T3:"},
-      {"ADMSC_3", "sharpenCurve3Index"},
-      {"ADMSC_3", ":sharpenCurve0Index"},
-      {"AF_4", ":mode"},
-      {"AF_4", "tableIndex"},
-  };
-  for (const auto &test : kUnknown) {
-    const std::string expected = std::string(R"([{"category":")") + test.category + R"(","key":")" +
-                                 test.key + R"(","message":["Shell: )" + test.category + "/" +
-                                 test.key + R"( is never registered"]}])";
-    EXPECT_EQ(send(read(test.category, test.key)).response, expected);
-  }
-}
-
 // Each curve's index picks the entry its keys address, independently of the other curves;
 // an index beyond the 20 entries is refused.
 TEST_F(AutoBlocksTest, SharpenCurveEntriesFollowTheirOwnIndex) {
@@ -325,56 +259,6 @@ TEST_F(AutoBlocksTest, SharpenCurveEntriesFollowTheirOwnIndex) {
   EXPECT_NE(send(read("ADMSC_3", "sharpenCurve1:layerR2")).response.find(kOutOfRange),
             std::string::npos);
   EXPECT_EQ(current("ADMSC_3", "sharpenCurve2:layerR2"), "102");
-}
-
-// No key of these categories reads the hardware back; a request that writes several keys
-// of one of them pushes its block once, at its last item.
-TEST_F(AutoBlocksTest, ReadsStayInTheDatabaseAndWritesPushOncePerRequest) {
-  for (const char *category : kCategories) {
-    SCOPED_TRACE(category);
-    const tshell::KeyTable &table = tableOf(category);
-    std::string everything = "[";
-    for (size_t i = 0; i < table.count; ++i) {
-      everything += std::string(i ? "," : "") + R"({"category":")" + category + R"(","key":")" +
-                    table.rows[i].key + R"("})";
-    }
-    const Exchange reads = send(everything + "]");
-    EXPECT_EQ(reads.journal, "");
-    EXPECT_EQ(reads.response.find("message"), std::string::npos) << reads.response;
-  }
-
-  const struct {
-    const char *category;
-    std::vector<std::string> writes;
-    const char *push;
-  } kWrites[] = {
-      {"A2DNR_6", {"tableIndex=1", ":vstFactor=[2]", ":sigmaOffset=[3]"}, kTables[0].push},
-      {"A3DNR_4", {"nmK=1.5", ":noiseModelA=[0.5]", ":motionDilateEn=[true]"}, kTables[1].push},
-      {"AEE_3", {":autoLevel=3", ":skinThreshold=[[-1]]", ":dciEnable=[1]"}, kTables[2].push},
-      {"AWDR_5_2_1", {":lightRedThrLog=[[1]]", ":contrast=[1]"}, kTables[3].push},
-      {"ADPCC", {":gains=[1]", ":setUse=[1]"}, kTables[4].push},
-      {"ADMSC_3",
-       {"autoLevel=4", ":declineEn=[true]", "sharpenCurve2:layerT1=3"},
-       "TDriverDeMosaic_3_process(0)\n"},
-      {"AF_4",
-       {"mode=1", "afmV11RoiWindow=[[1,2,3,4]]", "weightWindow=[1]"},
-       "TDriverFocusControl_process(0)\n"},
-  };
-  for (const auto &test : kWrites) {
-    SCOPED_TRACE(test.category);
-    std::string text = "[";
-    for (const std::string &item : test.writes) {
-      const size_t equals = item.find('=');
-      text += std::string(text.size() > 1 ? "," : "") + R"({"category":")" + test.category +
-              R"(","key":")" + item.substr(0, equals) + R"(","value":{"current":)" +
-              item.substr(equals + 1) + "}}";
-    }
-    EXPECT_EQ(send(text + "]").journal, test.push);
-    EXPECT_EQ(send(write(test.category, test.writes[0].substr(0, test.writes[0].find('=')),
-                         test.writes[0].substr(test.writes[0].find('=') + 1)))
-                  .journal,
-              test.push);
-  }
 }
 
 }  // namespace

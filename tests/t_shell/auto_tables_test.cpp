@@ -125,6 +125,11 @@ const IndexCase kIndexes[] = {
     {"AGC_2", "tableIndex", ":curve"},
     {"AWB_4", "grayPreferenceIndex", ":grayPreference.grayBgain"},
     {"AWB_4", "lightWeightLevelIndex", ":lightWeightLevel.weight"},
+    {"A2DNR_6", "tableIndex", ":sigmaOffset"},
+    {"A3DNR_4", "tableIndex", ":tnrStrength"},
+    {"AEE_3", "tableIndex", ":eeStrength"},
+    {"AWDR_5_2_1", "tableIndex", ":lowStrength"},
+    {"ADPCC", "tableIndex", ":outMode"},
 };
 
 TEST_F(AutoTableTest, IndexesOutsideTheTableAreRefusedAndNeverFollowed) {
@@ -132,10 +137,17 @@ TEST_F(AutoTableTest, IndexesOutsideTheTableAreRefusedAndNeverFollowed) {
     SCOPED_TRACE(std::string(c.category) + "/" + c.index);
     const std::string refused = std::string(R"(","message":["Shell: Out of range"]})");
     write(c.category, c.index, "4");
+    void *stored = nullptr;
+    uint64_t size = 0;
+    ASSERT_EQ(TDatabase_query(database_, c.category, &stored), TCOMMON_SUCCESS);
+    ASSERT_EQ(TDatabase_recordSize(c.category, &size), TCOMMON_SUCCESS);
+    const std::string before(static_cast<const char *>(stored), size);
     for (const char *outside : {"10", "-1", "65536"}) {
-      EXPECT_EQ(write(c.category, c.index, outside),
+      const Exchange answer = send(single(c.category, c.index, outside));
+      EXPECT_EQ(answer.response,
                 R"({"category":")" + std::string(c.category) + R"(","key":")" + c.index + refused);
-      EXPECT_EQ(read(c.category, c.index), "4");
+      EXPECT_EQ(answer.journal, "");
+      EXPECT_EQ(std::string(static_cast<const char *>(stored), size), before);
     }
 
     // A document may store any index: the row keys then refuse, reads and writes alike,
@@ -227,10 +239,31 @@ TEST_F(AutoTableTest, WindowsFollowTheWindowCount) {
 
 TEST_F(AutoTableTest, KeysAreMatchedWithTheirColonOrWithout) {
   const std::pair<const char *, const char *> kUnknown[] = {
-      {"ACP_1_2", "gains"},          {"ALSC_3", ":damping"},
-      {"ALSC_3", "strength"},        {"AGC_2", "curve"},
-      {"ABLS", ":tableIndex"},       {"AE_4", ":aGain"},
-      {"AWB_4", "confoundPointD65"}, {"AWB_4", "grayPreference.grayBgain"},
+      {"ACP_1_2", "gains"},
+      {"ALSC_3", ":damping"},
+      {"ALSC_3", "strength"},
+      {"AGC_2", "curve"},
+      {"ABLS", ":tableIndex"},
+      {"AE_4", ":aGain"},
+      {"AWB_4", "confoundPointD65"},
+      {"AWB_4", "grayPreference.grayBgain"},
+      {"A2DNR_6", "gains"},
+      {"A2DNR_6", ":tableIndex"},
+      {"A3DNR_4", ":nmK"},
+      {"A3DNR_4", "tnrStrength"},
+      {"AEE_3", "autoLevel"},
+      {"AEE_3", ":gains"},
+      {"AWDR_5_2_1", "contrast"},
+      {"ADPCC", "setUse"},
+      {"ADMSC_3", ":autoLevel"},
+      {"ADMSC_3", "gains"},
+      {"AF_4", ":mode"},
+      {"AF_4", "tableIndex"},
+      // The curve entries spell their third member layer0T3.
+      {"ADMSC_3", "sharpenCurve0:layerT3"},
+      {"ADMSC_3", "sharpenCurve1:layer0T3:"},
+      {"ADMSC_3", "sharpenCurve3Index"},
+      {"ADMSC_3", ":sharpenCurve0Index"},
   };
   for (const auto &[category, key] : kUnknown) {
     std::string expected = single(category, key);
@@ -247,8 +280,9 @@ TEST_F(AutoTableTest, KeysAreMatchedWithTheirColonOrWithout) {
 TEST_F(AutoTableTest, OnlyLiveExposureAndTemperatureValuesAreReadBack) {
   const std::set<std::string> kReadBack = {"AE_4/aGain", "AE_4/dGain", "AE_4/exposureTime",
                                            "AWB_4/awbTemWeight"};
-  const std::set<std::string> kMine = {"ABLS",   "ACP_1_2", "ACNR_2_2", "AGC_2",
-                                       "ALSC_3", "AE_4",    "AWB_4"};
+  const std::set<std::string> kMine = {"ABLS",       "ACP_1_2", "ACNR_2_2", "AGC_2",   "ALSC_3",
+                                       "AE_4",       "AWB_4",   "A2DNR_6",  "A3DNR_4", "ADMSC_3",
+                                       "AWDR_5_2_1", "AEE_3",   "ADPCC",    "AF_4"};
   size_t served = 0;
   for (uint32_t i = 0; i < kShellCategoryCount; ++i) {
     const tshell::KeyTable *table = kShellCategories[i].keys;
@@ -284,10 +318,22 @@ TEST_F(AutoTableTest, OnlyLiveExposureAndTemperatureValuesAreReadBack) {
       {"ALSC_3/autoLevel=2", "TDriverLensShadingCorrection_3_process(0)\n"},
       {"AE_4/exposureTime=[2]", "TDriverExposureControl_2_process(0)\n"},
       {"AWB_4/mode=2", "TDriverWhiteBalance_1_1_process(0)\n"},
+      {"A2DNR_6/:vstFactor=[2]", "TDriver2DNoiseReduction_6_process(0)\n"},
+      {"A3DNR_4/nmK=1.5", "TDriver3DNoiseReduction_4_process(0)\n"},
+      {"AEE_3/:dciEnable=[1]", "TDriverEdgeEnhance_3_process(0)\n"},
+      {"AWDR_5_2_1/:contrast=[1]", "TDriverWideDynamicRange_5_2_1_process(0)\n"},
+      {"ADPCC/:setUse=[1]", "TDriverDefectPixelClusterCorrection_process(0)\n"},
+      {"ADMSC_3/sharpenCurve2:layerT1=3", "TDriverDeMosaic_3_process(0)\n"},
+      {"AF_4/weightWindow=[1]", "TDriverFocusControl_process(0)\n"},
   };
   for (const auto &[item, journal] : kPushes) {
     EXPECT_EQ(send(request({item.c_str()})).journal, journal) << item;
   }
+  // Several writes to one table push its block once, at the request's last item.
+  EXPECT_EQ(
+      send(request({"AEE_3/:autoLevel=3", "AEE_3/:skinThreshold=[[-1]]", "AEE_3/:dciEnable=[1]"}))
+          .journal,
+      "TDriverEdgeEnhance_3_process(0)\n");
 }
 
 }  // namespace
