@@ -201,6 +201,17 @@ TEST(Settings, RefusedDocumentsChangeNothing) {
       {R"({"PT":{},"t":{}})", "t: unknown category"},
       {R"([{"T":{}}])", "a settings document is a JSON object, found an array"},
       {R"({"T":{"u8":1})", "invalid JSON at byte "},  // and the reader's reason
+      // Which refusal wins: the first in document order, but a wrong length refuses its
+      // whole array before anything inside it, and invalid JSON outranks everything.
+      {R"({"T":{"matrix":[[1,true,3],[4,5]]}})",
+       "T.matrix[0][1]: expected an integer, found a boolean"},
+      {R"({"T":{"matrix":[[1,true,3],[4,5,6],[7,8,9]]}})",
+       "T.matrix: expected 2 elements, found 3"},
+      {R"({"T":{"matrix":[[1,2,3,[4]],[4,5,6]]},"X":1})",
+       "T.matrix[0]: expected 3 elements, found 4"},
+      {R"({"T":{"rows":[{"corner":{"x":true}},{},{},{}],"u8":"x"}})",
+       "T.rows: expected 3 elements, found 4"},
+      {R"({"T":{"u8":"x"},"X":{}} x)", "invalid JSON at byte "},
   };
   for (const Case &c : cases) {
     SCOPED_TRACE(c.document);

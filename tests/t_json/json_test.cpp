@@ -141,6 +141,12 @@ TEST_F(JsonTest, ParsedTextsPrintBackAndKeepNumberKinds) {
       {"-0", "0", TJSON_TYPE_INTEGER},
       {"1E2", "100.0", TJSON_TYPE_FLOAT},
       {"0.10000000149011612", "0.10000000149011612", TJSON_TYPE_FLOAT},
+      // A zero with an exponent is zero; below the smallest double, the nearest is zero.
+      {"0e297", "0.0", TJSON_TYPE_FLOAT},
+      {"-0.0e-5", "-0.0", TJSON_TYPE_FLOAT},
+      {"1e-400", "0.0", TJSON_TYPE_FLOAT},
+      {"2.4e-324", "0.0", TJSON_TYPE_FLOAT},
+      {"2.5e-324", "5e-324", TJSON_TYPE_FLOAT},
   };
   for (const auto &[input, output, type] : cases) {
     Tree tree = parse(input);
@@ -219,6 +225,7 @@ TEST_F(JsonTest, MalformedTextsAreRefusedWithOffset) {
       {"\"\xED\xA0\x80\"", encoding},
       {"\"\xE2\x82\"", encoding},
       {"1e400", "0 Number too big to be stored in double."},
+      {"[0,9.9e308]", "3 Number too big to be stored in double."},
       {std::string(257, '[') + std::string(257, ']'), "256 Nesting deeper than 256 levels"},
       {deepObjects, "1280 Nesting deeper than 256 levels"},
   };

@@ -2,6 +2,7 @@
 // any record that has a layout.
 #include "fields.h"
 
+#include <algorithm>
 #include <cfloat>
 #include <charconv>
 #include <cmath>
@@ -194,6 +195,95 @@ uint32_t writeValue(const Field &field, const unsigned char *at, TJsonValue *val
     }
   }
   return result;
+}
+
+// ---- Printing ---------------------------------------------------------------------------
+//
+// The settings document is printed straight from the records through the writer's
+// streaming calls: the same text as a tree of the record would print, without a node per
+// number.
+
+constexpr size_t kPrintRun = 256;  // elements widened per writer call
+
+// count numbers of type T as elements of the open array, widened in runs for the writer.
+template <typename T>
+uint32_t printElements(const unsigned char *at, size_t count, TJsonWriter *writer) {
+  using Wide = std::conditional_t<std::is_floating_point_v<T>, double, int64_t>;
+  Wide run[kPrintRun];
+  uint32_t result = TCOMMON_SUCCESS;
+  for (size_t first = 0; first < count && result == TCOMMON_SUCCESS; first += kPrintRun) {
+    const size_t length = std::min(kPrintRun, count - first);
+    for (size_t i = 0; i < length; ++i) {
+      run[i] = static_cast<Wide>(load<T>(at + (first + i) * sizeof(T)));
+    }
+    if constexpr (std::is_floating_point_v<T>) {
+      result = TJsonWriter_floats(writer, run, length);
+    } else {
+      result = TJsonWriter_integers(writer, run, length);
+    }
+  }
+  return result;
+}
+
+// count numbers of type T: one scalar, or the elements of the open array.
+template <typename T>
+uint32_t printNumbers(const unsigned char *at, size_t count, bool isElements, TJsonWriter *writer) {
+  if constexpr (std::is_same_v<T, uint64_t>) {
+    // Above INT64_MAX they print as unsigned: one at a time.
+    uint32_t result = TCOMMON_SUCCESS;
+    for (size_t i = 0; i < count && result == TCOMMON_SUCCESS; ++i) {
+      result = TJsonWriter_unsigned(writer, load<T>(at + i * sizeof(T)));
+    }
+    return result;
+  } else if (isElements) {
+    return printElements<T>(at, count, writer);
+  } else if constexpr (std::is_floating_point_v<T>) {
+    return TJsonWriter_float(writer, load<T>(at));
+  } else {
+    return TJsonWriter_integer(writer, load<T>(at));
+  }
+}
+
+// count consecutive scalars of a number or Bool field: one value, or (isElements) the
+// elements of the open array.
+uint32_t printScalars(Kind kind, const unsigned char *at, size_t count, bool isElements,
+                      TJsonWriter *writer) {
+  if (kind == Kind::Bool) {
+    uint32_t result = TCOMMON_SUCCESS;
+    for (size_t i = 0; i < count && result == TCOMMON_SUCCESS; ++i) {
+      result = TJsonWriter_boolean(writer, at[i] != 0 ? 1 : 0);
+    }
+    return result;
+  }
+  return withNumberType(
+      kind, [&](auto zero) { return printNumbers<decltype(zero)>(at, count, isElements, writer); });
+}
+
+uint32_t printValue(const Field &field, const unsigned char *at, uint32_t dimension,
+                    uint32_t dimensions, TJsonWriter *writer) {
+  if (dimension == dimensions) {
+    if (field.kind == Kind::Group) {
+      uint32_t result = TJsonWriter_startObject(writer);
+      if (result == TCOMMON_SUCCESS) result = printFields(*field.layout, at, writer);
+      return result == TCOMMON_SUCCESS ? TJsonWriter_endObject(writer) : result;
+    }
+    if (field.kind == Kind::Text) {
+      const auto *text = reinterpret_cast<const char *>(at);
+      return TJsonWriter_string(writer, text, strnlen(text, field.shape[0]));
+    }
+    return printScalars(field.kind, at, 1, false, writer);
+  }
+  uint32_t result = TJsonWriter_startArray(writer);
+  const uint32_t count = field.shape[dimension];
+  if (dimension + 1 == dimensions && field.kind != Kind::Group) {
+    if (result == TCOMMON_SUCCESS) result = printScalars(field.kind, at, count, true, writer);
+  } else {
+    const size_t stride = field.elementSize * elementsFrom(field, dimension + 1);
+    for (uint32_t i = 0; i < count && result == TCOMMON_SUCCESS; ++i) {
+      result = printValue(field, at + i * stride, dimension + 1, dimensions, writer);
+    }
+  }
+  return result == TCOMMON_SUCCESS ? TJsonWriter_endArray(writer) : result;
 }
 
 // ---- Parsing ----------------------------------------------------------------------------
@@ -521,6 +611,46 @@ uint32_t writeFields(const Layout &layout, const void *record, TJsonValue *objec
     if (result != TCOMMON_SUCCESS) return result;
   }
   return TCOMMON_SUCCESS;
+}
+
+uint32_t printFields(const Layout &layout, const void *record, TJsonWriter *writer) {
+  const auto *bytes = static_cast<const unsigned char *>(record);
+  for (const Field &field : layout.fields) {
+    uint32_t result = TJsonWriter_key(writer, field.name, std::strlen(field.name));
+    if (result == TCOMMON_SUCCESS) {
+      result = printValue(field, bytes + field.offset, 0, dimensionsOf(field), writer);
+    }
+    if (result != TCOMMON_SUCCESS) return result;
+  }
+  return TCOMMON_SUCCESS;
+}
+
+uint32_t fieldDimensions(const Field &field) {
+  return dimensionsOf(field);
+}
+
+size_t fieldStride(const Field &field, uint32_t dimension) {
+  return field.elementSize * elementsFrom(field, dimension + 1);
+}
+
+uint32_t applyElement(const Field &field, TJsonValue *value, unsigned char *at, FieldError &error) {
+  return readElement(field, value, at, error);
+}
+
+uint32_t refuseNotArray(FieldError &error, uint32_t type) {
+  return refuseType(error, "an array", type);
+}
+
+const Field *findFieldNamed(const Layout &layout, const char *name, size_t &next) {
+  const std::span<const Field> fields = layout.fields;
+  for (size_t tried = 0, i = next; tried < fields.size(); ++tried, ++i) {
+    if (i == fields.size()) i = 0;
+    if (std::strcmp(fields[i].name, name) == 0) {
+      next = i + 1;
+      return &fields[i];
+    }
+  }
+  return nullptr;
 }
 
 uint32_t applyFields(const Layout &layout, TJsonValue *object, void *record, FieldError &error) {

@@ -202,6 +202,8 @@ class FieldError {
 // fills it), arrays as nested arrays, groups as objects. Returns the JSON library's code on failure
 // (out of memory).
 uint32_t writeFields(const Layout &layout, const void *record, TJsonValue *object);
+// The same members printed into a streaming writer, inside the object it has open.
+uint32_t printFields(const Layout &layout, const void *record, TJsonWriter *writer);
 
 // Applies the members of object onto record, strictly: every member must name a listed
 // field and hold a value of its type, range and shape; members left out keep their
@@ -210,6 +212,18 @@ uint32_t writeFields(const Layout &layout, const void *record, TJsonValue *objec
 // scratch copy and keep it only when the whole document is valid. May throw
 // std::bad_alloc while describing a failure.
 uint32_t applyFields(const Layout &layout, TJsonValue *object, void *record, FieldError &error);
+
+// Pieces of applyFields for appliers that walk a document instead of a tree:
+// dimensions of a field's array (0 for scalars, texts and single groups); bytes from one
+// element of dimension to the next; one innermost element (a scalar, a text, or a group
+// given as a value that is not an object) applied as applyFields would; the refusal of a
+// value that is not an array where one is due; the field called name, searched from next
+// on (next then points after it).
+uint32_t fieldDimensions(const Field &field);
+size_t fieldStride(const Field &field, uint32_t dimension);
+uint32_t applyElement(const Field &field, TJsonValue *value, unsigned char *at, FieldError &error);
+uint32_t refuseNotArray(FieldError &error, uint32_t type);
+const Field *findFieldNamed(const Layout &layout, const char *name, size_t &next);
 
 // The categories of the database in settings-document order (records.cpp).
 std::span<const RecordType *const> recordTypes();

@@ -24,68 +24,287 @@ struct ReaderCloser {
 };
 using Reader = std::unique_ptr<TJsonReader, ReaderCloser>;
 
-struct ParseContext {
-  std::span<const RecordType *const> types;
-  void *const *records;
-  void *const *scratch;
-  std::vector<uint8_t> &isTouched;
-  std::string &error;
-  size_t next;  // where the search for the next category starts
+// Applies a settings document as the reader walks it, without a tree. The outcome, the
+// refusal texts and which refusal is reported are those of applying the parsed tree
+// member by member: the first refused value in document order, except that an array of
+// the wrong length is refused as a whole before anything inside it is looked at.
+class DocumentApplier {
+ public:
+  DocumentApplier(std::span<const RecordType *const> types, void *const *records,
+                  void *const *scratch, std::vector<uint8_t> &isTouched)
+      : types_(types), records_(records), scratch_(scratch), isTouched_(isTouched) {}
+  ~DocumentApplier() {
+    TJsonValue_delete(emptyArray_);
+    TJsonValue_delete(emptyObject_);
+  }
+
+  // Makes the stand-ins for containers where a scalar is due. False: out of memory.
+  bool prepare() {
+    return TJsonValue_create(TJSON_TYPE_ARRAY, &emptyArray_) == TCOMMON_SUCCESS &&
+           TJsonValue_create(TJSON_TYPE_OBJECT, &emptyObject_) == TCOMMON_SUCCESS;
+  }
+
+  static const TJsonEvents kEvents;
+
+  bool isRefused() const { return state_ != State::Applying; }
+  bool isOutOfMemory() const { return isOutOfMemory_; }
+  std::string refusal() const {
+    return state_ == State::Settled ? settled_ : fieldError_.text(types_[category_]->category);
+  }
+
+ private:
+  enum class Kind : uint8_t { Document, Category, Record, Array, Skip };
+  struct Level {
+    Kind kind;
+    const Layout *layout = nullptr;  // Category, Record: its fields
+    unsigned char *at = nullptr;     // Category, Record: the struct; Array: its element 0
+    const Field *field = nullptr;    // Category, Record: the member being read; Array: the field
+    size_t next = 0;                 // Category, Record: where the next field search starts
+    uint32_t dimension = 0;          // Array
+    uint32_t count = 0;              // Array: elements begun so far
+    size_t stride = 0;               // Array: bytes from one element to the next
+    bool isWatched = false;          // Array: open when a value inside it was refused
+  };
+  // Applying; Refused: a refusal is recorded, an enclosing array of the wrong length may
+  // still replace it; Settled: final, the rest of the document is only read.
+  enum class State : uint8_t { Applying, Refused, Settled };
+
+  static DocumentApplier &of(void *context) { return *static_cast<DocumentApplier *>(context); }
+
+  // Runs one event; a failed allocation settles the walk as out of memory.
+  template <typename Step>
+  static void guarded(void *context, Step &&step) {
+    DocumentApplier &applier = of(context);
+    if (applier.state_ == State::Settled) return;
+    try {
+      step(applier);
+    } catch (const std::bad_alloc &) {
+      applier.isOutOfMemory_ = true;
+      applier.state_ = State::Settled;
+    }
+  }
+
+  void settle(std::string text) {
+    settled_ = std::move(text);
+    state_ = State::Settled;
+  }
+
+  // Places the refusal just recorded in fieldError_ inside levels from..Category, and
+  // watches the arrays among them.
+  void refuseFrom(size_t from) {
+    for (size_t i = from + 1; i-- > 0;) {
+      Level &level = levels_[i];
+      if (level.kind == Kind::Array) {
+        fieldError_.encloseIndex(level.count - 1);
+        level.isWatched = true;
+      } else if (level.kind == Kind::Record || level.kind == Kind::Category) {
+        fieldError_.enclose(level.field->name);
+      }
+      if (level.kind == Kind::Category) break;
+    }
+    state_ = State::Refused;
+  }
+
+  // A value begins at the innermost level: counts it, and says where its bytes go and
+  // which field and dimension it is (nullptr field: the value is not applied).
+  struct Slot {
+    const Field *field = nullptr;
+    uint32_t dimension = 0;
+    unsigned char *at = nullptr;
+  };
+  Slot begin() {
+    Level &level = levels_.back();
+    if (level.kind == Kind::Array) {
+      const uint32_t index = level.count++;
+      if (state_ != State::Applying || index >= level.field->shape[level.dimension]) return {};
+      return {level.field, level.dimension + 1, level.at + index * level.stride};
+    }
+    if (state_ != State::Applying) return {};
+    if (level.kind == Kind::Record || level.kind == Kind::Category) {
+      return {level.field, 0, level.at + level.field->offset};
+    }
+    return {};
+  }
+
+  // A container begins where slot is due.
+  void open(bool isObject) {
+    const size_t top = levels_.size() - 1;
+    const Kind kind = levels_[top].kind;
+    if (kind == Kind::Document && state_ == State::Applying && levels_.size() == 1) {
+      if (isObject) {
+        levels_.push_back(Level{Kind::Document});
+      } else {
+        settle("a settings document is a JSON object, found an array");
+      }
+      return;
+    }
+    if (kind == Kind::Document) {  // a category's value
+      if (isObject) {
+        unsigned char *record = static_cast<unsigned char *>(scratch_[category_]);
+        levels_.push_back(Level{Kind::Category, &types_[category_]->layout, record});
+      } else {
+        fieldError_.fail(std::string("expected an object, found ") +
+                         jsonTypeName(TJSON_TYPE_ARRAY));
+        settle(fieldError_.text(types_[category_]->category));
+      }
+      return;
+    }
+    const Slot slot = begin();
+    if (slot.field == nullptr) {
+      levels_.push_back(Level{Kind::Skip});
+      return;
+    }
+    const Field &field = *slot.field;
+    const uint32_t dimensions = fieldDimensions(field);
+    uint32_t result = TCOMMON_SUCCESS;
+    if (slot.dimension < dimensions) {
+      if (!isObject) {
+        Level array{Kind::Array};
+        array.field = &field;
+        array.dimension = slot.dimension;
+        array.at = slot.at;
+        array.stride = fieldStride(field, slot.dimension);
+        levels_.push_back(array);
+        return;
+      }
+      result = refuseNotArray(fieldError_, TJSON_TYPE_OBJECT);
+    } else if (field.kind == tdatabase::Kind::Group && isObject) {
+      levels_.push_back(Level{Kind::Record, field.layout, slot.at});
+      return;
+    } else {
+      result = applyElement(field, isObject ? emptyObject_ : emptyArray_, slot.at, fieldError_);
+    }
+    if (result == TCOMMON_NO_MEMORY) throw std::bad_alloc();
+    if (result != TCOMMON_SUCCESS) refuseFrom(levels_.size() - 1);
+    levels_.push_back(Level{Kind::Skip});
+  }
+
+  void close() {
+    const Level level = levels_.back();
+    levels_.pop_back();
+    if (level.kind == Kind::Array) {
+      const uint32_t expected = level.field->shape[level.dimension];
+      if (level.count != expected && (state_ == State::Applying || level.isWatched)) {
+        fieldError_.fail("expected " + std::to_string(expected) + " elements, found " +
+                         std::to_string(level.count));
+        refuseFrom(levels_.size() - 1);
+      }
+    } else if (level.kind == Kind::Category && state_ == State::Refused) {
+      settle(fieldError_.text(types_[category_]->category));
+    }
+  }
+
+  void key(const char *name) {
+    Level &level = levels_.back();
+    if (level.kind == Kind::Document) {
+      if (state_ != State::Applying) return;
+      const size_t count = types_.size();
+      size_t index = count;
+      for (size_t tried = 0, i = nextCategory_; tried < count; ++tried, ++i) {
+        if (i == count) i = 0;
+        if (std::strcmp(types_[i]->category, name) == 0) {
+          index = i;
+          nextCategory_ = i + 1;
+          break;
+        }
+      }
+      if (index == count) {
+        settle(std::string(name) + ": unknown category");
+        return;
+      }
+      category_ = index;
+      if (isTouched_[index] == 0) {
+        std::memcpy(scratch_[index], records_[index], types_[index]->layout.size);
+        isTouched_[index] = 1;
+      }
+      return;
+    }
+    if (state_ != State::Applying || (level.kind != Kind::Record && level.kind != Kind::Category)) {
+      return;
+    }
+    level.field = findFieldNamed(*level.layout, name, level.next);
+    if (level.field == nullptr) {
+      fieldError_.fail("unknown field");
+      fieldError_.enclose(name);
+      refuseFrom(levels_.size() - 2);
+    }
+  }
+
+  void scalar(TJsonValue *value) {
+    uint32_t type = TJSON_TYPE_ABSENT;
+    TJsonValue_type(value, &type);
+    const Kind kind = levels_.back().kind;
+    if (kind == Kind::Document) {
+      if (state_ != State::Applying) return;
+      if (levels_.size() == 1) {
+        settle(std::string("a settings document is a JSON object, found ") + jsonTypeName(type));
+      } else {
+        fieldError_.fail(std::string("expected an object, found ") + jsonTypeName(type));
+        settle(fieldError_.text(types_[category_]->category));
+      }
+      return;
+    }
+    const Slot slot = begin();
+    if (slot.field == nullptr) return;
+    const uint32_t result = slot.dimension < fieldDimensions(*slot.field)
+                                ? refuseNotArray(fieldError_, type)
+                                : applyElement(*slot.field, value, slot.at, fieldError_);
+    if (result == TCOMMON_NO_MEMORY) throw std::bad_alloc();
+    if (result != TCOMMON_SUCCESS) refuseFrom(levels_.size() - 1);
+  }
+
+  std::span<const RecordType *const> types_;
+  void *const *records_;
+  void *const *scratch_;
+  std::vector<uint8_t> &isTouched_;
+  std::vector<Level> levels_{Level{Kind::Document}};
+  size_t category_ = 0;      // the category whose member is being read
+  size_t nextCategory_ = 0;  // documents list the categories in order: search on from here
+  State state_ = State::Applying;
+  FieldError fieldError_;
+  std::string settled_;
+  bool isOutOfMemory_ = false;
+  TJsonValue *emptyArray_ = nullptr;
+  TJsonValue *emptyObject_ = nullptr;
+
+ public:
+  static void onStartObject(void *context) {
+    guarded(context, [](DocumentApplier &applier) { applier.open(true); });
+  }
+  static void onStartArray(void *context) {
+    guarded(context, [](DocumentApplier &applier) { applier.open(false); });
+  }
+  static void onEnd(void *context) {
+    guarded(context, [](DocumentApplier &applier) { applier.close(); });
+  }
+  static void onKey(void *context, const char *name, uint64_t) {
+    guarded(context, [name](DocumentApplier &applier) { applier.key(name); });
+  }
+  static void onScalar(void *context, TJsonValue *value) {
+    guarded(context, [value](DocumentApplier &applier) { applier.scalar(value); });
+  }
 };
 
-// Documents written by the database list the categories in order: start the search after
-// the category found last.
-size_t findCategory(ParseContext &context, const char *name) {
-  const size_t count = context.types.size();
-  for (size_t tried = 0, i = context.next; tried < count; ++tried, ++i) {
-    if (i == count) i = 0;
-    if (std::strcmp(context.types[i]->category, name) == 0) {
-      context.next = i + 1;
-      return i;
-    }
-  }
-  return count;
-}
-
-// Called by the JSON library: nothing may be thrown back through it.
-uint32_t applyCategory(void *opaque, const char *name, TJsonValue *member) {
-  auto &context = *static_cast<ParseContext *>(opaque);
-  try {
-    const size_t index = findCategory(context, name);
-    if (index == context.types.size()) {
-      context.error = std::string(name) + ": unknown category";
-      return kRefused;
-    }
-    const RecordType &type = *context.types[index];
-    if (context.isTouched[index] == 0) {
-      std::memcpy(context.scratch[index], context.records[index], type.layout.size);
-      context.isTouched[index] = 1;
-    }
-    FieldError fieldError;
-    const uint32_t result = applyFields(type.layout, member, context.scratch[index], fieldError);
-    if (result == kRefused) context.error = fieldError.text(type.category);
-    return result;
-  } catch (const std::bad_alloc &) {
-    return TCOMMON_NO_MEMORY;
-  }
-}
+const TJsonEvents DocumentApplier::kEvents = {
+    DocumentApplier::onStartObject, DocumentApplier::onEnd, DocumentApplier::onStartArray,
+    DocumentApplier::onEnd,         DocumentApplier::onKey, DocumentApplier::onScalar,
+};
 
 }  // namespace
 
 uint32_t writeSettings(std::span<const RecordType *const> types, const void *const *records,
                        TJsonWriter *writer, const char **text, uint64_t *length) {
-  TJsonValue *root = nullptr;
-  uint32_t result = TJsonValue_create(TJSON_TYPE_OBJECT, &root);
-  if (result != TCOMMON_SUCCESS) return result;
-  const Tree tree(root);
-  for (size_t i = 0; i < types.size(); ++i) {
-    TJsonValue *category = nullptr;
-    result = TJsonValue_member(root, types[i]->category, &category);
-    if (result == TCOMMON_SUCCESS) result = TJsonValue_create(TJSON_TYPE_OBJECT, &category);
-    if (result == TCOMMON_SUCCESS) result = writeFields(types[i]->layout, records[i], category);
-    if (result != TCOMMON_SUCCESS) return result;
+  uint32_t result = TJsonWriter_begin(writer);
+  if (result == TCOMMON_SUCCESS) result = TJsonWriter_startObject(writer);
+  for (size_t i = 0; i < types.size() && result == TCOMMON_SUCCESS; ++i) {
+    const char *category = types[i]->category;
+    result = TJsonWriter_key(writer, category, std::strlen(category));
+    if (result == TCOMMON_SUCCESS) result = TJsonWriter_startObject(writer);
+    if (result == TCOMMON_SUCCESS) result = printFields(types[i]->layout, records[i], writer);
+    if (result == TCOMMON_SUCCESS) result = TJsonWriter_endObject(writer);
   }
-  result = TJsonWriter_stringify(writer, root, text);
+  if (result == TCOMMON_SUCCESS) result = TJsonWriter_endObject(writer);
+  if (result == TCOMMON_SUCCESS) result = TJsonWriter_end(writer, text);
   if (result == TCOMMON_SUCCESS) result = TJsonWriter_length(writer, length);
   return result;
 }
@@ -98,9 +317,11 @@ uint32_t parseSettings(std::span<const RecordType *const> types, void *const *re
   if (result != TCOMMON_SUCCESS) return result;
   const Reader reader(opened);
 
-  TJsonValue *root = nullptr;
-  result = TJsonReader_parse(reader.get(), begin, end, &root);
-  const Tree tree(root);
+  std::vector<uint8_t> isTouched(types.size(), 0);
+  DocumentApplier applier(types, records, scratch, isTouched);
+  if (!applier.prepare()) return TCOMMON_NO_MEMORY;
+  result = TJsonReader_walk(reader.get(), begin, end, &DocumentApplier::kEvents, &applier);
+  // Invalid JSON anywhere outranks a refused value.
   if (result == TCOMMON_PARSE_ERROR) {
     uint64_t offset = 0;
     const char *problem = "unknown problem";
@@ -109,18 +330,11 @@ uint32_t parseSettings(std::span<const RecordType *const> types, void *const *re
     return kRefused;
   }
   if (result != TCOMMON_SUCCESS) return result;
-
-  uint32_t type = TJSON_TYPE_ABSENT;
-  TJsonValue_type(root, &type);
-  if (type != TJSON_TYPE_OBJECT) {
-    error = std::string("a settings document is a JSON object, found ") + jsonTypeName(type);
+  if (applier.isOutOfMemory()) return TCOMMON_NO_MEMORY;
+  if (applier.isRefused()) {
+    error = applier.refusal();
     return kRefused;
   }
-
-  std::vector<uint8_t> isTouched(types.size(), 0);
-  ParseContext context{types, records, scratch, isTouched, error, 0};
-  result = TJsonValue_forEachMember(root, applyCategory, &context);
-  if (result != TCOMMON_SUCCESS) return result;
 
   for (size_t i = 0; i < types.size(); ++i) {
     if (isTouched[i] != 0) copyFields(types[i]->layout, records[i], scratch[i]);

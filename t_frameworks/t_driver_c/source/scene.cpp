@@ -24,6 +24,7 @@
 #include <cmath>
 #include <cstring>
 #include <memory>
+#include <mutex>
 #include <string_view>
 
 #include "driver_blocks.h"
@@ -213,14 +214,47 @@ void render(const Camera &camera, Frame &frame) {
   }
 }
 
+// A frame depends on nothing but the camera, and a client that polls the statistics asks
+// for the same picture frame after frame: the last frame rendered is handed out again for
+// as long as the camera has not changed. Frames are never changed once rendered.
+struct FrameCache {
+  std::mutex mutex;
+  Camera camera;
+  std::shared_ptr<const Frame> frame;
+};
+
+FrameCache &frameCache() {
+  static FrameCache cache;
+  return cache;
+}
+
+bool sameCamera(const Camera &a, const Camera &b) {
+  return a.exposure == b.exposure && a.gain == b.gain && a.position == b.position;
+}
+
 // The chart as the hardware sees it now. Allocation failure: TCOMMON_NO_MEMORY.
-uint32_t capture(TDriver &driver, std::unique_ptr<Frame> *frame) {
+uint32_t capture(TDriver &driver, std::shared_ptr<const Frame> *frame) {
   const Camera camera = cameraOf(driver);
+  FrameCache &cache = frameCache();
+  {
+    std::lock_guard lock(cache.mutex);
+    if (cache.frame != nullptr && sameCamera(cache.camera, camera)) {
+      *frame = cache.frame;
+      return TCOMMON_SUCCESS;
+    }
+  }
+  std::shared_ptr<Frame> rendered;
   if (const uint32_t code =
-          tdriver::allocating([&] { *frame = std::make_unique_for_overwrite<Frame>(); });
+          tdriver::allocating([&] { rendered = std::make_shared_for_overwrite<Frame>(); });
       code != TCOMMON_SUCCESS)
     return code;
-  render(camera, **frame);
+  render(camera, *rendered);
+  {
+    std::lock_guard lock(cache.mutex);
+    cache.camera = camera;
+    cache.frame = rendered;
+  }
+  *frame = std::move(rendered);
   return TCOMMON_SUCCESS;
 }
 
@@ -309,7 +343,7 @@ uint32_t measureHistogram(TDriver *driver, const char *, void *record) {
   auto &unit = *static_cast<TDatabaseHistogram *>(record);
   unit.statistics = {};
   if (unit.state == 0) return TCOMMON_SUCCESS;
-  std::unique_ptr<Frame> frame;
+  std::shared_ptr<const Frame> frame;
   if (const uint32_t code = capture(*driver, &frame); code != TCOMMON_SUCCESS) return code;
   const TDatabaseHistogramCoefficient c = unit.coefficient;
   const auto level = [&](const Quad &quad) -> double {
@@ -333,7 +367,7 @@ uint32_t measureHistogram2(TDriver *driver, const char *, void *record) {
   auto &unit = *static_cast<TDatabaseHistogram_2 *>(record);
   unit.statistics = {};
   if (unit.state == 0) return TCOMMON_SUCCESS;
-  std::unique_ptr<Frame> frame;
+  std::shared_ptr<const Frame> frame;
   if (const uint32_t code = capture(*driver, &frame); code != TCOMMON_SUCCESS) return code;
   const auto level = [&](const Quad &quad) -> double {
     switch (unit.mode) {
@@ -394,7 +428,7 @@ constexpr int kZones = TDATABASE_AUTO_EXPOSURE_STATISTICS_2_ZONES;
 uint32_t measureExposure(TDriver *driver, const char *, void *) {
   TDatabaseAutoExposureStatistics_2 *unit = nullptr;
   if (const uint32_t code = readUnit(*driver, "AES_2", &unit); code != TCOMMON_SUCCESS) return code;
-  std::unique_ptr<Frame> frame;
+  std::shared_ptr<const Frame> frame;
   if (const uint32_t code = capture(*driver, &frame); code != TCOMMON_SUCCESS) return code;
 
   const TDatabaseAutoExposureStatistics_2Weight &w = unit->weight;
@@ -576,7 +610,7 @@ uint32_t measureFocus(TDriver *driver, const char *, void *) {
   if (const uint32_t code = readUnit(*driver, "AFM_3", &unit); code != TCOMMON_SUCCESS) return code;
   unit->statistics = {};
   if (unit->isEnable == 0) return TCOMMON_SUCCESS;
-  std::unique_ptr<Frame> frame;
+  std::shared_ptr<const Frame> frame;
   if (const uint32_t code = capture(*driver, &frame); code != TCOMMON_SUCCESS) return code;
   // hwRoi: x, y, width, height; the windows are its left, centre and right thirds.
   const int64_t x = unit->hwRoi[0];

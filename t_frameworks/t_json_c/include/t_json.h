@@ -78,6 +78,22 @@ TJSON_API uint32_t TJsonReader_parse(TJsonReader *reader, const char *begin, con
                                      TJsonValue **value);
 /* Checks the text as TJsonReader_parse would, without building a tree. */
 TJSON_API uint32_t TJsonReader_check(TJsonReader *reader, const char *begin, const char *end);
+/* Reads the text as TJsonReader_parse does (same checks, same errors), but hands each
+ * piece to events, in document order, instead of building a tree: containers as start and
+ * end, member names as key, every other value as scalar, in a node owned by the reader that
+ * is valid during the call only. A failure after some pieces were delivered returns as for
+ * parse; the events cannot stop the walk. Every event must be set. */
+typedef struct TJsonEvents {
+  void (*startObject)(void *context);
+  void (*endObject)(void *context);
+  void (*startArray)(void *context);
+  void (*endArray)(void *context);
+  /* name is NUL-terminated; length counts its bytes (it may hold a NUL of its own). */
+  void (*key)(void *context, const char *name, uint64_t length);
+  void (*scalar)(void *context, TJsonValue *value);
+} TJsonEvents;
+TJSON_API uint32_t TJsonReader_walk(TJsonReader *reader, const char *begin, const char *end,
+                                    const TJsonEvents *events, void *context);
 /* The last parse or check failure of this reader: byte offset from begin and a short
  * English text (static storage, or owned by the reader until its next call). After a
  * success: offset 0 and "No error". */
@@ -109,8 +125,34 @@ TJSON_API uint32_t TJsonWriter_close(TJsonWriter **writer);
  * string that are not valid UTF-8 as U+FFFD: printing never fails on content. */
 TJSON_API uint32_t TJsonWriter_stringify(TJsonWriter *writer, const TJsonValue *value,
                                          const char **text);
-/* Length in bytes of the text of the last stringify. */
+/* Length in bytes of the text of the last stringify (or of the last streamed document). */
 TJSON_API uint32_t TJsonWriter_length(const TJsonWriter *writer, uint64_t *length);
+
+/* Streaming: prints a document piece by piece, in document order, without building a
+ * tree, in the same format as TJsonWriter_stringify (numbers, strings and layout alike).
+ * TJsonWriter_begin clears the buffer; a member is TJsonWriter_key followed by its value;
+ * TJsonWriter_end hands out the text (valid as for stringify) once the root value is
+ * complete. A piece out of place (a value where a key is due, a second root, closing the
+ * wrong container, anything before begin or after end) is TCOMMON_INVALID_ARGUMENT and
+ * prints nothing; a failed allocation (TCOMMON_NO_MEMORY) ends the document. */
+TJSON_API uint32_t TJsonWriter_begin(TJsonWriter *writer);
+TJSON_API uint32_t TJsonWriter_startObject(TJsonWriter *writer);
+TJSON_API uint32_t TJsonWriter_endObject(TJsonWriter *writer);
+TJSON_API uint32_t TJsonWriter_startArray(TJsonWriter *writer);
+TJSON_API uint32_t TJsonWriter_endArray(TJsonWriter *writer);
+TJSON_API uint32_t TJsonWriter_key(TJsonWriter *writer, const char *name, uint64_t length);
+TJSON_API uint32_t TJsonWriter_null(TJsonWriter *writer);
+TJSON_API uint32_t TJsonWriter_boolean(TJsonWriter *writer, uint8_t boolean);
+TJSON_API uint32_t TJsonWriter_integer(TJsonWriter *writer, int64_t integer);
+TJSON_API uint32_t TJsonWriter_unsigned(TJsonWriter *writer, uint64_t integer);
+TJSON_API uint32_t TJsonWriter_float(TJsonWriter *writer, double number);
+TJSON_API uint32_t TJsonWriter_string(TJsonWriter *writer, const char *text, uint64_t length);
+/* count numbers as elements of the open array (not inside an array:
+ * TCOMMON_INVALID_ARGUMENT); the same text as one TJsonWriter_integer or _float each, at a
+ * fraction of the calls. */
+TJSON_API uint32_t TJsonWriter_integers(TJsonWriter *writer, const int64_t *values, uint64_t count);
+TJSON_API uint32_t TJsonWriter_floats(TJsonWriter *writer, const double *values, uint64_t count);
+TJSON_API uint32_t TJsonWriter_end(TJsonWriter *writer, const char **text);
 
 /* ---- Values: life cycle and shape ----------------------------------------------------- */
 

@@ -2,6 +2,9 @@
 #include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
 
+#include <algorithm>
+#include <charconv>
+#include <cstring>
 #include <new>
 #include <vector>
 
@@ -22,9 +25,68 @@ constexpr const char *kDepthText = "Nesting deeper than " TJSON_TEXT(TJSON_MAX_D
 constexpr const char *kNoErrorText = "No error";
 
 // Iterative: a request cannot exhaust the stack of the board however deep it nests.
+// Numbers arrive as their text and are converted by NumberConverter.
 constexpr unsigned kParseFlags = rapidjson::kParseIterativeFlag |
                                  rapidjson::kParseValidateEncodingFlag |
-                                 rapidjson::kParseFullPrecisionFlag;
+                                 rapidjson::kParseNumbersAsStringsFlag;
+
+// A text that is valid UTF-8 throughout has nothing for the reader's per-character
+// validation to find: it is parsed without it, at a fraction of the cost for long strings
+// (a settings upload is one 700 KB string). Any other text takes the validating parse,
+// which reports the place of the bad sequence.
+constexpr unsigned kParseFlagsValidText = kParseFlags & ~rapidjson::kParseValidateEncodingFlag;
+
+bool isContinuation(unsigned char byte) {
+  return (byte & 0xC0) == 0x80;
+}
+
+// Length of the well-formed UTF-8 sequence at text that starts with a byte of 0x80 or
+// more (no overlong forms, no surrogates, nothing above U+10FFFF), or 0 when there is none.
+size_t sequenceLength(const unsigned char *text, size_t available) {
+  const unsigned char lead = text[0];
+  if (lead < 0xC2) return 0;
+  if (lead < 0xE0) return available >= 2 && isContinuation(text[1]) ? 2 : 0;
+  unsigned char low = 0x80;
+  unsigned char high = 0xBF;
+  if (lead < 0xF0) {
+    if (lead == 0xE0) low = 0xA0;
+    if (lead == 0xED) high = 0x9F;
+    return available >= 3 && text[1] >= low && text[1] <= high && isContinuation(text[2]) ? 3 : 0;
+  }
+  if (lead < 0xF5) {
+    if (lead == 0xF0) low = 0x90;
+    if (lead == 0xF4) high = 0x8F;
+    return available >= 4 && text[1] >= low && text[1] <= high && isContinuation(text[2]) &&
+                   isContinuation(text[3])
+               ? 4
+               : 0;
+  }
+  return 0;
+}
+
+bool isValidUtf8(const char *text, size_t length) {
+  const auto *bytes = reinterpret_cast<const unsigned char *>(text);
+  size_t i = 0;
+  while (i < length) {
+    // Eight ASCII bytes at a time.
+    uint64_t word = 0;
+    if (length - i >= sizeof word) {
+      std::memcpy(&word, bytes + i, sizeof word);
+      if ((word & 0x8080808080808080u) == 0) {
+        i += sizeof word;
+        continue;
+      }
+    }
+    if (bytes[i] < 0x80) {
+      ++i;
+      continue;
+    }
+    const size_t step = sequenceLength(bytes + i, length - i);
+    if (step == 0) return false;
+    i += step;
+  }
+  return true;
+}
 
 using Reader =
     rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, tjson::ThrowingAllocator>;
@@ -52,9 +114,85 @@ class DepthLimit {
   bool exceeded_ = false;
 };
 
+// Converts the text of a number that RapidJSON has scanned and validated. RapidJSON's own
+// conversion goes wrong for a zero with an exponent ("0e297" gave -8.6e-283, through a
+// count of leading zeros of 0); from_chars rounds every text correctly. Integers keep
+// their kind: int64, else uint64, else they become doubles; a number beyond the double
+// range is refused as too big, one too small for a double becomes zero.
+class NumberConverter {
+ public:
+  enum class Kind { Integer, Unsigned, Double };
+  struct Number {
+    Kind kind = Kind::Double;
+    int64_t integer = 0;
+    uint64_t unsignedInteger = 0;
+    double real = 0.0;
+  };
+
+  // False when the number is too big for a double.
+  bool convert(const char *text, size_t length, Number *number) {
+    const char *end = text + length;
+    const bool integral =
+        std::none_of(text, end, [](char c) { return c == '.' || c == 'e' || c == 'E'; });
+    if (integral && std::from_chars(text, end, number->integer).ec == std::errc()) {
+      number->kind = Kind::Integer;
+      return true;
+    }
+    if (integral && *text != '-' &&
+        std::from_chars(text, end, number->unsignedInteger).ec == std::errc()) {
+      number->kind = Kind::Unsigned;
+      return true;
+    }
+    number->kind = Kind::Double;
+    if (std::from_chars(text, end, number->real).ec == std::errc::result_out_of_range) {
+      if (leadingPower(text, end) > 0) {
+        tooBig = true;
+        return false;
+      }
+      number->real = *text == '-' ? -0.0 : 0.0;
+    }
+    return true;
+  }
+
+  bool tooBig = false;
+
+ private:
+  // The power of ten of the first significant digit: 2 for "123.4", -3 for "0.00123e0".
+  static int64_t leadingPower(const char *p, const char *end) {
+    if (*p == '-') ++p;
+    int64_t integerDigits = 0;
+    int64_t fractionZeros = 0;
+    bool significant = false;
+    for (; p < end && *p >= '0' && *p <= '9'; ++p) {
+      significant = significant || *p != '0';
+      if (significant) ++integerDigits;
+    }
+    if (p < end && *p == '.') {
+      for (++p; p < end && *p >= '0' && *p <= '9'; ++p) {
+        if (!significant && *p == '0') ++fractionZeros;
+        significant = significant || *p != '0';
+      }
+    }
+    int64_t exponent = 0;
+    if (p < end && (*p == 'e' || *p == 'E')) {
+      ++p;
+      const bool negative = p < end && *p == '-';
+      if (p < end && (*p == '+' || *p == '-')) ++p;
+      // An exponent beyond int64 is out of range in its own direction.
+      if (std::from_chars(p, end, exponent).ec != std::errc()) exponent = INT64_MAX / 2;
+      if (negative) exponent = -exponent;
+    }
+    return (integerDigits > 0 ? integerDigits - 1 : -fractionZeros - 1) + exponent;
+  }
+};
+
 // Validation only.
 class Checker : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Checker> {
  public:
+  bool RawNumber(const char *text, rapidjson::SizeType length, bool) {
+    NumberConverter::Number number;
+    return numbers.convert(text, length, &number);
+  }
   bool StartObject() { return limit.enter(); }
   bool EndObject(rapidjson::SizeType) {
     limit.leave();
@@ -67,6 +205,7 @@ class Checker : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Checker> 
   }
 
   DepthLimit limit;
+  NumberConverter numbers;
 };
 
 // Builds the tree from SAX events. Finished values wait in pending_ until their container
@@ -105,20 +244,24 @@ class TreeBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TreeB
     node->boolean = value ? 1 : 0;
     return true;
   }
-  bool Int(int value) { return integer(value); }
-  bool Uint(unsigned value) { return integer(value); }
-  bool Int64(int64_t value) { return integer(value); }
-  bool Uint64(uint64_t value) {
-    if (value <= INT64_MAX) return integer(static_cast<int64_t>(value));
+  bool RawNumber(const char *text, rapidjson::SizeType length, bool) {
+    NumberConverter::Number number;
+    if (!numbers.convert(text, length, &number)) return false;
     Node *node = slot();
-    node->type = TJSON_TYPE_UNSIGNED;
-    node->unsignedInteger = value;
-    return true;
-  }
-  bool Double(double value) {
-    Node *node = slot();
-    node->type = TJSON_TYPE_FLOAT;
-    node->number = value;
+    switch (number.kind) {
+      case NumberConverter::Kind::Integer:
+        node->type = TJSON_TYPE_INTEGER;
+        node->integer = number.integer;
+        break;
+      case NumberConverter::Kind::Unsigned:
+        node->type = TJSON_TYPE_UNSIGNED;
+        node->unsignedInteger = number.unsignedInteger;
+        break;
+      case NumberConverter::Kind::Double:
+        node->type = TJSON_TYPE_FLOAT;
+        node->number = number.real;
+        break;
+    }
     return true;
   }
   bool String(const char *text, rapidjson::SizeType length, bool) {
@@ -140,6 +283,7 @@ class TreeBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TreeB
   bool EndArray(rapidjson::SizeType) { return close(); }
 
   DepthLimit limit;
+  NumberConverter numbers;
 
  private:
   struct Frame {
@@ -168,12 +312,6 @@ class TreeBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TreeB
     pending_.back() = tjson::createNode(TJSON_TYPE_NULL);
     return pending_.back();
   }
-  bool integer(int64_t value) {
-    Node *node = slot();
-    node->type = TJSON_TYPE_INTEGER;
-    node->integer = value;
-    return true;
-  }
   bool open(uint8_t type) {
     if (!limit.enter()) return false;
     Node *node = slot();
@@ -197,12 +335,99 @@ class TreeBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TreeB
   Node *keyed_ = nullptr;
 };
 
+// Hands every piece to the caller's events instead of building a tree; scalars arrive in
+// one reused node.
+class Walker : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Walker> {
+ public:
+  ~Walker() { tjson::destroyTree(scalar_); }
+
+  void begin(const TJsonEvents *events, void *context) {
+    if (scalar_ == nullptr) scalar_ = tjson::createNode(TJSON_TYPE_NULL);
+    events_ = events;
+    context_ = context;
+    limit.reset();
+  }
+
+  bool Null() { return deliver(TJSON_TYPE_NULL); }
+  bool Bool(bool value) {
+    tjson::resetPayload(scalar_, TJSON_TYPE_BOOLEAN);
+    scalar_->boolean = value ? 1 : 0;
+    return deliver();
+  }
+  bool RawNumber(const char *text, rapidjson::SizeType length, bool) {
+    NumberConverter::Number number;
+    if (!numbers.convert(text, length, &number)) return false;
+    switch (number.kind) {
+      case NumberConverter::Kind::Integer:
+        tjson::resetPayload(scalar_, TJSON_TYPE_INTEGER);
+        scalar_->integer = number.integer;
+        break;
+      case NumberConverter::Kind::Unsigned:
+        tjson::resetPayload(scalar_, TJSON_TYPE_UNSIGNED);
+        scalar_->unsignedInteger = number.unsignedInteger;
+        break;
+      case NumberConverter::Kind::Double:
+        tjson::resetPayload(scalar_, TJSON_TYPE_FLOAT);
+        scalar_->number = number.real;
+        break;
+    }
+    return deliver();
+  }
+  bool String(const char *text, rapidjson::SizeType length, bool) {
+    tjson::resetPayload(scalar_, TJSON_TYPE_STRING);
+    scalar_->string.assign(text, length);
+    return deliver();
+  }
+  bool Key(const char *text, rapidjson::SizeType length, bool) {
+    events_->key(context_, text, length);
+    return true;
+  }
+  bool StartObject() {
+    if (!limit.enter()) return false;
+    events_->startObject(context_);
+    return true;
+  }
+  bool EndObject(rapidjson::SizeType) {
+    limit.leave();
+    events_->endObject(context_);
+    return true;
+  }
+  bool StartArray() {
+    if (!limit.enter()) return false;
+    events_->startArray(context_);
+    return true;
+  }
+  bool EndArray(rapidjson::SizeType) {
+    limit.leave();
+    events_->endArray(context_);
+    return true;
+  }
+
+  DepthLimit limit;
+  NumberConverter numbers;
+
+ private:
+  bool deliver(uint8_t type) {
+    tjson::resetPayload(scalar_, type);
+    return deliver();
+  }
+  bool deliver() {
+    events_->scalar(context_, scalar_);
+    return true;
+  }
+
+  const TJsonEvents *events_ = nullptr;
+  void *context_ = nullptr;
+  Node *scalar_ = nullptr;
+};
+
 }  // namespace
 
 struct TJsonReader {
   Reader reader;
   TreeBuilder builder;
   Checker checker;
+  Walker walker;
   uint64_t errorOffset = 0;
   const char *errorText = kNoErrorText;
 
@@ -211,11 +436,16 @@ struct TJsonReader {
   bool run(const char *begin, const char *end, Handler &handler) {
     const size_t size = static_cast<size_t>(end - begin);
     rapidjson::MemoryStream stream(begin, size);
-    const rapidjson::ParseResult result = reader.Parse<kParseFlags>(stream, handler);
+    handler.numbers.tooBig = false;
+    const rapidjson::ParseResult result = isValidUtf8(begin, size)
+                                              ? reader.Parse<kParseFlagsValidText>(stream, handler)
+                                              : reader.Parse<kParseFlags>(stream, handler);
     if (result.IsError()) {
       errorOffset = result.Offset();
       if (result.Code() == rapidjson::kParseErrorTermination && handler.limit.exceeded()) {
         errorText = kDepthText;
+      } else if (result.Code() == rapidjson::kParseErrorTermination && handler.numbers.tooBig) {
+        errorText = rapidjson::GetParseError_En(rapidjson::kParseErrorNumberTooBig);
       } else if (result.Code() == rapidjson::kParseErrorDocumentEmpty && stream.Tell() < size) {
         // The memory stream reads a NUL byte as the end of the text; it is not.
         errorText = rapidjson::GetParseError_En(rapidjson::kParseErrorValueInvalid);
@@ -282,6 +512,24 @@ uint32_t TJsonReader_check(TJsonReader *reader, const char *begin, const char *e
   try {
     reader->checker.limit.reset();
     return reader->run(begin, end, reader->checker) ? TCOMMON_SUCCESS : TCOMMON_PARSE_ERROR;
+  } catch (const std::bad_alloc &) {
+    return TCOMMON_NO_MEMORY;
+  } catch (...) {
+    return TCOMMON_FAILED;
+  }
+}
+
+uint32_t TJsonReader_walk(TJsonReader *reader, const char *begin, const char *end,
+                          const TJsonEvents *events, void *context) {
+  if (reader == nullptr || begin == nullptr || end == nullptr || end < begin || events == nullptr ||
+      events->startObject == nullptr || events->endObject == nullptr ||
+      events->startArray == nullptr || events->endArray == nullptr || events->key == nullptr ||
+      events->scalar == nullptr) {
+    return TCOMMON_INVALID_ARGUMENT;
+  }
+  try {
+    reader->walker.begin(events, context);
+    return reader->run(begin, end, reader->walker) ? TCOMMON_SUCCESS : TCOMMON_PARSE_ERROR;
   } catch (const std::bad_alloc &) {
     return TCOMMON_NO_MEMORY;
   } catch (...) {

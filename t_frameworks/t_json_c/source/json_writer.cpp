@@ -2,6 +2,7 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -71,6 +72,20 @@ bool isValidUtf8(const char *text, size_t length) {
   return true;
 }
 
+// Texts from this length on are checked for bytes to escape and, when they have none,
+// copied as they are.
+constexpr size_t kLongText = 256;
+
+// True when a JSON string holds the bytes as they are: no control byte, quote or
+// backslash to escape.
+bool isPlain(const char *text, size_t length) {
+  for (size_t i = 0; i < length; ++i) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    if (byte < 0x20 || byte == '"' || byte == '\\') return false;
+  }
+  return true;
+}
+
 // Copies text into out with every byte that is not part of a well-formed sequence
 // replaced by U+FFFD.
 void replaceInvalid(const char *text, size_t length, std::string &out) {
@@ -103,11 +118,30 @@ struct TJsonWriter {
   };
   std::vector<Frame> frames;  // reused between calls
   std::string repaired;       // reused between calls
+  // Streaming output: what each open container expects next (kExpect*), innermost last;
+  // a document is complete once its root value is written.
+  enum : uint8_t { kExpectKey, kExpectMemberValue, kExpectElement };
+  std::vector<uint8_t> expected;
+  bool isStreaming = false;
+  bool hasRoot = false;
+
+  // Calls print with the output of the configured layout.
+  template <typename Print>
+  void withOutput(Print &&print) {
+    if (indent > 0) {
+      print(pretty);
+    } else {
+      print(compact);
+    }
+  }
 
   template <typename Output>
   void emitText(Output &output, const tjson::Text &text, bool isKey) {
-    const char *data = text.data();
-    rapidjson::SizeType length = text.length;
+    emitBytes(output, text.data(), text.length, isKey);
+  }
+
+  template <typename Output>
+  void emitBytes(Output &output, const char *data, rapidjson::SizeType length, bool isKey) {
     if (!isValidUtf8(data, length)) {
       replaceInvalid(data, length, repaired);
       data = repaired.data();
@@ -115,6 +149,13 @@ struct TJsonWriter {
     }
     if (isKey) {
       output.Key(data, length);
+    } else if (length >= kLongText && isPlain(data, length)) {
+      // Long texts (data URIs of whole documents) are copied in one piece after the
+      // writer has placed the opening quote.
+      output.RawValue("\"", 1, rapidjson::kStringType);
+      char *at = buffer.Push(length + 1);
+      std::memcpy(at, data, length);
+      at[length] = '"';
     } else {
       output.String(data, length);
     }
@@ -127,17 +168,27 @@ struct TJsonWriter {
     } else if ((flags & TJSON_WRITER_SHORTEST_FLOAT) != 0) {
       output.Double(number);
     } else {
-      // 17 significant digits, independent of the locale; still marked as a double.
       char text[40];
-      char *end =
-          std::to_chars(text, text + sizeof text - 2, number, std::chars_format::general, 17).ptr;
-      if (std::memchr(text, '.', end - text) == nullptr &&
-          std::memchr(text, 'e', end - text) == nullptr) {
-        *end++ = '.';
-        *end++ = '0';
-      }
+      char *end = formatDouble(text, number);
       output.RawValue(text, static_cast<size_t>(end - text), rapidjson::kNumberType);
     }
+  }
+
+  // The text emitDouble prints for number, into out (40 bytes); returns its end.
+  char *formatDouble(char *out, double number) const {
+    if (!std::isfinite(number)) {
+      std::memcpy(out, "null", 4);
+      return out + 4;
+    }
+    if ((flags & TJSON_WRITER_SHORTEST_FLOAT) != 0) return rapidjson::internal::dtoa(number, out);
+    // 17 significant digits, independent of the locale; still marked as a double.
+    char *end = std::to_chars(out, out + 38, number, std::chars_format::general, 17).ptr;
+    if (std::memchr(out, '.', end - out) == nullptr &&
+        std::memchr(out, 'e', end - out) == nullptr) {
+      *end++ = '.';
+      *end++ = '0';
+    }
+    return end;
   }
 
   // Writes a scalar, or opens a container and queues it.
@@ -231,6 +282,7 @@ uint32_t TJsonWriter_close(TJsonWriter **writer) {
 uint32_t TJsonWriter_stringify(TJsonWriter *writer, const TJsonValue *value, const char **text) {
   if (writer == nullptr || text == nullptr) return TCOMMON_INVALID_ARGUMENT;
   Buffer &buffer = writer->buffer;
+  writer->isStreaming = false;  // the buffer now holds this text, not a streamed one
   try {
     buffer.Clear();
     if (value == nullptr || value->type == TJSON_TYPE_ABSENT) {
@@ -251,6 +303,214 @@ uint32_t TJsonWriter_stringify(TJsonWriter *writer, const TJsonValue *value, con
     buffer.Clear();
     return TCOMMON_FAILED;
   }
+}
+
+}  // extern "C"
+
+// ---- Streaming output ----------------------------------------------------------------------
+
+namespace {
+
+// Whether a value may come next; if so the document moves past it.
+bool acceptValue(TJsonWriter *writer) {
+  if (!writer->isStreaming) return false;
+  if (writer->expected.empty()) {
+    if (writer->hasRoot) return false;
+    writer->hasRoot = true;
+    return true;
+  }
+  uint8_t &next = writer->expected.back();
+  if (next == TJsonWriter::kExpectKey) return false;
+  if (next == TJsonWriter::kExpectMemberValue) next = TJsonWriter::kExpectKey;
+  return true;
+}
+
+// Runs print on the writer's output; a failed allocation ends the document.
+template <typename Print>
+uint32_t streamed(TJsonWriter *writer, Print &&print) {
+  try {
+    writer->withOutput(print);
+    return TCOMMON_SUCCESS;
+  } catch (const std::bad_alloc &) {
+    writer->isStreaming = false;
+    return TCOMMON_NO_MEMORY;
+  }
+}
+
+template <typename Print>
+uint32_t streamValue(TJsonWriter *writer, Print &&print) {
+  if (writer == nullptr || !acceptValue(writer)) return TCOMMON_INVALID_ARGUMENT;
+  return streamed(writer, print);
+}
+
+uint32_t streamStart(TJsonWriter *writer, bool isObject) {
+  return streamValue(writer, [writer, isObject](auto &output) {
+    writer->expected.push_back(isObject ? TJsonWriter::kExpectKey : TJsonWriter::kExpectElement);
+    if (isObject) {
+      output.StartObject();
+    } else {
+      output.StartArray();
+    }
+  });
+}
+
+uint32_t streamEnd(TJsonWriter *writer, bool isObject) {
+  if (writer == nullptr || !writer->isStreaming || writer->expected.empty() ||
+      writer->expected.back() !=
+          (isObject ? TJsonWriter::kExpectKey : TJsonWriter::kExpectElement)) {
+    return TCOMMON_INVALID_ARGUMENT;
+  }
+  writer->expected.pop_back();
+  return streamed(writer, [isObject](auto &output) {
+    if (isObject) {
+      output.EndObject();
+    } else {
+      output.EndArray();
+    }
+  });
+}
+
+}  // namespace
+
+extern "C" {
+
+uint32_t TJsonWriter_begin(TJsonWriter *writer) {
+  if (writer == nullptr) return TCOMMON_INVALID_ARGUMENT;
+  writer->buffer.Clear();
+  writer->compact.Reset(writer->buffer);
+  writer->pretty.Reset(writer->buffer);
+  writer->expected.clear();
+  writer->hasRoot = false;
+  writer->isStreaming = true;
+  return TCOMMON_SUCCESS;
+}
+
+uint32_t TJsonWriter_startObject(TJsonWriter *writer) {
+  return streamStart(writer, true);
+}
+uint32_t TJsonWriter_endObject(TJsonWriter *writer) {
+  return streamEnd(writer, true);
+}
+uint32_t TJsonWriter_startArray(TJsonWriter *writer) {
+  return streamStart(writer, false);
+}
+uint32_t TJsonWriter_endArray(TJsonWriter *writer) {
+  return streamEnd(writer, false);
+}
+
+uint32_t TJsonWriter_key(TJsonWriter *writer, const char *name, uint64_t length) {
+  if (writer == nullptr || name == nullptr || length > tjson::Text::kMaximumLength ||
+      !writer->isStreaming || writer->expected.empty() ||
+      writer->expected.back() != TJsonWriter::kExpectKey) {
+    return TCOMMON_INVALID_ARGUMENT;
+  }
+  writer->expected.back() = TJsonWriter::kExpectMemberValue;
+  return streamed(writer, [writer, name, length](auto &output) {
+    writer->emitBytes(output, name, static_cast<rapidjson::SizeType>(length), true);
+  });
+}
+
+uint32_t TJsonWriter_null(TJsonWriter *writer) {
+  return streamValue(writer, [](auto &output) { output.Null(); });
+}
+
+uint32_t TJsonWriter_boolean(TJsonWriter *writer, uint8_t boolean) {
+  return streamValue(writer, [boolean](auto &output) { output.Bool(boolean != 0); });
+}
+
+uint32_t TJsonWriter_integer(TJsonWriter *writer, int64_t integer) {
+  return streamValue(writer, [integer](auto &output) { output.Int64(integer); });
+}
+
+uint32_t TJsonWriter_unsigned(TJsonWriter *writer, uint64_t integer) {
+  return streamValue(writer, [integer](auto &output) { output.Uint64(integer); });
+}
+
+uint32_t TJsonWriter_float(TJsonWriter *writer, double number) {
+  return streamValue(writer,
+                     [writer, number](auto &output) { writer->emitDouble(output, number); });
+}
+
+uint32_t TJsonWriter_string(TJsonWriter *writer, const char *text, uint64_t length) {
+  if (text == nullptr || length > tjson::Text::kMaximumLength) return TCOMMON_INVALID_ARGUMENT;
+  return streamValue(writer, [writer, text, length](auto &output) {
+    writer->emitBytes(output, text, static_cast<rapidjson::SizeType>(length), false);
+  });
+}
+
+}  // extern "C"
+
+namespace {
+
+constexpr uint64_t kNumberRun = 64;   // numbers printed per writer call
+constexpr size_t kWidestNumber = 48;  // bytes of the longest number text, with its comma
+
+// Elements of the open array. A compact document gets them printed straight into the
+// buffer, without a writer call per number; a pretty one element by element, for the
+// layout.
+template <typename Number, typename Format, typename Print>
+uint32_t streamElements(TJsonWriter *writer, const Number *values, uint64_t count, Format &&format,
+                        Print &&print) {
+  if (writer == nullptr || (values == nullptr && count != 0) || !writer->isStreaming ||
+      writer->expected.empty() || writer->expected.back() != TJsonWriter::kExpectElement) {
+    return TCOMMON_INVALID_ARGUMENT;
+  }
+  if (count == 0) return TCOMMON_SUCCESS;
+  if (writer->indent > 0) {
+    return streamed(writer, [&](auto &output) {
+      for (uint64_t i = 0; i < count; ++i) print(output, values[i]);
+    });
+  }
+  try {
+    // The first element goes through the writer, which places the separator before it
+    // and then knows that the array holds a value; the rest follow it in the buffer.
+    char first[kWidestNumber];
+    char *end = format(first, values[0]);
+    writer->compact.RawValue(first, static_cast<size_t>(end - first), rapidjson::kNumberType);
+    for (uint64_t done = 1; done < count;) {
+      const uint64_t run = std::min(count - done, kNumberRun);
+      char *const start = writer->buffer.Push(run * kWidestNumber);
+      end = start;
+      for (uint64_t i = 0; i < run; ++i) {
+        *end++ = ',';
+        end = format(end, values[done + i]);
+      }
+      writer->buffer.Pop(static_cast<size_t>(run * kWidestNumber - (end - start)));
+      done += run;
+    }
+    return TCOMMON_SUCCESS;
+  } catch (const std::bad_alloc &) {
+    writer->isStreaming = false;
+    return TCOMMON_NO_MEMORY;
+  }
+}
+
+}  // namespace
+
+extern "C" {
+
+uint32_t TJsonWriter_integers(TJsonWriter *writer, const int64_t *values, uint64_t count) {
+  return streamElements(
+      writer, values, count,
+      [](char *out, int64_t value) { return rapidjson::internal::i64toa(value, out); },
+      [](auto &output, int64_t value) { output.Int64(value); });
+}
+
+uint32_t TJsonWriter_floats(TJsonWriter *writer, const double *values, uint64_t count) {
+  return streamElements(
+      writer, values, count,
+      [writer](char *out, double value) { return writer->formatDouble(out, value); },
+      [writer](auto &output, double value) { writer->emitDouble(output, value); });
+}
+
+uint32_t TJsonWriter_end(TJsonWriter *writer, const char **text) {
+  if (writer == nullptr || text == nullptr || !writer->isStreaming || !writer->hasRoot ||
+      !writer->expected.empty()) {
+    return TCOMMON_INVALID_ARGUMENT;
+  }
+  writer->isStreaming = false;
+  *text = writer->buffer.GetString();
+  return TCOMMON_SUCCESS;
 }
 
 uint32_t TJsonWriter_length(const TJsonWriter *writer, uint64_t *length) {

@@ -14,7 +14,9 @@
  *   {"category": "NOPE", "key": "k", "message": ["Shell: NOPE is never registered"]}
  *
  * Calls on one instance are serialised by the instance's semaphore; several threads may
- * call TShell_process on one instance.
+ * call TShell_process on one instance. The response text belongs to the instance until its
+ * next TShell_process, so a host that reads responses on several threads holds its own lock
+ * around each call and the copy of its response.
  */
 #ifndef T_SHELL_H
 #define T_SHELL_H

@@ -333,56 +333,35 @@ uint32_t single(TShell *shell, TJsonValue *item) {
   return drainMessages(shell, item);
 }
 
-// Builds the response of a request: the processed item, or an array of processed items.
-// Returns the response root, or NULL when the request is neither an object nor an array or
-// the response could not be made.
+// Turns the request into its response, in place: each item is processed where it stands,
+// so no command is copied. Returns the response root (the request), or NULL when the
+// request is neither an object nor an array.
 TJsonValue *respond(TShell *shell, TJsonValue *request) {
   uint32_t type = TJSON_TYPE_NULL;
   TJsonValue_type(request, &type);
-  TJsonValue *response = nullptr;
   if (type == TJSON_TYPE_OBJECT) {
     shell->commandIndex = 1;
     shell->commandCount = 1;
-    uint32_t code = TJsonValue_clone(request, &response);
-    if (code != TCOMMON_SUCCESS) {
-      SHELL_TRACE_AS("single", code);
-      SHELL_TRACE(code);
-      return nullptr;
-    }
-    code = single(shell, response);
+    const uint32_t code = single(shell, request);
     if (code != TCOMMON_SUCCESS) SHELL_TRACE(code);
-    return response;
+    return request;
   }
   if (type != TJSON_TYPE_ARRAY) return nullptr;
 
-  uint32_t code = TJsonValue_create(TJSON_TYPE_ARRAY, &response);
-  if (code != TCOMMON_SUCCESS) {
-    SHELL_TRACE(code);
-    return nullptr;
-  }
   uint64_t count = 0;
   TJsonValue_size(request, &count);
   shell->commandCount = count;
   for (uint64_t i = 0; i < count; ++i) {
     shell->commandIndex = i + 1;
-    TJsonValue *element = nullptr;
     TJsonValue *item = nullptr;
-    code = TJsonValue_item(request, i, &element);
-    if (code == TCOMMON_SUCCESS) code = TJsonValue_clone(element, &item);
+    const uint32_t code = TJsonValue_item(request, i, &item);
     if (code != TCOMMON_SUCCESS) {
       SHELL_TRACE_AS("single", code);
-      item = nullptr;
     } else {
       single(shell, item);
     }
-    code = TJsonValue_addValueToArray(response, item);
-    if (code != TCOMMON_SUCCESS) {
-      SHELL_TRACE(code);
-      TJsonValue_delete(item);
-      break;
-    }
   }
-  return response;
+  return request;
 }
 
 }  // namespace
@@ -475,8 +454,8 @@ extern "C" TSHELL_API uint32_t TShell_process(TShell *shell, const char *request
     SHELL_TRACE(code);
     return code;
   }
+  // The response is the request turned around in place, or NULL.
   if (requestValue != nullptr) code = TJsonValue_delete(requestValue);
-  if (code == TCOMMON_SUCCESS && responseValue != nullptr) code = TJsonValue_delete(responseValue);
   if (code != TCOMMON_SUCCESS) {
     SHELL_TRACE(code);
     return code;
