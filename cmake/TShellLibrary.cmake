@@ -25,7 +25,9 @@ function(tshell_add_library)
     $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/include>
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
   target_link_libraries(${LIB_NAME} PUBLIC ${LIB_DEPENDS})
-  target_link_options(${LIB_NAME} PRIVATE "-Wl,--version-script=${script}" "-Wl,--no-undefined")
+  # Under clang's sanitizers the runtime comes with the executable, not the library.
+  target_link_options(${LIB_NAME} PRIVATE "-Wl,--version-script=${script}"
+    $<$<NOT:$<BOOL:${TSHELL_FUZZ}>>:-Wl,--no-undefined>)
   set_target_properties(${LIB_NAME} PROPERTIES
     VERSION ${PROJECT_VERSION}
     SOVERSION ${PROJECT_VERSION_MAJOR}
