@@ -1,17 +1,16 @@
+#include "json_utf8.h"
 #include "t_common.h"
 #include "t_json.h"
 
 namespace {
+
+using tjson::isContinuation;
 
 constexpr char kEllipsis[] = "...";
 
 bool isSpace(unsigned char byte) {
   return byte == ' ' || byte == '\t' || byte == '\n' || byte == '\r' || byte == '\v' ||
          byte == '\f';
-}
-
-bool isContinuation(unsigned char byte) {
-  return (byte & 0xC0) == 0x80;
 }
 
 // Moves a cut before byte position cut back to the start of the UTF-8 character that the

@@ -12,10 +12,13 @@
 
 #include "json_node.h"
 #include "json_rapidjson.h"
+#include "json_utf8.h"
 #include "t_common.h"
 #include "t_json.h"
 
+using tjson::isValidUtf8;
 using tjson::Node;
+using tjson::sequenceLength;
 
 namespace {
 
@@ -27,50 +30,6 @@ using PrettyWriter =
 
 constexpr uint32_t kDefaultFlags = TJSON_WRITER_NULL_FOR_ABSENT | TJSON_WRITER_SHORTEST_FLOAT;
 constexpr char kReplacement[] = "\xEF\xBF\xBD";  // U+FFFD
-
-bool isContinuation(unsigned char byte) {
-  return (byte & 0xC0) == 0x80;
-}
-
-// Length of the well-formed UTF-8 sequence at text (no overlong forms, no surrogates,
-// nothing above U+10FFFF), or 0 when there is none.
-size_t sequenceLength(const unsigned char *text, size_t available) {
-  const unsigned char lead = text[0];
-  if (lead < 0x80) return 1;
-  if (lead < 0xC2) return 0;
-  if (lead < 0xE0) return available >= 2 && isContinuation(text[1]) ? 2 : 0;
-  unsigned char low = 0x80;
-  unsigned char high = 0xBF;
-  if (lead < 0xF0) {
-    if (lead == 0xE0) low = 0xA0;
-    if (lead == 0xED) high = 0x9F;
-    return available >= 3 && text[1] >= low && text[1] <= high && isContinuation(text[2]) ? 3 : 0;
-  }
-  if (lead < 0xF5) {
-    if (lead == 0xF0) low = 0x90;
-    if (lead == 0xF4) high = 0x8F;
-    return available >= 4 && text[1] >= low && text[1] <= high && isContinuation(text[2]) &&
-                   isContinuation(text[3])
-               ? 4
-               : 0;
-  }
-  return 0;
-}
-
-bool isValidUtf8(const char *text, size_t length) {
-  const auto *bytes = reinterpret_cast<const unsigned char *>(text);
-  size_t i = 0;
-  while (i < length) {
-    if (bytes[i] < 0x80) {
-      ++i;
-      continue;
-    }
-    const size_t step = sequenceLength(bytes + i, length - i);
-    if (step == 0) return false;
-    i += step;
-  }
-  return true;
-}
 
 // Texts from this length on are checked for bytes to escape and, when they have none,
 // copied as they are.
