@@ -228,6 +228,66 @@ TEST_F(SceneTest, FocusMeasurementPeaksAtTheInFocusLensPosition) {
   EXPECT_EQ(off.luma[1], 0);
 }
 
+// A poll of an unchanged scene may hand out the last measurement again; a change of the
+// unit's own settings, or of the picture, must still show in the next read-back.
+TEST_F(SceneTest, RepeatedReadBacksFollowEveryChange) {
+  const auto bytes = [](const auto &statistics) {
+    const auto *first = reinterpret_cast<const char *>(&statistics);
+    return std::string(first, first + sizeof(statistics));
+  };
+  const auto readAll = [&] {
+    return std::vector<std::string>{bytes(histogram()), bytes(histogram2()), bytes(exposure()),
+                                    bytes(focus())};
+  };
+  struct Change {
+    const char *what;
+    size_t unit;  // which of readAll's measurements must change
+    std::function<void()> apply;
+  };
+  const Change kChanges[] = {
+      {"HTG window", 0,
+       [&] {
+         query<TDatabaseHistogram>("HTG")->rectangle.width = 960;
+         ASSERT_EQ(TDriverHistogram_process(driver_, 0), TCOMMON_SUCCESS);
+       }},
+      {"HTG_2 channel", 1,
+       [&] {
+         query<TDatabaseHistogram_2>("HTG_2")->mode = 3;
+         ASSERT_EQ(TDriverHistogram_2_process(driver_, 0), TCOMMON_SUCCESS);
+       }},
+      {"AES_2 window", 2,
+       [&] {
+         query<TDatabaseAutoExposureStatistics_2>("AES_2")->rectangle = {
+             .height = 540, .offset = {1440, 0}, .width = 480};
+         ASSERT_EQ(TDriverExposureControl_2_process(driver_, 0), TCOMMON_SUCCESS);
+       }},
+      {"AFM_3 window", 3,
+       [&] {
+         query<TDatabaseAutoFocusMeasurement_3>("AFM_3")->hwRoi[3] /= 2;
+         ASSERT_EQ(TDriverFocusControl_process(driver_, 0), TCOMMON_SUCCESS);
+       }},
+  };
+  for (const Change &change : kChanges) {
+    SCOPED_TRACE(change.what);
+    const auto before = readAll();
+    EXPECT_EQ(readAll(), before);
+    change.apply();
+    const auto after = readAll();
+    EXPECT_NE(after[change.unit], before[change.unit]);
+    for (size_t unit = 0; unit < after.size(); ++unit) {
+      if (unit != change.unit) {
+        EXPECT_EQ(after[unit], before[unit]) << unit;
+      }
+    }
+  }
+  // A brighter exposure moves every unit's measurement.
+  const auto before = readAll();
+  query<TDatabaseExposureControl_2>("EC_2")->integrationTime[0] *= 2;
+  ASSERT_EQ(TDriverExposureControl_2_process(driver_, 0), TCOMMON_SUCCESS);
+  const auto after = readAll();
+  for (size_t unit = 0; unit < after.size(); ++unit) EXPECT_NE(after[unit], before[unit]) << unit;
+}
+
 TEST_F(SceneTest, SameHardwareStateGivesTheSameNumbers) {
   using Fill = uint32_t (*)(const void *, TJsonValue *);
   const std::pair<const char *, Fill> kUnits[] = {

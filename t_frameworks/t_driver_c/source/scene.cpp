@@ -137,6 +137,7 @@ struct Frame {
   std::array<Quad, kSamples> processed;  // after white balance and digital gain
   std::array<Plane, 3> radiance;         // R, G, B through the lens
   Plane scratch;
+  uint64_t serial;  // which rendering this is: no two frames rendered share it
 };
 
 // Defocus: a separable Gaussian over one radiance plane, edges repeated.
@@ -221,6 +222,7 @@ struct FrameCache {
   std::mutex mutex;
   Camera camera;
   std::shared_ptr<const Frame> frame;
+  uint64_t rendered = 0;
 };
 
 FrameCache &frameCache() {
@@ -251,12 +253,52 @@ uint32_t capture(TDriver &driver, std::shared_ptr<const Frame> *frame) {
   render(camera, *rendered);
   {
     std::lock_guard lock(cache.mutex);
+    rendered->serial = ++cache.rendered;
     cache.camera = camera;
     cache.frame = rendered;
   }
   *frame = std::move(rendered);
   return TCOMMON_SUCCESS;
 }
+
+// A unit's measurement depends on nothing but the frame and the unit's own settings, and a
+// client polling the statistics reads the same units of the same picture frame after frame:
+// each unit keeps its last measurement with what it was measured from, and hands it out
+// again while both are unchanged. Settings compare as bytes (records are plain data and are
+// copied whole), so any change of them measures anew.
+template <typename Record>
+class MeasurementCache {
+ public:
+  // Clears the measured parts of unit with clear, then fills them with measure(unit), or
+  // with the last result when the frame and the rest of unit are what it was taken from.
+  template <typename Clear, typename Measure>
+  void measure(Record &unit, const Frame &frame, Clear clear, Measure measure) {
+    clear(unit);
+    {
+      std::lock_guard lock(mutex_);
+      if (isValid_ && serial_ == frame.serial &&
+          std::memcmp(&settings_, &unit, sizeof(Record)) == 0) {
+        std::memcpy(&unit, &result_, sizeof(Record));
+        return;
+      }
+    }
+    Record settings;
+    std::memcpy(&settings, &unit, sizeof(Record));
+    measure(unit);
+    std::lock_guard lock(mutex_);
+    std::memcpy(&settings_, &settings, sizeof(Record));
+    std::memcpy(&result_, &unit, sizeof(Record));
+    serial_ = frame.serial;
+    isValid_ = true;
+  }
+
+ private:
+  std::mutex mutex_;
+  bool isValid_ = false;
+  uint64_t serial_ = 0;
+  Record settings_;
+  Record result_;
+};
 
 double green(const Quad &quad) {
   return (quad[kGreenRed] + quad[kGreenBlue]) / 2;
@@ -345,21 +387,29 @@ uint32_t measureHistogram(TDriver *driver, const char *, void *record) {
   if (unit.state == 0) return TCOMMON_SUCCESS;
   std::shared_ptr<const Frame> frame;
   if (const uint32_t code = capture(*driver, &frame); code != TCOMMON_SUCCESS) return code;
-  const TDatabaseHistogramCoefficient c = unit.coefficient;
-  const auto level = [&](const Quad &quad) -> double {
-    switch (unit.channel) {
-      case 1:
-        return quad[kRed];
-      case 2:
-        return green(quad);
-      case 3:
-        return quad[kBlue];
-      default:
-        return c.red * quad[kRed] + c.green * green(quad) + c.blue * quad[kBlue];
-    }
-  };
-  countBins(*frame, unit.rectangle, unit.gridWeight, unit.mode != 0, unit.sampleRange.offset,
-            unit.sampleRange.shift, level, unit.statistics.bins);
+  static MeasurementCache<TDatabaseHistogram> cache;
+  cache.measure(
+      unit, *frame,
+      [](TDatabaseHistogram &cleared) {
+        std::memset(&cleared.statistics, 0, sizeof(cleared.statistics));
+      },
+      [&frame](TDatabaseHistogram &unit) {
+        const TDatabaseHistogramCoefficient c = unit.coefficient;
+        const auto level = [&](const Quad &quad) -> double {
+          switch (unit.channel) {
+            case 1:
+              return quad[kRed];
+            case 2:
+              return green(quad);
+            case 3:
+              return quad[kBlue];
+            default:
+              return c.red * quad[kRed] + c.green * green(quad) + c.blue * quad[kBlue];
+          }
+        };
+        countBins(*frame, unit.rectangle, unit.gridWeight, unit.mode != 0, unit.sampleRange.offset,
+                  unit.sampleRange.shift, level, unit.statistics.bins);
+      });
   return TCOMMON_SUCCESS;
 }
 
@@ -369,20 +419,29 @@ uint32_t measureHistogram2(TDriver *driver, const char *, void *record) {
   if (unit.state == 0) return TCOMMON_SUCCESS;
   std::shared_ptr<const Frame> frame;
   if (const uint32_t code = capture(*driver, &frame); code != TCOMMON_SUCCESS) return code;
-  const auto level = [&](const Quad &quad) -> double {
-    switch (unit.mode) {
-      case 1:
-        return quad[kRed];
-      case 2:
-        return green(quad);
-      case 3:
-        return quad[kBlue];
-      default:
-        return luminance(quad);
-    }
-  };
-  constexpr uint32_t kShift = 5;  // 32 bins of 32 levels
-  countBins(*frame, unit.rectangle, unit.gridWeight, true, 0, kShift, level, unit.statistics.bins);
+  static MeasurementCache<TDatabaseHistogram_2> cache;
+  cache.measure(
+      unit, *frame,
+      [](TDatabaseHistogram_2 &cleared) {
+        std::memset(&cleared.statistics, 0, sizeof(cleared.statistics));
+      },
+      [&frame](TDatabaseHistogram_2 &unit) {
+        const auto level = [&](const Quad &quad) -> double {
+          switch (unit.mode) {
+            case 1:
+              return quad[kRed];
+            case 2:
+              return green(quad);
+            case 3:
+              return quad[kBlue];
+            default:
+              return luminance(quad);
+          }
+        };
+        constexpr uint32_t kShift = 5;  // 32 bins of 32 levels
+        countBins(*frame, unit.rectangle, unit.gridWeight, true, 0, kShift, level,
+                  unit.statistics.bins);
+      });
   return TCOMMON_SUCCESS;
 }
 
@@ -425,12 +484,7 @@ uint32_t readUnit(TDriver &driver, const char *category, Record **unit) {
 constexpr int kExposureGrid = TDATABASE_AUTO_EXPOSURE_STATISTICS_2_GRID;
 constexpr int kZones = TDATABASE_AUTO_EXPOSURE_STATISTICS_2_ZONES;
 
-uint32_t measureExposure(TDriver *driver, const char *, void *) {
-  TDatabaseAutoExposureStatistics_2 *unit = nullptr;
-  if (const uint32_t code = readUnit(*driver, "AES_2", &unit); code != TCOMMON_SUCCESS) return code;
-  std::shared_ptr<const Frame> frame;
-  if (const uint32_t code = capture(*driver, &frame); code != TCOMMON_SUCCESS) return code;
-
+void measureExposureOf(TDatabaseAutoExposureStatistics_2 *unit, const Frame *frame) {
   const TDatabaseAutoExposureStatistics_2Weight &w = unit->weight;
   const double weights[4] = {double(w.red), double(w.greenRed), double(w.greenBlue),
                              double(w.blue)};
@@ -482,6 +536,23 @@ uint32_t measureExposure(TDriver *driver, const char *, void *) {
     statistics.luma = total / count;
     statistics.aboveRatio = double(above) / count;
   }
+}
+
+uint32_t measureExposure(TDriver *driver, const char *, void *) {
+  TDatabaseAutoExposureStatistics_2 *unit = nullptr;
+  if (const uint32_t code = readUnit(*driver, "AES_2", &unit); code != TCOMMON_SUCCESS) return code;
+  std::shared_ptr<const Frame> frame;
+  if (const uint32_t code = capture(*driver, &frame); code != TCOMMON_SUCCESS) return code;
+  static MeasurementCache<TDatabaseAutoExposureStatistics_2> cache;
+  cache.measure(
+      *unit, *frame,
+      [](TDatabaseAutoExposureStatistics_2 &cleared) {
+        std::memset(&cleared.statistics, 0, sizeof(cleared.statistics));
+        std::memset(cleared.zoneSum, 0, sizeof(cleared.zoneSum));
+      },
+      [&frame](TDatabaseAutoExposureStatistics_2 &measured) {
+        measureExposureOf(&measured, frame.get());
+      });
   return TCOMMON_SUCCESS;
 }
 
@@ -612,16 +683,24 @@ uint32_t measureFocus(TDriver *driver, const char *, void *) {
   if (unit->isEnable == 0) return TCOMMON_SUCCESS;
   std::shared_ptr<const Frame> frame;
   if (const uint32_t code = capture(*driver, &frame); code != TCOMMON_SUCCESS) return code;
-  // hwRoi: x, y, width, height; the windows are its left, centre and right thirds.
-  const int64_t x = unit->hwRoi[0];
-  const int64_t width = unit->hwRoi[2];
-  const Span rows = spanOf(unit->hwRoi[1], unit->hwRoi[3], kRows);
-  for (int index = 0; index < kFocusWindows; ++index) {
-    const int64_t left = x + width * index / kFocusWindows;
-    const int64_t right = x + width * (index + 1) / kFocusWindows;
-    const Window window{spanOf(left, right - left, kColumns), rows};
-    measureWindow(*unit, *frame, window, index, unit->statistics);
-  }
+  static MeasurementCache<TDatabaseAutoFocusMeasurement_3> cache;
+  cache.measure(
+      *unit, *frame,
+      [](TDatabaseAutoFocusMeasurement_3 &cleared) {
+        std::memset(&cleared.statistics, 0, sizeof(cleared.statistics));
+      },
+      [&frame](TDatabaseAutoFocusMeasurement_3 &measured) {
+        // hwRoi: x, y, width, height; the windows are its left, centre and right thirds.
+        const int64_t x = measured.hwRoi[0];
+        const int64_t width = measured.hwRoi[2];
+        const Span rows = spanOf(measured.hwRoi[1], measured.hwRoi[3], kRows);
+        for (int index = 0; index < kFocusWindows; ++index) {
+          const int64_t left = x + width * index / kFocusWindows;
+          const int64_t right = x + width * (index + 1) / kFocusWindows;
+          const Window window{spanOf(left, right - left, kColumns), rows};
+          measureWindow(measured, *frame, window, index, measured.statistics);
+        }
+      });
   return TCOMMON_SUCCESS;
 }
 

@@ -94,6 +94,9 @@ uint32_t moveArray(bool isRead, TJsonValue *json, typename Cell::Element *elemen
   for (int i = 1; i < dimensions; ++i) stride *= shape[i];
   if (isRead) {
     uint32_t code = TJsonValue_create(TJSON_TYPE_ARRAY, &json);
+    // Making the last element first sizes the array once, not once per doubling.
+    TJsonValue *last = nullptr;
+    if (code == TCOMMON_SUCCESS && shape[0] > 0) code = TJsonValue_item(json, shape[0] - 1, &last);
     for (uint64_t i = 0; code == TCOMMON_SUCCESS && i < shape[0]; ++i) {
       TJsonValue *slot = nullptr;
       code = TJsonValue_item(json, i, &slot);

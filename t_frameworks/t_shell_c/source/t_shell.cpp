@@ -195,10 +195,30 @@ uint32_t summary(Direction direction, const char *text) {
   return TCOMMON_SUCCESS;
 }
 
+// Whether the item holds a member called name. Unlike a lookup through TJsonPath this adds
+// no absent member, which would cost a heap block for every command that has none. An item
+// that cannot be searched answers true, so that the full lookup reports why.
+bool mayHoldMember(TJsonValue *item, const char *name) {
+  struct Search {
+    const char *name;
+    bool isFound;
+  } search{name, false};
+  const uint32_t code = TJsonValue_forEachMember(
+      item,
+      [](void *context, const char *member, TJsonValue *) -> uint32_t {
+        auto *wanted = static_cast<Search *>(context);
+        wanted->isFound = strcmp(member, wanted->name) == 0;
+        return wanted->isFound ? 1 : 0;
+      },
+      &search);
+  return search.isFound || code != TCOMMON_SUCCESS;
+}
+
 // Applies the item's "permission" (an "r" anywhere grants reading, a "w" writing; no
 // permission grants both) and removes it from the item. Returns 0 when the item may run;
 // 13 after queueing the denial message; another code when a step failed.
 uint32_t permissionCheck(TShell *shell, TJsonValue *item) {
+  if (!mayHoldMember(item, "permission")) return TCOMMON_SUCCESS;
   TJsonValue *permission = nullptr;
   uint32_t code = TJsonPath(item, "permission", &permission);
   if (code != TCOMMON_SUCCESS) {
