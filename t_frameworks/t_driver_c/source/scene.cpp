@@ -269,11 +269,12 @@ uint32_t capture(TDriver &driver, std::shared_ptr<const Frame> *frame) {
 template <typename Record>
 class MeasurementCache {
  public:
-  // Clears the measured parts of unit with clear, then fills them with measure(unit), or
-  // with the last result when the frame and the rest of unit are what it was taken from.
-  template <typename Clear, typename Measure>
-  void measure(Record &unit, const Frame &frame, Clear clear, Measure measure) {
-    clear(unit);
+  // Clears unit's statistics, then fills them with measure(unit), or with the last result
+  // when the frame and the rest of unit are what it was taken from. Other measured parts
+  // of unit must be cleared before the call, so that they take no part in the comparison.
+  template <typename Measure>
+  void measure(Record &unit, const Frame &frame, Measure measure) {
+    std::memset(&unit.statistics, 0, sizeof(unit.statistics));
     {
       std::lock_guard lock(mutex_);
       if (isValid_ && serial_ == frame.serial &&
@@ -388,28 +389,23 @@ uint32_t measureHistogram(TDriver *driver, const char *, void *record) {
   std::shared_ptr<const Frame> frame;
   if (const uint32_t code = capture(*driver, &frame); code != TCOMMON_SUCCESS) return code;
   static MeasurementCache<TDatabaseHistogram> cache;
-  cache.measure(
-      unit, *frame,
-      [](TDatabaseHistogram &cleared) {
-        std::memset(&cleared.statistics, 0, sizeof(cleared.statistics));
-      },
-      [&frame](TDatabaseHistogram &unit) {
-        const TDatabaseHistogramCoefficient c = unit.coefficient;
-        const auto level = [&](const Quad &quad) -> double {
-          switch (unit.channel) {
-            case 1:
-              return quad[kRed];
-            case 2:
-              return green(quad);
-            case 3:
-              return quad[kBlue];
-            default:
-              return c.red * quad[kRed] + c.green * green(quad) + c.blue * quad[kBlue];
-          }
-        };
-        countBins(*frame, unit.rectangle, unit.gridWeight, unit.mode != 0, unit.sampleRange.offset,
-                  unit.sampleRange.shift, level, unit.statistics.bins);
-      });
+  cache.measure(unit, *frame, [&frame](TDatabaseHistogram &unit) {
+    const TDatabaseHistogramCoefficient c = unit.coefficient;
+    const auto level = [&](const Quad &quad) -> double {
+      switch (unit.channel) {
+        case 1:
+          return quad[kRed];
+        case 2:
+          return green(quad);
+        case 3:
+          return quad[kBlue];
+        default:
+          return c.red * quad[kRed] + c.green * green(quad) + c.blue * quad[kBlue];
+      }
+    };
+    countBins(*frame, unit.rectangle, unit.gridWeight, unit.mode != 0, unit.sampleRange.offset,
+              unit.sampleRange.shift, level, unit.statistics.bins);
+  });
   return TCOMMON_SUCCESS;
 }
 
@@ -420,28 +416,23 @@ uint32_t measureHistogram2(TDriver *driver, const char *, void *record) {
   std::shared_ptr<const Frame> frame;
   if (const uint32_t code = capture(*driver, &frame); code != TCOMMON_SUCCESS) return code;
   static MeasurementCache<TDatabaseHistogram_2> cache;
-  cache.measure(
-      unit, *frame,
-      [](TDatabaseHistogram_2 &cleared) {
-        std::memset(&cleared.statistics, 0, sizeof(cleared.statistics));
-      },
-      [&frame](TDatabaseHistogram_2 &unit) {
-        const auto level = [&](const Quad &quad) -> double {
-          switch (unit.mode) {
-            case 1:
-              return quad[kRed];
-            case 2:
-              return green(quad);
-            case 3:
-              return quad[kBlue];
-            default:
-              return luminance(quad);
-          }
-        };
-        constexpr uint32_t kShift = 5;  // 32 bins of 32 levels
-        countBins(*frame, unit.rectangle, unit.gridWeight, true, 0, kShift, level,
-                  unit.statistics.bins);
-      });
+  cache.measure(unit, *frame, [&frame](TDatabaseHistogram_2 &unit) {
+    const auto level = [&](const Quad &quad) -> double {
+      switch (unit.mode) {
+        case 1:
+          return quad[kRed];
+        case 2:
+          return green(quad);
+        case 3:
+          return quad[kBlue];
+        default:
+          return luminance(quad);
+      }
+    };
+    constexpr uint32_t kShift = 5;  // 32 bins of 32 levels
+    countBins(*frame, unit.rectangle, unit.gridWeight, true, 0, kShift, level,
+              unit.statistics.bins);
+  });
   return TCOMMON_SUCCESS;
 }
 
@@ -544,15 +535,10 @@ uint32_t measureExposure(TDriver *driver, const char *, void *) {
   std::shared_ptr<const Frame> frame;
   if (const uint32_t code = capture(*driver, &frame); code != TCOMMON_SUCCESS) return code;
   static MeasurementCache<TDatabaseAutoExposureStatistics_2> cache;
-  cache.measure(
-      *unit, *frame,
-      [](TDatabaseAutoExposureStatistics_2 &cleared) {
-        std::memset(&cleared.statistics, 0, sizeof(cleared.statistics));
-        std::memset(cleared.zoneSum, 0, sizeof(cleared.zoneSum));
-      },
-      [&frame](TDatabaseAutoExposureStatistics_2 &measured) {
-        measureExposureOf(&measured, frame.get());
-      });
+  std::memset(unit->zoneSum, 0, sizeof(unit->zoneSum));
+  cache.measure(*unit, *frame, [&frame](TDatabaseAutoExposureStatistics_2 &measured) {
+    measureExposureOf(&measured, frame.get());
+  });
   return TCOMMON_SUCCESS;
 }
 
@@ -684,23 +670,18 @@ uint32_t measureFocus(TDriver *driver, const char *, void *) {
   std::shared_ptr<const Frame> frame;
   if (const uint32_t code = capture(*driver, &frame); code != TCOMMON_SUCCESS) return code;
   static MeasurementCache<TDatabaseAutoFocusMeasurement_3> cache;
-  cache.measure(
-      *unit, *frame,
-      [](TDatabaseAutoFocusMeasurement_3 &cleared) {
-        std::memset(&cleared.statistics, 0, sizeof(cleared.statistics));
-      },
-      [&frame](TDatabaseAutoFocusMeasurement_3 &measured) {
-        // hwRoi: x, y, width, height; the windows are its left, centre and right thirds.
-        const int64_t x = measured.hwRoi[0];
-        const int64_t width = measured.hwRoi[2];
-        const Span rows = spanOf(measured.hwRoi[1], measured.hwRoi[3], kRows);
-        for (int index = 0; index < kFocusWindows; ++index) {
-          const int64_t left = x + width * index / kFocusWindows;
-          const int64_t right = x + width * (index + 1) / kFocusWindows;
-          const Window window{spanOf(left, right - left, kColumns), rows};
-          measureWindow(measured, *frame, window, index, measured.statistics);
-        }
-      });
+  cache.measure(*unit, *frame, [&frame](TDatabaseAutoFocusMeasurement_3 &measured) {
+    // hwRoi: x, y, width, height; the windows are its left, centre and right thirds.
+    const int64_t x = measured.hwRoi[0];
+    const int64_t width = measured.hwRoi[2];
+    const Span rows = spanOf(measured.hwRoi[1], measured.hwRoi[3], kRows);
+    for (int index = 0; index < kFocusWindows; ++index) {
+      const int64_t left = x + width * index / kFocusWindows;
+      const int64_t right = x + width * (index + 1) / kFocusWindows;
+      const Window window{spanOf(left, right - left, kColumns), rows};
+      measureWindow(measured, *frame, window, index, measured.statistics);
+    }
+  });
   return TCOMMON_SUCCESS;
 }
 
