@@ -147,6 +147,8 @@ TEST_F(JsonTest, ParsedTextsPrintBackAndKeepNumberKinds) {
       {"1e-400", "0.0", TJSON_TYPE_FLOAT},
       {"2.4e-324", "0.0", TJSON_TYPE_FLOAT},
       {"2.5e-324", "5e-324", TJSON_TYPE_FLOAT},
+      // Doubles among other values: each converted from its own text.
+      {"[7,\n-2.5E0 ,0e297,{\"k\":1e-7}]", R"([7,-2.5,0.0,{"k":1e-7}])", TJSON_TYPE_ARRAY},
   };
   for (const auto &[input, output, type] : cases) {
     Tree tree = parse(input);

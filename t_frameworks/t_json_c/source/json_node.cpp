@@ -10,6 +10,31 @@ namespace tjson {
 
 namespace {
 
+// The header of a block of siblings; the nodes follow it.
+struct SiblingBlock {
+  uint32_t live;  // nodes of the block not yet freed
+  uint32_t count;
+};
+static_assert(sizeof(SiblingBlock) % alignof(Node) == 0, "nodes follow the header aligned");
+
+Node *firstSibling(SiblingBlock *block) {
+  return reinterpret_cast<Node *>(reinterpret_cast<char *>(block) + sizeof(SiblingBlock));
+}
+SiblingBlock *blockOf(Node *node) {
+  return reinterpret_cast<SiblingBlock *>(reinterpret_cast<char *>(node - (node->slot - 1)) -
+                                          sizeof(SiblingBlock));
+}
+
+// Frees the node itself; its payload must hold nothing.
+void freeStorage(Node *node) noexcept {
+  if (node->slot == 0) {
+    delete node;
+    return;
+  }
+  SiblingBlock *block = blockOf(node);
+  if (--block->live == 0) std::free(block);
+}
+
 void freeNode(Node *node) noexcept {
   node->name.release();
   if (node->type == TJSON_TYPE_STRING) {
@@ -17,8 +42,10 @@ void freeNode(Node *node) noexcept {
   } else if (hasChildren(node->type)) {
     std::free(node->children.items);
   }
-  delete node;
+  freeStorage(node);
 }
+
+void initNode(Node *node, uint8_t type, uint32_t slot) noexcept;
 
 void initPayload(Node *node, uint8_t type) noexcept {
   node->type = type;
@@ -40,9 +67,10 @@ void moveToEnd(Node *parent, Node *child) noexcept {
   children.items[children.size - 1] = child;
 }
 
-// Copy of node without its children; withName also copies the member name.
-Node *cloneShallow(const Node *source, bool withName) {
-  OwnedNode copy(createNode(source->type));
+// Makes copy (an empty null) a copy of source without its children; withName also copies
+// the member name. Throws std::bad_alloc, and then copy holds nothing.
+void copyShallow(const Node *source, Node *copy, bool withName) {
+  initPayload(copy, source->type);
   switch (source->type) {
     case TJSON_TYPE_STRING:
       copy->string.assign(source->string.data(), source->string.length);
@@ -56,8 +84,13 @@ Node *cloneShallow(const Node *source, bool withName) {
     default:
       break;
   }
-  if (withName) copy->name.assign(source->name.data(), source->name.length);
-  return copy.release();
+  if (!withName) return;
+  try {
+    copy->name.assign(source->name.data(), source->name.length);
+  } catch (...) {
+    releaseContents(copy);
+    throw;
+  }
 }
 
 }  // namespace
@@ -81,12 +114,44 @@ void Text::assign(const char *bytes, size_t size) {
   length = static_cast<uint32_t>(size);
 }
 
-Node *createNode(uint8_t type) {
-  Node *node = new Node();
+namespace {
+
+void initNode(Node *node, uint8_t type, uint32_t slot) noexcept {
   node->parent = nullptr;
   node->name.init();
+  node->slot = slot;
   initPayload(node, type);
+}
+
+// One block for count siblings, their slots set; the rest of each node is left to the
+// caller.
+Node *allocateSiblings(size_t count) {
+  if (count == 0 || count > UINT32_MAX) throw std::bad_alloc();
+  void *memory = std::malloc(sizeof(SiblingBlock) + count * sizeof(Node));
+  if (memory == nullptr) throw std::bad_alloc();
+  auto *block = static_cast<SiblingBlock *>(memory);
+  block->live = static_cast<uint32_t>(count);
+  block->count = static_cast<uint32_t>(count);
+  return firstSibling(block);
+}
+
+}  // namespace
+
+Node *createNode(uint8_t type) {
+  Node *node = new Node();
+  initNode(node, type, 0);
   return node;
+}
+
+Node *createSiblings(size_t count) {
+  Node *nodes = allocateSiblings(count);
+  for (size_t i = 0; i < count; ++i) initNode(nodes + i, TJSON_TYPE_NULL, static_cast<uint32_t>(i + 1));
+  return nodes;
+}
+
+void releaseContents(Node *node) noexcept {
+  node->name.release();
+  resetPayload(node, TJSON_TYPE_NULL);
 }
 
 void destroyTree(Node *root) noexcept {
@@ -134,19 +199,27 @@ void appendChild(Node *node, Node *child) noexcept {
   node->children.items[node->children.size++] = child;
 }
 
-void adoptChildren(Node *node, Node *const *items, size_t count) {
+void adoptChildren(Node *node, const Node *values, size_t count) {
   if (count == 0) return;
   if (count > UINT32_MAX) throw std::bad_alloc();
-  void *block = std::malloc(count * sizeof(Node *));
-  if (block == nullptr) throw std::bad_alloc();
+  std::unique_ptr<Node *, decltype(&std::free)> items(
+      static_cast<Node **>(std::malloc(count * sizeof(Node *))), &std::free);
+  if (items == nullptr) throw std::bad_alloc();
+  Node *nodes = allocateSiblings(count);
+  std::memcpy(static_cast<void *>(nodes), values, count * sizeof(Node));
+  for (size_t i = 0; i < count; ++i) {
+    Node *child = nodes + i;
+    child->slot = static_cast<uint32_t>(i + 1);
+    child->parent = node;
+    items.get()[i] = child;
+    if (hasChildren(child->type)) {
+      for (uint32_t j = 0; j < child->children.size; ++j) child->children.items[j]->parent = child;
+    }
+  }
   Children &children = node->children;
-  children.items = static_cast<Node **>(block);
+  children.items = items.release();
   children.size = static_cast<uint32_t>(count);
   children.capacity = static_cast<uint32_t>(count);
-  for (size_t i = 0; i < count; ++i) {
-    items[i]->parent = node;
-    children.items[i] = items[i];
-  }
 }
 
 uint32_t indexOf(const Node *parent, const Node *child) noexcept {
@@ -216,7 +289,8 @@ uint64_t visibleSize(const Node *node) noexcept {
 }
 
 Node *cloneTree(const Node *source) {
-  OwnedNode root(cloneShallow(source, false));
+  OwnedNode root(createNode(TJSON_TYPE_NULL));
+  copyShallow(source, root.get(), false);
   // Explicit stack: a tree built through the API has no depth limit.
   std::vector<std::pair<const Node *, Node *>> pending;
   pending.emplace_back(source, root.get());
@@ -226,13 +300,18 @@ Node *cloneTree(const Node *source) {
     if (from->type != TJSON_TYPE_ARRAY && from->type != TJSON_TYPE_OBJECT) continue;
     const bool isObject = from->type == TJSON_TYPE_OBJECT;
     const uint64_t count = visibleSize(from);
+    if (count == 0) continue;
     reserveChildren(to, static_cast<uint32_t>(count));
+    Node *copies = createSiblings(count);
+    // Linked first, so that the tree frees them whatever throws next.
+    for (uint64_t i = 0; i < count; ++i) appendChild(to, copies + i);
+    Node *copy = copies;
     for (uint32_t i = 0; i < from->children.size; ++i) {
       const Node *child = from->children.items[i];
       if (isObject && child->type == TJSON_TYPE_ABSENT) continue;
-      Node *copy = cloneShallow(child, isObject);
-      appendChild(to, copy);
+      copyShallow(child, copy, isObject);
       pending.emplace_back(child, copy);
+      ++copy;
     }
   }
   return root.release();

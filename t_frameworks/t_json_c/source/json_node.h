@@ -6,7 +6,10 @@
 // when something is assigned to it. RapidJSON's DOM stores values inline in growing
 // arrays and has no such state, so it only parses (SAX) and prints (Writer) for us.
 //
-// Every node is allocated on its own, so its address never changes. It knows its parent,
+// A node's address never changes. Nodes are allocated on their own or, where a container
+// gets many children at once (a parsed array or object, an array grown to an index, a
+// copy), as one block of siblings that is freed with the last of them: a table of 4 000
+// numbers costs one allocation, not 4 000. A node knows its parent,
 // which lets an assignment deep inside absent or null containers turn them into objects
 // on the way up. A member stores its own name; member order is the order of `children`.
 // Absent and null nodes may hold children too: the absent members that were looked up in
@@ -71,6 +74,7 @@ struct TJsonValue {
   TJsonValue *parent;  // nullptr for a root
   tjson::Text name;    // members only
   uint8_t type;        // TJSON_TYPE_*
+  uint32_t slot;       // 0: allocated alone; n: the n-th node of a block of siblings
   union {
     uint8_t boolean;
     int64_t integer;
@@ -87,6 +91,12 @@ using Node = TJsonValue;
 
 // Allocates a node of type with an empty payload. Throws std::bad_alloc.
 Node *createNode(uint8_t type);
+// Allocates count (at least 1) null roots in one block: nodes[0] to nodes[count - 1].
+// Throws std::bad_alloc.
+Node *createSiblings(size_t count);
+// Frees what node holds (name, string, children with their trees) but not the node itself,
+// which is left an empty null.
+void releaseContents(Node *node) noexcept;
 // Frees node and everything below it; does not touch its parent. nullptr is accepted.
 void destroyTree(Node *node) noexcept;
 struct TreeDeleter {
@@ -101,9 +111,11 @@ void resetPayload(Node *node, uint8_t type) noexcept;
 void reserveChildren(Node *node, uint32_t extra);
 // Appends child (a root) to node's children; room must have been reserved.
 void appendChild(Node *node, Node *child) noexcept;
-// Installs exactly count children (parsed values) in an empty container. Throws
+// Moves count finished values (held by value, e.g. by the reader while their container
+// is open) into one block of siblings and installs them as the children of an empty
+// container; their own children are re-linked to their new addresses. Throws
 // std::bad_alloc, and then has taken nothing.
-void adoptChildren(Node *node, Node *const *items, size_t count);
+void adoptChildren(Node *node, const Node *values, size_t count);
 // Removes node from its parent's children; node becomes a root.
 void detach(Node *node) noexcept;
 // Position of child among parent's children.

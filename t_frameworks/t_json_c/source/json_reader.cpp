@@ -27,10 +27,10 @@ constexpr const char *kDepthText = "Nesting deeper than " TJSON_TEXT(TJSON_MAX_D
 constexpr const char *kNoErrorText = "No error";
 
 // Iterative: a request cannot exhaust the stack of the board however deep it nests.
-// Numbers arrive as their text and are converted by NumberConverter.
-constexpr unsigned kParseFlags = rapidjson::kParseIterativeFlag |
-                                 rapidjson::kParseValidateEncodingFlag |
-                                 rapidjson::kParseNumbersAsStringsFlag;
+// Integers are converted by RapidJSON as it scans them; other numbers go through
+// NumberConverter (see NumberEvents).
+constexpr unsigned kParseFlags =
+    rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag;
 
 // A text that is valid UTF-8 throughout has nothing for the reader's per-character
 // validation to find: it is parsed without it, at a fraction of the cost for long strings
@@ -136,13 +136,56 @@ class NumberConverter {
   }
 };
 
-// Validation only.
-class Checker : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Checker> {
+// The number events of the three handlers below. RapidJSON hands over integers that fit
+// 64 bits exactly as it scanned them (tables of integers are most of a request, and this
+// is their fast path). Anything else arrives as a double of RapidJSON's own, which is not
+// always the nearest one: its text is converted again by NumberConverter. The stream
+// stands just past the number then, and the text is found by stepping back over the
+// characters a number can hold; what precedes a number ('[', ',', ':', white space or
+// the start) is none of them. Derived provides integer(), unsignedInteger() and real().
+template <typename Derived>
+class NumberEvents : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Derived> {
  public:
-  bool RawNumber(const char *text, rapidjson::SizeType length, bool) {
-    NumberConverter::Number number;
-    return numbers.convert(text, length, &number);
+  bool Int(int value) { return self().integer(value); }
+  bool Uint(unsigned value) { return self().integer(value); }
+  bool Int64(int64_t value) { return self().integer(value); }
+  bool Uint64(uint64_t value) {
+    return value <= uint64_t{INT64_MAX} ? self().integer(static_cast<int64_t>(value))
+                                        : self().unsignedInteger(value);
   }
+  bool Double(double) {
+    const char *end = stream->src_;
+    const char *begin = end;
+    while (begin != stream->begin_ && isNumberCharacter(begin[-1])) --begin;
+    NumberConverter::Number number;
+    if (!numbers.convert(begin, static_cast<size_t>(end - begin), &number)) return false;
+    switch (number.kind) {
+      case NumberConverter::Kind::Integer:
+        return self().integer(number.integer);
+      case NumberConverter::Kind::Unsigned:
+        return self().unsignedInteger(number.unsignedInteger);
+      case NumberConverter::Kind::Double:
+        break;
+    }
+    return self().real(number.real);
+  }
+
+  const rapidjson::MemoryStream *stream = nullptr;  // set for each parse
+  NumberConverter numbers;
+
+ private:
+  static bool isNumberCharacter(char c) {
+    return (c >= '0' && c <= '9') || c == '-' || c == '+' || c == '.' || c == 'e' || c == 'E';
+  }
+  Derived &self() { return static_cast<Derived &>(*this); }
+};
+
+// Validation only.
+class Checker : public NumberEvents<Checker> {
+ public:
+  bool integer(int64_t) { return true; }
+  bool unsignedInteger(uint64_t) { return true; }
+  bool real(double) { return true; }
   bool StartObject() { return limit.enter(); }
   bool EndObject(rapidjson::SizeType) {
     limit.leave();
@@ -155,13 +198,13 @@ class Checker : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Checker> 
   }
 
   DepthLimit limit;
-  NumberConverter numbers;
 };
 
-// Builds the tree from SAX events. Finished values wait in pending_ until their container
-// closes; then the container takes them all in one allocation of the exact size. A member
-// node is made at its key, so that the value that follows only fills it in.
-class TreeBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TreeBuilder> {
+// Builds the tree from SAX events. Finished values wait in pending_, held by value, until
+// their container closes; then the container takes them all as one block of siblings with
+// one array of the exact size. A member is made at its key, so that the value that follows
+// only fills it in. Only the root is allocated on its own.
+class TreeBuilder : public NumberEvents<TreeBuilder> {
  public:
   ~TreeBuilder() { discard(); }
 
@@ -176,12 +219,12 @@ class TreeBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TreeB
   }
   // Frees whatever a failed parse left behind.
   void discard() noexcept {
-    for (Node *node : pending_) tjson::destroyTree(node);
+    for (Node &node : pending_) tjson::releaseContents(&node);
     pending_.clear();
     frames_.clear();
     tjson::destroyTree(root_);
     root_ = nullptr;
-    keyed_ = nullptr;
+    keyed_ = kNone;
   }
 
   bool Null() {
@@ -194,24 +237,22 @@ class TreeBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TreeB
     node->boolean = value ? 1 : 0;
     return true;
   }
-  bool RawNumber(const char *text, rapidjson::SizeType length, bool) {
-    NumberConverter::Number number;
-    if (!numbers.convert(text, length, &number)) return false;
+  bool integer(int64_t value) {
     Node *node = slot();
-    switch (number.kind) {
-      case NumberConverter::Kind::Integer:
-        node->type = TJSON_TYPE_INTEGER;
-        node->integer = number.integer;
-        break;
-      case NumberConverter::Kind::Unsigned:
-        node->type = TJSON_TYPE_UNSIGNED;
-        node->unsignedInteger = number.unsignedInteger;
-        break;
-      case NumberConverter::Kind::Double:
-        node->type = TJSON_TYPE_FLOAT;
-        node->number = number.real;
-        break;
-    }
+    node->type = TJSON_TYPE_INTEGER;
+    node->integer = value;
+    return true;
+  }
+  bool unsignedInteger(uint64_t value) {
+    Node *node = slot();
+    node->type = TJSON_TYPE_UNSIGNED;
+    node->unsignedInteger = value;
+    return true;
+  }
+  bool real(double value) {
+    Node *node = slot();
+    node->type = TJSON_TYPE_FLOAT;
+    node->number = value;
     return true;
   }
   bool String(const char *text, rapidjson::SizeType length, bool) {
@@ -222,9 +263,8 @@ class TreeBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TreeB
     return true;
   }
   bool Key(const char *text, rapidjson::SizeType length, bool) {
-    Node *node = pendingNode();
-    node->name.assign(text, length);
-    keyed_ = node;
+    pendingNode()->name.assign(text, length);
+    keyed_ = pending_.size() - 1;
     return true;
   }
   bool StartObject() { return open(TJSON_TYPE_OBJECT); }
@@ -233,20 +273,21 @@ class TreeBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TreeB
   bool EndArray(rapidjson::SizeType) { return close(); }
 
   DepthLimit limit;
-  NumberConverter numbers;
 
  private:
+  static constexpr size_t kNone = SIZE_MAX;  // no pending member; the root as container
+
   struct Frame {
-    Node *container;
-    size_t first;  // index in pending_ of its first child
+    size_t container;  // index in pending_, or kNone for the root
+    size_t first;      // index in pending_ of its first child
   };
 
   // The node that the next value fills in: the member made at its key, or a new element
-  // (or the root). Made as null, so that Null() has nothing left to do.
+  // (or the root), as null. Valid until the next node is made.
   Node *slot() {
-    if (keyed_ != nullptr) {
-      Node *node = keyed_;
-      keyed_ = nullptr;
+    if (keyed_ != kNone) {
+      Node *node = &pending_[keyed_];
+      keyed_ = kNone;
       return node;
     }
     if (frames_.empty()) {
@@ -255,39 +296,42 @@ class TreeBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TreeB
     }
     return pendingNode();
   }
-  // A new null node waiting for its container. The place is taken first, so that once
-  // the node exists discard() frees it whatever throws next.
   Node *pendingNode() {
-    pending_.push_back(nullptr);
-    pending_.back() = tjson::createNode(TJSON_TYPE_NULL);
-    return pending_.back();
+    Node &node = pending_.emplace_back();
+    node.parent = nullptr;
+    node.name.init();
+    node.type = TJSON_TYPE_NULL;
+    node.slot = 0;
+    node.children = tjson::Children{nullptr, 0, 0};
+    return &node;
   }
   bool open(uint8_t type) {
     if (!limit.enter()) return false;
     Node *node = slot();
     node->type = type;  // its children storage is already empty
-    frames_.push_back(Frame{node, pending_.size()});
+    frames_.push_back(
+        Frame{node == root_ ? kNone : static_cast<size_t>(node - pending_.data()), pending_.size()});
     return true;
   }
   bool close() {
     const Frame frame = frames_.back();
-    tjson::adoptChildren(frame.container, pending_.data() + frame.first,
-                         pending_.size() - frame.first);
-    pending_.resize(frame.first);
+    Node *container = frame.container == kNone ? root_ : &pending_[frame.container];
+    tjson::adoptChildren(container, pending_.data() + frame.first, pending_.size() - frame.first);
+    pending_.resize(frame.first);  // moved out: nothing left to free
     frames_.pop_back();
     limit.leave();
     return true;
   }
 
-  std::vector<Node *> pending_;
+  std::vector<Node> pending_;
   std::vector<Frame> frames_;
   Node *root_ = nullptr;
-  Node *keyed_ = nullptr;
+  size_t keyed_ = kNone;
 };
 
 // Hands every piece to the caller's events instead of building a tree; scalars arrive in
 // one reused node.
-class Walker : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Walker> {
+class Walker : public NumberEvents<Walker> {
  public:
   ~Walker() { tjson::destroyTree(scalar_); }
 
@@ -304,23 +348,19 @@ class Walker : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Walker> {
     scalar_->boolean = value ? 1 : 0;
     return deliver();
   }
-  bool RawNumber(const char *text, rapidjson::SizeType length, bool) {
-    NumberConverter::Number number;
-    if (!numbers.convert(text, length, &number)) return false;
-    switch (number.kind) {
-      case NumberConverter::Kind::Integer:
-        tjson::resetPayload(scalar_, TJSON_TYPE_INTEGER);
-        scalar_->integer = number.integer;
-        break;
-      case NumberConverter::Kind::Unsigned:
-        tjson::resetPayload(scalar_, TJSON_TYPE_UNSIGNED);
-        scalar_->unsignedInteger = number.unsignedInteger;
-        break;
-      case NumberConverter::Kind::Double:
-        tjson::resetPayload(scalar_, TJSON_TYPE_FLOAT);
-        scalar_->number = number.real;
-        break;
-    }
+  bool integer(int64_t value) {
+    tjson::resetPayload(scalar_, TJSON_TYPE_INTEGER);
+    scalar_->integer = value;
+    return deliver();
+  }
+  bool unsignedInteger(uint64_t value) {
+    tjson::resetPayload(scalar_, TJSON_TYPE_UNSIGNED);
+    scalar_->unsignedInteger = value;
+    return deliver();
+  }
+  bool real(double value) {
+    tjson::resetPayload(scalar_, TJSON_TYPE_FLOAT);
+    scalar_->number = value;
     return deliver();
   }
   bool String(const char *text, rapidjson::SizeType length, bool) {
@@ -354,7 +394,6 @@ class Walker : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Walker> {
   }
 
   DepthLimit limit;
-  NumberConverter numbers;
 
  private:
   bool deliver(uint8_t type) {
@@ -387,6 +426,7 @@ struct TJsonReader {
     const size_t size = static_cast<size_t>(end - begin);
     rapidjson::MemoryStream stream(begin, size);
     handler.numbers.tooBig = false;
+    handler.stream = &stream;
     const rapidjson::ParseResult result = isValidUtf8(begin, size)
                                               ? reader.Parse<kParseFlagsValidText>(stream, handler)
                                               : reader.Parse<kParseFlags>(stream, handler);

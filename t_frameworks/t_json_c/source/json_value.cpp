@@ -99,10 +99,10 @@ uint32_t itemOf(Node *array, uint64_t index, Node **item) {
   return guarded([&] {
     becomeArray(array);
     const uint32_t size = array->children.size;
-    tjson::reserveChildren(array, static_cast<uint32_t>(index + 1 - size));
-    for (uint64_t i = size; i <= index; ++i) {
-      tjson::appendChild(array, tjson::createNode(TJSON_TYPE_NULL));
-    }
+    const uint64_t count = index + 1 - size;
+    tjson::reserveChildren(array, static_cast<uint32_t>(count));
+    Node *elements = tjson::createSiblings(count);
+    for (uint64_t i = 0; i < count; ++i) tjson::appendChild(array, elements + i);
     *item = array->children.items[index];
     return TCOMMON_SUCCESS;
   });
