@@ -11,6 +11,15 @@ struct HeapState {
   uint64_t allocations;  // blocks handed out so far
 };
 
+// The allocator counts while at least one of these exists.
+class HeapCounting {
+ public:
+  HeapCounting();
+  ~HeapCounting();
+  HeapCounting(const HeapCounting &) = delete;
+  HeapCounting &operator=(const HeapCounting &) = delete;
+};
+
 HeapState heapNow();
 // Starts a new peak measurement at the current live bytes.
 void heapResetPeak();

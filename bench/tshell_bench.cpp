@@ -51,9 +51,12 @@ struct Host {
     check("TDriver_open", TDriver_open(database, &driver));
     check("TJsonReader_open", TJsonReader_open(&checker));
     void *handles[3] = {database, driver, logger};
-    const bench::HeapState before = bench::heapNow();
-    check("TShell_open", TShell_open(handles, &shell));
-    shellOpenBytes = bench::heapNow().liveBytes - before.liveBytes;
+    {
+      const bench::HeapCounting counting;
+      const bench::HeapState before = bench::heapNow();
+      check("TShell_open", TShell_open(handles, &shell));
+      shellOpenBytes = bench::heapNow().liveBytes - before.liveBytes;
+    }
     check("TDriver_init", TDriver_init(driver, 1));
     check("TDriver_stream", TDriver_stream(driver, 1));
     check("TDriverJournal_clear", TDriverJournal_clear(driver));
@@ -294,6 +297,7 @@ void setCommands(benchmark::State &state, uint64_t commands) {
 void setHeapCounters(benchmark::State &state, const std::string &request,
                      const std::string &response, uint64_t commands) {
   Host &h = host();
+  const bench::HeapCounting counting;
   auto treeBlocks = [&h](const std::string &text) {
     TJsonValue *tree = nullptr;
     const bench::HeapState start = bench::heapNow();

@@ -1,10 +1,17 @@
+// The reader parses a NUL-terminated, padded copy of the text (see TJsonReader::copy), in
+// which strings are decoded in place and RapidJSON's 16-byte scans of strings and white
+// space are safe.
+#if defined(__SSE2__) && !defined(RAPIDJSON_SSE2)
+#define RAPIDJSON_SSE2
+#endif
+
 #include <rapidjson/error/en.h>
-#include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
 
 #include <algorithm>
 #include <charconv>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <vector>
 
@@ -29,8 +36,11 @@ constexpr const char *kNoErrorText = "No error";
 // Iterative: a request cannot exhaust the stack of the board however deep it nests.
 // Integers are converted by RapidJSON as it scans them; other numbers go through
 // NumberConverter (see NumberEvents).
-constexpr unsigned kParseFlags =
-    rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag;
+// In situ: the text is the reader's own copy, so strings are decoded where they stand
+// instead of being copied out first.
+constexpr unsigned kParseFlags = rapidjson::kParseIterativeFlag |
+                                 rapidjson::kParseValidateEncodingFlag |
+                                 rapidjson::kParseInsituFlag;
 
 // A text that is valid UTF-8 throughout has nothing for the reader's per-character
 // validation to find: it is parsed without it, at a fraction of the cost for long strings
@@ -139,10 +149,12 @@ class NumberConverter {
 // The number events of the three handlers below. RapidJSON hands over integers that fit
 // 64 bits exactly as it scanned them (tables of integers are most of a request, and this
 // is their fast path). Anything else arrives as a double of RapidJSON's own, which is not
-// always the nearest one: its text is converted again by NumberConverter. The stream
-// stands just past the number then, and the text is found by stepping back over the
-// characters a number can hold; what precedes a number ('[', ',', ':', white space or
-// the start) is none of them. Derived provides integer(), unsignedInteger() and real().
+// always the nearest one: its text is converted again by NumberConverter. The stream then
+// stands at the number's first character (RapidJSON scans a copy of the stream and
+// updates it afterwards) or just past its last; neither what precedes a number ('[', ',',
+// ':', white space, the start) nor what follows it (the same, ']', '}', the terminating
+// NUL) can be part of one, so the text is found from either place. Derived provides
+// integer(), unsignedInteger() and real().
 template <typename Derived>
 class NumberEvents : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Derived> {
  public:
@@ -154,9 +166,13 @@ class NumberEvents : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Deri
                                         : self().unsignedInteger(value);
   }
   bool Double(double) {
-    const char *end = stream->src_;
-    const char *begin = end;
-    while (begin != stream->begin_ && isNumberCharacter(begin[-1])) --begin;
+    const char *begin = stream->src_;
+    const char *end = begin;
+    if (isNumberCharacter(*begin)) {
+      while (isNumberCharacter(*end)) ++end;
+    } else {
+      while (begin != stream->head_ && isNumberCharacter(begin[-1])) --begin;
+    }
     NumberConverter::Number number;
     if (!numbers.convert(begin, static_cast<size_t>(end - begin), &number)) return false;
     switch (number.kind) {
@@ -170,7 +186,7 @@ class NumberEvents : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Deri
     return self().real(number.real);
   }
 
-  const rapidjson::MemoryStream *stream = nullptr;  // set for each parse
+  const rapidjson::InsituStringStream *stream = nullptr;  // set for each parse
   NumberConverter numbers;
 
  private:
@@ -420,14 +436,47 @@ struct TJsonReader {
   uint64_t errorOffset = 0;
   const char *errorText = kNoErrorText;
 
+  // Room for the copy of the text; kept between calls up to kKeptCopy bytes.
+  std::unique_ptr<char[]> copyBuffer;
+  size_t copyCapacity = 0;
+  static constexpr size_t kKeptCopy = 256 * 1024;
+  static constexpr size_t kPadding = 16;  // a vector load from the NUL stays inside
+
+  // The text followed by NUL bytes up to the next multiple of kPadding (at least one).
+  // Throws std::bad_alloc.
+  char *copy(const char *begin, size_t size) {
+    const size_t padded = (size / kPadding + 1) * kPadding;
+    if (padded > copyCapacity) {
+      copyBuffer.reset();
+      copyCapacity = 0;
+      copyBuffer.reset(new char[padded]);
+      copyCapacity = padded;
+    }
+    if (size != 0) std::memcpy(copyBuffer.get(), begin, size);
+    std::memset(copyBuffer.get() + size, 0, padded - size);
+    return copyBuffer.get();
+  }
+  void releaseLargeCopy() {
+    if (copyCapacity <= kKeptCopy) return;
+    copyBuffer.reset();
+    copyCapacity = 0;
+  }
+
   // Runs one parse and records its outcome; true on success.
   template <typename Handler>
   bool run(const char *begin, const char *end, Handler &handler) {
     const size_t size = static_cast<size_t>(end - begin);
-    rapidjson::MemoryStream stream(begin, size);
+    const bool parsed = runOnCopy(copy(begin, size), size, handler);
+    releaseLargeCopy();
+    return parsed;
+  }
+
+  template <typename Handler>
+  bool runOnCopy(char *text, size_t size, Handler &handler) {
+    rapidjson::InsituStringStream stream(text);
     handler.numbers.tooBig = false;
     handler.stream = &stream;
-    const rapidjson::ParseResult result = isValidUtf8(begin, size)
+    const rapidjson::ParseResult result = isValidUtf8(text, size)
                                               ? reader.Parse<kParseFlagsValidText>(stream, handler)
                                               : reader.Parse<kParseFlags>(stream, handler);
     if (result.IsError()) {
@@ -437,7 +486,7 @@ struct TJsonReader {
       } else if (result.Code() == rapidjson::kParseErrorTermination && handler.numbers.tooBig) {
         errorText = rapidjson::GetParseError_En(rapidjson::kParseErrorNumberTooBig);
       } else if (result.Code() == rapidjson::kParseErrorDocumentEmpty && stream.Tell() < size) {
-        // The memory stream reads a NUL byte as the end of the text; it is not.
+        // The stream reads a NUL byte as the end of the text; it is not.
         errorText = rapidjson::GetParseError_En(rapidjson::kParseErrorValueInvalid);
       } else {
         errorText = rapidjson::GetParseError_En(result.Code());
