@@ -551,6 +551,26 @@ TEST_F(JsonTest, WriterIndentsAndReplacesInvalidUtf8) {
   }
 }
 
+TEST_F(JsonTest, LongTextsEscapeEveryByteThatNeedsIt) {
+  // Long texts are checked eight bytes at a time: put each byte that needs escaping at
+  // every place of a word, and the bytes nearest to those that need none beside it.
+  const Pair escaped[] = {{"\"", "\\\""},   {"\\", "\\\\"},   {"\n", "\\n"},
+                          {"\x01", "\\u0001"}, {"\x1F", "\\u001F"}, {" ", " "},
+                          {"!", "!"},          {"#", "#"},          {"[", "["},
+                          {"]", "]"},          {"\x7F", "\x7F"},    {"\xC3\xA9", "\xC3\xA9"}};
+  const std::string base(300, 'x');
+  for (const auto &[byte, printed] : escaped) {
+    for (size_t at : {size_t{0}, size_t{5}, size_t{7}, size_t{150}, size_t{298}}) {
+      const std::string text = base.substr(0, at) + byte + base.substr(at + 1);
+      Tree value = make(TJSON_TYPE_STRING);
+      ASSERT_OK(TJsonValue_assignAsStringLength(value.get(), text.data(), text.size()));
+      EXPECT_EQ(print(value.get()),
+                "\"" + base.substr(0, at) + printed + base.substr(at + 1) + "\"")
+          << "byte " << static_cast<int>(static_cast<unsigned char>(byte[0])) << " at " << at;
+    }
+  }
+}
+
 // ---- Display -----------------------------------------------------------------------------------
 
 TEST(JsonUtility, ShortenForDisplay) {

@@ -74,7 +74,7 @@ uint32_t readFile(TJsonValue *slot, const TCommonBuffer &buffer, const char *mim
   char header[kDataUriHeaderCapacity] = {};
   snprintf(header, kDataUriHeaderCapacity - 1, "data:%s;base64,", mime != nullptr ? mime : "");
   const size_t headerLength = strlen(header);
-  const size_t encodedLength = strlen(encoded);
+  const size_t encodedLength = (buffer.length + 2) / 3 * 4;  // what the encoder wrote
   char *uri = static_cast<char *>(malloc(headerLength + encodedLength + 1));
   if (uri == nullptr) {
     free(encoded);
