@@ -157,6 +157,35 @@ TEST_F(JsonTest, ParsedTextsPrintBackAndKeepNumberKinds) {
   }
 }
 
+TEST_F(JsonTest, DoublesReadAsTheNearestDouble) {
+  // Texts with few digits and small exponents take a short cut; longer ones do not. Both
+  // must give the double nearest to the text, as from_chars does.
+  std::mt19937_64 random(20261122);
+  std::vector<std::string> texts;
+  for (int i = 0; i < 3000; ++i) {
+    const uint64_t digits = random() >> (random() % 64);
+    const int power = static_cast<int>(random() % 61) - 30;
+    const std::string number = std::to_string(digits);
+    const size_t point = 1 + random() % number.size();
+    const std::string whole = number.substr(0, point);
+    const std::string fraction = point < number.size() ? number.substr(point) : "0";
+    texts.push_back((i % 2 != 0 ? "-" : "") + whole + "." + fraction + "e" +
+                    std::to_string(power));
+    texts.push_back(whole + "." + fraction + "5");
+  }
+  std::string array = "[";
+  for (const std::string &text : texts) array += (array.size() > 1 ? "," : "") + text;
+  Tree tree = parse(array + "]");
+  for (size_t i = 0; i < texts.size(); ++i) {
+    double expected = 0.0;
+    const std::string &text = texts[i];
+    std::from_chars(text.data(), text.data() + text.size(), expected);
+    double read = 0.0;
+    ASSERT_OK(TJsonValue_itemAsFloat(tree.get(), i, &read));
+    EXPECT_EQ(std::bit_cast<uint64_t>(read), std::bit_cast<uint64_t>(expected)) << text;
+  }
+}
+
 TEST_F(JsonTest, DoublesPrintAsConfiguredAndReadBackExactly) {
   TJsonWriter *longWriter = openWriter(TJSON_WRITER_NULL_FOR_ABSENT);
   const double inf = std::numeric_limits<double>::infinity();

@@ -137,27 +137,18 @@ uint32_t withNumberType(Kind kind, Use &&use) {
 
 // ---- Writing ----------------------------------------------------------------------------
 
-// One number of the record into value, or appended to it when isAppended: the innermost
-// dimension of a numeric array goes straight into the array, without a node lookup per
-// element.
-uint32_t writeScalar(Kind kind, const unsigned char *at, TJsonValue *value, bool isAppended) {
-  if (kind == Kind::Bool) {
-    const uint8_t boolean = *at != 0 ? 1 : 0;
-    return isAppended ? TJsonValue_addBooleanToArray(value, boolean)
-                      : TJsonValue_assignAsBoolean(value, boolean);
-  }
+// One number or boolean of the record into value.
+uint32_t writeScalar(Kind kind, const unsigned char *at, TJsonValue *value) {
+  if (kind == Kind::Bool) return TJsonValue_assignAsBoolean(value, *at != 0 ? 1 : 0);
   return withNumberType(kind, [&](auto zero) {
     using T = decltype(zero);
     const T number = load<T>(at);
     if constexpr (std::is_floating_point_v<T>) {
-      return isAppended ? TJsonValue_addFloatToArray(value, number)
-                        : TJsonValue_assignAsFloat(value, number);
+      return TJsonValue_assignAsFloat(value, number);
     } else if constexpr (std::is_same_v<T, uint64_t>) {
-      return isAppended ? TJsonValue_addUnsignedToArray(value, number)
-                        : TJsonValue_assignAsUnsigned(value, number);
+      return TJsonValue_assignAsUnsigned(value, number);
     } else {
-      return isAppended ? TJsonValue_addIntegerToArray(value, number)
-                        : TJsonValue_assignAsInteger(value, number);
+      return TJsonValue_assignAsInteger(value, number);
     }
   });
 }
@@ -173,7 +164,7 @@ uint32_t writeElement(const Field &field, const unsigned char *at, TJsonValue *v
       return TJsonValue_assignAsStringLength(value, text, strnlen(text, field.shape[0]));
     }
     default:
-      return writeScalar(field.kind, at, value, false);
+      return writeScalar(field.kind, at, value);
   }
 }
 
@@ -182,16 +173,14 @@ uint32_t writeValue(const Field &field, const unsigned char *at, TJsonValue *val
   if (dimension == dimensions) return writeElement(field, at, value);
   uint32_t result = TJsonValue_create(TJSON_TYPE_ARRAY, &value);
   const size_t stride = field.elementSize * elementsFrom(field, dimension + 1);
-  const bool isInnermost = dimension + 1 == dimensions && field.kind != Kind::Group;
-  for (uint32_t i = 0; i < field.shape[dimension] && result == TCOMMON_SUCCESS; ++i) {
-    if (isInnermost) {
-      result = writeScalar(field.kind, at + i * stride, value, true);
-    } else {
-      TJsonValue *element = nullptr;
-      result = TJsonValue_item(value, i, &element);
-      if (result == TCOMMON_SUCCESS) {
-        result = writeValue(field, at + i * stride, element, dimension + 1, dimensions);
-      }
+  const uint32_t count = field.shape[dimension];
+  // The last element first: the array gets all its elements in one step.
+  TJsonValue *element = nullptr;
+  if (count != 0 && result == TCOMMON_SUCCESS) result = TJsonValue_item(value, count - 1, &element);
+  for (uint32_t i = 0; i < count && result == TCOMMON_SUCCESS; ++i) {
+    result = TJsonValue_item(value, i, &element);
+    if (result == TCOMMON_SUCCESS) {
+      result = writeValue(field, at + i * stride, element, dimension + 1, dimensions);
     }
   }
   return result;

@@ -61,6 +61,7 @@ class DocumentApplier {
     const Field *field = nullptr;    // Category, Record: the member being read; Array: the field
     size_t next = 0;                 // Category, Record: where the next field search starts
     uint32_t dimension = 0;          // Array
+    uint32_t dimensions = 0;         // Array: of its field
     uint32_t count = 0;              // Array: elements begun so far
     size_t stride = 0;               // Array: bytes from one element to the next
     bool isWatched = false;          // Array: open when a value inside it was refused
@@ -110,6 +111,7 @@ class DocumentApplier {
   struct Slot {
     const Field *field = nullptr;
     uint32_t dimension = 0;
+    uint32_t dimensions = 0;  // of field
     unsigned char *at = nullptr;
   };
   Slot begin() {
@@ -117,11 +119,11 @@ class DocumentApplier {
     if (level.kind == Kind::Array) {
       const uint32_t index = level.count++;
       if (state_ != State::Applying || index >= level.field->shape[level.dimension]) return {};
-      return {level.field, level.dimension + 1, level.at + index * level.stride};
+      return {level.field, level.dimension + 1, level.dimensions, level.at + index * level.stride};
     }
     if (state_ != State::Applying) return {};
     if (level.kind == Kind::Record || level.kind == Kind::Category) {
-      return {level.field, 0, level.at + level.field->offset};
+      return {level.field, 0, fieldDimensions(*level.field), level.at + level.field->offset};
     }
     return {};
   }
@@ -155,13 +157,13 @@ class DocumentApplier {
       return;
     }
     const Field &field = *slot.field;
-    const uint32_t dimensions = fieldDimensions(field);
     uint32_t result = TCOMMON_SUCCESS;
-    if (slot.dimension < dimensions) {
+    if (slot.dimension < slot.dimensions) {
       if (!isObject) {
         Level array{Kind::Array};
         array.field = &field;
         array.dimension = slot.dimension;
+        array.dimensions = slot.dimensions;
         array.at = slot.at;
         array.stride = fieldStride(field, slot.dimension);
         levels_.push_back(array);
@@ -231,10 +233,10 @@ class DocumentApplier {
   }
 
   void scalar(TJsonValue *value) {
-    uint32_t type = TJSON_TYPE_ABSENT;
-    TJsonValue_type(value, &type);
     const Kind kind = levels_.back().kind;
     if (kind == Kind::Document) {
+      uint32_t type = TJSON_TYPE_ABSENT;
+      TJsonValue_type(value, &type);
       if (state_ != State::Applying) return;
       if (levels_.size() == 1) {
         settle(std::string("a settings document is a JSON object, found ") + jsonTypeName(type));
@@ -246,9 +248,14 @@ class DocumentApplier {
     }
     const Slot slot = begin();
     if (slot.field == nullptr) return;
-    const uint32_t result = slot.dimension < fieldDimensions(*slot.field)
-                                ? refuseNotArray(fieldError_, type)
-                                : applyElement(*slot.field, value, slot.at, fieldError_);
+    uint32_t result = TCOMMON_SUCCESS;
+    if (slot.dimension < slot.dimensions) {
+      uint32_t type = TJSON_TYPE_ABSENT;
+      TJsonValue_type(value, &type);
+      result = refuseNotArray(fieldError_, type);
+    } else {
+      result = applyElement(*slot.field, value, slot.at, fieldError_);
+    }
     if (result == TCOMMON_NO_MEMORY) throw std::bad_alloc();
     if (result != TCOMMON_SUCCESS) refuseFrom(levels_.size() - 1);
   }

@@ -25,10 +25,59 @@ SiblingBlock *blockOf(Node *node) {
                                           sizeof(SiblingBlock));
 }
 
+// Nodes allocated on their own come and go with every request (the "value" looked up in
+// an item, a member added to it). Each thread keeps a few freed ones for the next
+// allocations; the list is short, so it holds at most a few KiB.
+class NodeCache {
+ public:
+  NodeCache() = default;
+  NodeCache(const NodeCache &) = delete;
+  NodeCache &operator=(const NodeCache &) = delete;
+  ~NodeCache() {
+    while (void *memory = take()) ::operator delete(memory);
+    count_ = kLimit;  // a node freed later in this thread's exit goes straight back
+  }
+  void *take() noexcept {
+    if (head_ == nullptr) return nullptr;
+    Free *first = head_;
+    head_ = first->next;
+    --count_;
+    return first;
+  }
+  bool give(void *memory) noexcept {
+    if (count_ == kLimit) return false;
+    head_ = new (memory) Free{head_};
+    ++count_;
+    return true;
+  }
+
+ private:
+  // Under AddressSanitizer every node goes back to the allocator, so that a use after
+  // free is still caught.
+#if defined(__SANITIZE_ADDRESS__)
+  static constexpr uint32_t kLimit = 0;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+  static constexpr uint32_t kLimit = 0;
+#else
+  static constexpr uint32_t kLimit = 64;
+#endif
+#else
+  static constexpr uint32_t kLimit = 64;
+#endif
+  struct Free {
+    Free *next;
+  };
+  Free *head_ = nullptr;
+  uint32_t count_ = 0;
+};
+
+thread_local NodeCache nodeCache;
+
 // Frees the node itself; its payload must hold nothing.
 void freeStorage(Node *node) noexcept {
   if (node->slot == 0) {
-    delete node;
+    if (!nodeCache.give(node)) ::operator delete(node);
     return;
   }
   SiblingBlock *block = blockOf(node);
@@ -138,7 +187,9 @@ Node *allocateSiblings(size_t count) {
 }  // namespace
 
 Node *createNode(uint8_t type) {
-  Node *node = new Node();
+  void *memory = nodeCache.take();
+  if (memory == nullptr) memory = ::operator new(sizeof(Node));
+  Node *node = static_cast<Node *>(memory);
   initNode(node, type, 0);
   return node;
 }
@@ -202,8 +253,12 @@ void appendChild(Node *node, Node *child) noexcept {
 void adoptChildren(Node *node, const Node *values, size_t count) {
   if (count == 0) return;
   if (count > UINT32_MAX) throw std::bad_alloc();
+  // An object gets room for one more member: a request item is answered by adding
+  // "value" to it.
+  const size_t capacity = node->type == TJSON_TYPE_OBJECT ? count + 1 : count;
+  if (capacity > UINT32_MAX) throw std::bad_alloc();
   std::unique_ptr<Node *, decltype(&std::free)> items(
-      static_cast<Node **>(std::malloc(count * sizeof(Node *))), &std::free);
+      static_cast<Node **>(std::malloc(capacity * sizeof(Node *))), &std::free);
   if (items == nullptr) throw std::bad_alloc();
   Node *nodes = allocateSiblings(count);
   std::memcpy(static_cast<void *>(nodes), values, count * sizeof(Node));
@@ -219,7 +274,7 @@ void adoptChildren(Node *node, const Node *values, size_t count) {
   Children &children = node->children;
   children.items = items.release();
   children.size = static_cast<uint32_t>(count);
-  children.capacity = static_cast<uint32_t>(count);
+  children.capacity = static_cast<uint32_t>(capacity);
 }
 
 uint32_t indexOf(const Node *parent, const Node *child) noexcept {

@@ -9,6 +9,7 @@
 #include <rapidjson/reader.h>
 
 #include <algorithm>
+#include <cfloat>
 #include <charconv>
 #include <cstring>
 #include <memory>
@@ -104,6 +105,7 @@ class NumberConverter {
       return true;
     }
     number->kind = Kind::Double;
+    if (exactlyRepresentable(text, end, &number->real)) return true;
     if (std::from_chars(text, end, number->real).ec == std::errc::result_out_of_range) {
       if (leadingPower(text, end) > 0) {
         tooBig = true;
@@ -117,6 +119,48 @@ class NumberConverter {
   bool tooBig = false;
 
  private:
+  // The common case without from_chars: a text whose digits make an integer of at most
+  // 2^53 and whose power of ten is at most 22 in magnitude. Both are exact doubles, so one
+  // multiplication or division rounds the value correctly. False: not such a text.
+  static bool exactlyRepresentable(const char *p, const char *end, double *real) {
+    static_assert(FLT_EVAL_METHOD == 0, "doubles are computed in double precision");
+    static constexpr double kPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                         1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                         1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+    constexpr uint64_t kLargest = uint64_t{1} << 53;
+    const bool negative = p < end && *p == '-';
+    if (negative) ++p;
+    uint64_t digits = 0;
+    int64_t power = 0;
+    bool fraction = false;
+    for (; p < end; ++p) {
+      if (*p == '.') {
+        fraction = true;
+        continue;
+      }
+      if (*p < '0' || *p > '9') break;
+      digits = digits * 10 + static_cast<uint64_t>(*p - '0');
+      if (digits > kLargest) return false;
+      if (fraction) --power;
+    }
+    if (p < end) {  // the exponent: e or E, a sign, digits
+      ++p;
+      const bool below = p < end && *p == '-';
+      if (p < end && (*p == '-' || *p == '+')) ++p;
+      int64_t exponent = 0;
+      for (; p < end; ++p) {
+        exponent = exponent * 10 + (*p - '0');
+        if (exponent > 1000) return false;
+      }
+      power += below ? -exponent : exponent;
+    }
+    if (power < -22 || power > 22) return false;
+    double value = static_cast<double>(digits);
+    value = power < 0 ? value / kPowers[-power] : value * kPowers[power];
+    *real = negative ? -value : value;
+    return true;
+  }
+
   // The power of ten of the first significant digit: 2 for "123.4", -3 for "0.00123e0".
   static int64_t leadingPower(const char *p, const char *end) {
     if (*p == '-') ++p;
