@@ -136,7 +136,7 @@ TEST_F(JsonTest, ParsedTextsPrintBackAndKeepNumberKinds) {
       {"9223372036854775808", "9223372036854775808", TJSON_TYPE_UNSIGNED},
       {"18446744073709551615", "18446744073709551615", TJSON_TYPE_UNSIGNED},
       // Beyond 64 bits: a double, printed in the shortest form that reads back the same.
-      {"18446744073709551616", "18446744073709553000.0", TJSON_TYPE_FLOAT},
+      {"18446744073709551616", "18446744073709552000.0", TJSON_TYPE_FLOAT},
       {"-9223372036854775809", "-9223372036854776000.0", TJSON_TYPE_FLOAT},
       {"-0", "0", TJSON_TYPE_INTEGER},
       {"1E2", "100.0", TJSON_TYPE_FLOAT},
@@ -195,6 +195,11 @@ TEST_F(JsonTest, DoublesPrintAsConfiguredAndReadBackExactly) {
       {1.0, "1.0", "1.0"},
       {-0.0, "-0.0", "-0.0"},
       {1e22, "1e22", "1e+22"},
+      {1e21, "1e21", "1e+21"},
+      {100.0, "100.0", "100.0"},
+      {0.1 + 0.2, "0.30000000000000004", "0.30000000000000004"},
+      {5e-324, "5e-324", "4.9406564584124654e-324"},
+      {-1.7976931348623157e308, "-1.7976931348623157e308", "-1.7976931348623157e+308"},
       {2.5e-7, "2.5e-7", "2.4999999999999999e-07"},
       {inf, "null", "null"},
       {std::nan(""), "null", "null"}};
