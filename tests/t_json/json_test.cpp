@@ -262,6 +262,9 @@ TEST_F(JsonTest, MalformedTextsAreRefusedWithOffset) {
       {"\"\xE2\x82\"", encoding},
       {"1e400", "0 Number too big to be stored in double."},
       {"[0,9.9e308]", "3 Number too big to be stored in double."},
+      // A number followed by characters a number can hold: read up to where it ends.
+      {"[-2.5" + std::string(40, '+') + "1]", "5 Missing a comma or ']' after an array element."},
+      {"{\"a\":1.5e3-7}", "10 Missing a comma or '}' after an object member."},
       {std::string(257, '[') + std::string(257, ']'), "256 Nesting deeper than 256 levels"},
       {deepObjects, "1280 Nesting deeper than 256 levels"},
   };

@@ -149,6 +149,7 @@ class NumberConverter {
       if (p < end && (*p == '-' || *p == '+')) ++p;
       int64_t exponent = 0;
       for (; p < end; ++p) {
+        if (*p < '0' || *p > '9') return false;
         exponent = exponent * 10 + (*p - '0');
         if (exponent > 1000) return false;
       }
@@ -213,7 +214,7 @@ class NumberEvents : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Deri
     const char *begin = stream->src_;
     const char *end = begin;
     if (isNumberCharacter(*begin)) {
-      while (isNumberCharacter(*end)) ++end;
+      end = numberEnd(begin);
     } else {
       while (begin != stream->head_ && isNumberCharacter(begin[-1])) --begin;
     }
@@ -236,6 +237,22 @@ class NumberEvents : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Deri
  private:
   static bool isNumberCharacter(char c) {
     return (c >= '0' && c <= '9') || c == '-' || c == '+' || c == '.' || c == 'e' || c == 'E';
+  }
+  static bool isDigit(char c) { return c >= '0' && c <= '9'; }
+  // Where the number RapidJSON has just read from p ends: its grammar followed exactly, as
+  // a broken text may go on with characters a number can hold ("1.5+", "2-3").
+  static const char *numberEnd(const char *p) {
+    if (*p == '-') ++p;
+    while (isDigit(*p)) ++p;
+    if (*p == '.') {
+      for (++p; isDigit(*p);) ++p;
+    }
+    if (*p == 'e' || *p == 'E') {
+      ++p;
+      if (*p == '+' || *p == '-') ++p;
+      while (isDigit(*p)) ++p;
+    }
+    return p;
   }
   Derived &self() { return static_cast<Derived &>(*this); }
 };
