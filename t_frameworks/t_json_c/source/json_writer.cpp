@@ -50,6 +50,16 @@ char *shortestDouble(char *out, double number) {
     *out++ = '-';
     number = -number;
   }
+  // Whole numbers and halves, most of the values of a tuning record (1.0, 8.0, 5.5), are
+  // exact in decimal with at most 16 digits, and then that text is the shortest.
+  const double twice = number * 2;  // exact
+  if (number < 0x1p50 && twice == std::trunc(twice)) {
+    const auto halves = static_cast<uint64_t>(twice);
+    out = rapidjson::internal::u64toa(halves / 2, out);
+    *out++ = '.';
+    *out++ = (halves & 1) != 0 ? '5' : '0';
+    return out;
+  }
   // d[.ddd]e(+|-)xx
   char scientific[32];
   const char *end =
