@@ -210,9 +210,19 @@ void destroyTree(Node *root) noexcept {
   // links, so that neither depth nor a failed allocation can stop a release.
   Node *node = root;
   while (node != nullptr) {
-    if (hasChildren(node->type) && node->children.size != 0) {
-      node = node->children.items[--node->children.size];
-      continue;
+    if (hasChildren(node->type)) {
+      Children &children = node->children;
+      // Childless children (the numbers of a table) are freed right here.
+      while (children.size != 0) {
+        Node *last = children.items[children.size - 1];
+        if (hasChildren(last->type) && last->children.size != 0) break;
+        --children.size;
+        freeNode(last);
+      }
+      if (children.size != 0) {
+        node = children.items[--children.size];
+        continue;
+      }
     }
     Node *up = node == root ? nullptr : node->parent;
     freeNode(node);
