@@ -350,6 +350,32 @@ TEST_F(JsonTest, EmptinessAndSizeFollowWhatTheClientWrote) {
   EXPECT_EQ(TJsonValue_isEmpty(nullptr), 1);
 }
 
+TEST_F(JsonTest, RunsOfElementsConvertAsSingleElementsDo) {
+  Tree tree = parse(R"([1, 2.5, "x", true, null, -3, 18446744073709551615])");
+  // Entries of elements that do not convert, or that the array lacks, keep what they held.
+  std::vector<int64_t> integers = {100, 101, 102, 103, 104, 105, 106, 107};
+  ASSERT_OK(TJsonValue_itemsAsIntegers(tree.get(), 0, integers.data(), integers.size()));
+  EXPECT_EQ(integers, (std::vector<int64_t>{1, 2, 102, 1, 104, -3, -1, 107}));
+  std::vector<double> floats = {0.25, 0.25, 0.25};
+  ASSERT_OK(TJsonValue_itemsAsFloats(tree.get(), 5, floats.data(), floats.size()));
+  EXPECT_EQ(floats, (std::vector<double>{-3.0, 18446744073709551615.0, 0.25}));
+  ASSERT_OK(TJsonValue_itemsAsFloats(tree.get(), 9, floats.data(), floats.size()));
+  EXPECT_EQ(TJsonValue_itemsAsIntegers(at(parse("{}").get(), ""), 0, integers.data(), 1),
+            TCOMMON_WRONG_TYPE);
+
+  // Assigned runs replace what was there, grow the array, and make an absent value real.
+  Tree mixed = parse(R"(["a", {"b": 1}])");
+  const int64_t seven[] = {7, 8, 9};
+  ASSERT_OK(TJsonValue_assignItemsAsIntegers(mixed.get(), 1, seven, 3));
+  EXPECT_EQ(print(mixed.get()), R"(["a",7,8,9])");
+  Tree object = make(TJSON_TYPE_OBJECT);
+  const double half = 0.5;
+  ASSERT_OK(TJsonValue_assignItemsAsFloats(at(object.get(), "t"), 2, &half, 1));
+  EXPECT_EQ(print(object.get()), R"({"t":[null,null,0.5]})");
+  EXPECT_EQ(TJsonValue_assignItemsAsIntegers(at(mixed.get(), "0"), 0, seven, 1),
+            TCOMMON_WRONG_TYPE);
+}
+
 TEST_F(JsonTest, PathsAndItemsGrowArraysWithNull) {
   Tree tree = parse(R"({"a":[{"b":1},[10]],"7":{"8":2},"n":null,"s":"x"})");
   EXPECT_EQ(get(TJsonValue_asInteger, at(tree.get(), "a.0.b")), 1);

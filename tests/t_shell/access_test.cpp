@@ -6,6 +6,7 @@
 #include <cstring>
 #include <initializer_list>
 #include <iterator>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -127,6 +128,7 @@ struct Probe {
   int32_t curve[3][2];
   char text[8];
   uint8_t bytes[3];
+  float row[600];
   uint64_t fileCount;
   TCommonBuffer *files;
 };
@@ -189,6 +191,26 @@ class AccessorTest : public ShellTest {
   Probe probe_ = {};
   TJsonValue *value_ = nullptr;
 };
+
+TEST_F(AccessorTest, LongRowsMoveWholeAcrossRuns) {
+  // Rows move in runs of a few hundred elements: every element of a long row, either side
+  // of a run's end, converts (or stays) as it would alone.
+  auto row = [&](TJsonValue *value) {
+    return TShellAccess_floats(shell_, &probe_, value, probe_.row, 600, nullptr, nullptr);
+  };
+  const std::set<size_t> kept = {0, 255, 256, 511, 512, 599};
+  std::string written = "[";
+  std::string read = "{\"current\":[";
+  for (size_t i = 0; i < 600; ++i) {
+    probe_.row[i] = static_cast<float>(i) + 0.5f;
+    written += std::string(i == 0 ? "" : ",") + (kept.count(i) != 0 ? "\"x\"" : std::to_string(i * 2));
+    read += (i == 0 ? "" : ",") + (kept.count(i) != 0 ? std::to_string(i) + ".5"
+                                                      : std::to_string(i * 2) + ".0");
+  }
+  EXPECT_EQ(run((written + "]").c_str(), row), TCOMMON_SUCCESS);
+  EXPECT_EQ(run(nullptr, row), TCOMMON_SUCCESS);
+  EXPECT_EQ(printed(), read + "]}");
+}
 
 TEST_F(AccessorTest, ArraysChangeAPrefixAndReadInFull) {
   auto floats = [&](TJsonValue *value) {

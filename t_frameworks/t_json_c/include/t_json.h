@@ -216,6 +216,15 @@ TJSON_API uint32_t TJsonValue_itemAsFloat(const TJsonValue *array, uint64_t inde
 TJSON_API uint32_t TJsonValue_itemAsString(const TJsonValue *array, uint64_t index,
                                            const char **text);
 
+/* Runs of elements in one call, for tables of numbers: elements first to first + count - 1
+ * of an array (those it has), each converted as TJsonValue_asInteger or _asFloat would,
+ * into values[0] to values[count - 1]. An element that does not convert leaves its entry
+ * as it was. Not an array: TCOMMON_WRONG_TYPE. */
+TJSON_API uint32_t TJsonValue_itemsAsIntegers(const TJsonValue *array, uint64_t first,
+                                              int64_t *values, uint64_t count);
+TJSON_API uint32_t TJsonValue_itemsAsFloats(const TJsonValue *array, uint64_t first,
+                                            double *values, uint64_t count);
+
 /* ---- Values: writing -------------------------------------------------------------------------
  * An assignment replaces the value in place with a value of the new type (a container's
  * children are freed) and makes an absent value real. */
@@ -231,6 +240,14 @@ TJSON_API uint32_t TJsonValue_assignAsString(TJsonValue *value, const char *text
 /* Copies length bytes (a NUL among them ends the text as asString sees it). */
 TJSON_API uint32_t TJsonValue_assignAsStringLength(TJsonValue *value, const char *text,
                                                    uint64_t length);
+
+/* Elements first to first + count - 1 of an array become these numbers, as TJsonValue_item
+ * and an assignment each would make them: the array grows with null up to there, and an
+ * absent or null value becomes an array (other non-arrays: TCOMMON_WRONG_TYPE). */
+TJSON_API uint32_t TJsonValue_assignItemsAsIntegers(TJsonValue *array, uint64_t first,
+                                                    const int64_t *values, uint64_t count);
+TJSON_API uint32_t TJsonValue_assignItemsAsFloats(TJsonValue *array, uint64_t first,
+                                                  const double *values, uint64_t count);
 
 /* Appends to an array (an absent or null value becomes an array first; other
  * non-arrays: TCOMMON_WRONG_TYPE). TJsonValue_addValueToArray takes a root made by

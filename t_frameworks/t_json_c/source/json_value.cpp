@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -229,6 +230,35 @@ uint32_t readItem(const Node *array, uint64_t index, Out *out, Read read) {
   return read(array->children.items[index], out);
 }
 
+// values[i] for each element first + i that the array has, through read.
+template <typename Out, typename Read>
+uint32_t readItems(const Node *array, uint64_t first, Out *values, uint64_t count, Read read) {
+  if (array == nullptr || (values == nullptr && count != 0)) return TCOMMON_INVALID_ARGUMENT;
+  if (array->type != TJSON_TYPE_ARRAY) return TCOMMON_WRONG_TYPE;
+  const uint64_t size = array->children.size;
+  if (first >= size) return TCOMMON_SUCCESS;
+  const uint64_t end = first + std::min(count, size - first);
+  for (uint64_t i = first; i < end; ++i) read(array->children.items[i], values + (i - first));
+  return TCOMMON_SUCCESS;
+}
+
+// Elements first + i become values of type, each filled in by fill(node, i).
+template <typename Fill>
+uint32_t assignItems(Node *array, uint64_t first, uint64_t count, uint8_t type, Fill &&fill) {
+  if (array == nullptr) return TCOMMON_INVALID_ARGUMENT;
+  if (count == 0) return canBecomeArray(array) ? TCOMMON_SUCCESS : TCOMMON_WRONG_TYPE;
+  if (first >= UINT32_MAX || count > UINT32_MAX - first) return TCOMMON_OUT_OF_RANGE;
+  Node *last = nullptr;
+  const uint32_t code = itemOf(array, first + count - 1, &last);
+  if (code != TCOMMON_SUCCESS) return code;
+  for (uint64_t i = 0; i < count; ++i) {
+    Node *element = array->children.items[first + i];
+    if (element->type != type) tjson::resetPayload(element, type);
+    fill(element, i);
+  }
+  return TCOMMON_SUCCESS;
+}
+
 template <typename Fill>
 uint32_t assignScalar(Node *value, uint8_t type, Fill &&fill) {
   if (value == nullptr) return TCOMMON_INVALID_ARGUMENT;
@@ -402,6 +432,30 @@ uint32_t TJsonValue_itemAsFloat(const TJsonValue *array, uint64_t index, double 
 
 uint32_t TJsonValue_itemAsString(const TJsonValue *array, uint64_t index, const char **text) {
   return readItem(array, index, text, readString);
+}
+
+uint32_t TJsonValue_itemsAsIntegers(const TJsonValue *array, uint64_t first, int64_t *values,
+                                   uint64_t count) {
+  return readItems(array, first, values, count, readInteger);
+}
+
+uint32_t TJsonValue_itemsAsFloats(const TJsonValue *array, uint64_t first, double *values,
+                                 uint64_t count) {
+  return readItems(array, first, values, count, readFloat);
+}
+
+uint32_t TJsonValue_assignItemsAsIntegers(TJsonValue *array, uint64_t first,
+                                          const int64_t *values, uint64_t count) {
+  if (values == nullptr && count != 0) return TCOMMON_INVALID_ARGUMENT;
+  return assignItems(array, first, count, TJSON_TYPE_INTEGER,
+                     [values](Node *node, uint64_t i) { node->integer = values[i]; });
+}
+
+uint32_t TJsonValue_assignItemsAsFloats(TJsonValue *array, uint64_t first, const double *values,
+                                        uint64_t count) {
+  if (values == nullptr && count != 0) return TCOMMON_INVALID_ARGUMENT;
+  return assignItems(array, first, count, TJSON_TYPE_FLOAT,
+                     [values](Node *node, uint64_t i) { node->number = values[i]; });
 }
 
 uint32_t TJsonValue_assignAsNull(TJsonValue *value) {

@@ -50,9 +50,23 @@ struct BoolCell {
   }
 };
 
+// A cell with kRuns also moves whole rows of elements through Wide values, a run per
+// libtjson call (moveRun): what the elements become and give is what put and take make of
+// them one by one.
 template <typename Number>
 struct FloatCell {
   using Element = Number;
+  using Wide = double;
+  static constexpr bool kRuns = true;
+  static double widen(Number element) { return static_cast<double>(element); }
+  static Number narrow(double wide) { return static_cast<Number>(wide); }
+  static uint32_t putRun(TJsonValue *array, uint64_t first, const double *values,
+                         uint64_t count) {
+    return TJsonValue_assignItemsAsFloats(array, first, values, count);
+  }
+  static void takeRun(const TJsonValue *array, uint64_t first, double *values, uint64_t count) {
+    TJsonValue_itemsAsFloats(array, first, values, count);
+  }
   static uint32_t put(TJsonValue *json, Number element) {
     return TJsonValue_assignAsFloat(json, static_cast<double>(element));
   }
@@ -68,6 +82,18 @@ struct FloatCell {
 template <typename Integer>
 struct IntegerCell {
   using Element = Integer;
+  using Wide = int64_t;
+  // 64-bit unsigned elements above INT64_MAX are printed as unsigned: one by one.
+  static constexpr bool kRuns = !std::is_same_v<Integer, uint64_t>;
+  static int64_t widen(Integer element) { return static_cast<int64_t>(element); }
+  static Integer narrow(int64_t wide) { return static_cast<Integer>(static_cast<uint64_t>(wide)); }
+  static uint32_t putRun(TJsonValue *array, uint64_t first, const int64_t *values,
+                         uint64_t count) {
+    return TJsonValue_assignItemsAsIntegers(array, first, values, count);
+  }
+  static void takeRun(const TJsonValue *array, uint64_t first, int64_t *values, uint64_t count) {
+    TJsonValue_itemsAsIntegers(array, first, values, count);
+  }
   static uint32_t put(TJsonValue *json, Integer element) {
     if constexpr (std::is_same_v<Integer, uint64_t>) {
       return TJsonValue_assignAsUnsigned(json, element);
@@ -83,6 +109,47 @@ struct IntegerCell {
   }
 };
 
+template <typename Cell>
+constexpr bool movesRuns() {
+  if constexpr (requires { Cell::kRuns; }) {
+    return Cell::kRuns;
+  } else {
+    return false;
+  }
+}
+
+// Moves one row of count elements as moveArray does, in runs of up to kRun elements.
+template <typename Cell>
+uint32_t moveRun(bool isRead, TJsonValue *json, typename Cell::Element *elements,
+                 uint64_t count) {
+  constexpr uint64_t kRun = 256;
+  typename Cell::Wide wide[kRun];
+  if (isRead) {
+    uint32_t code = TJsonValue_create(TJSON_TYPE_ARRAY, &json);
+    // Making the last element first sizes the array once.
+    TJsonValue *last = nullptr;
+    if (code == TCOMMON_SUCCESS && count > 0) code = TJsonValue_item(json, count - 1, &last);
+    for (uint64_t first = 0; code == TCOMMON_SUCCESS && first < count; first += kRun) {
+      const uint64_t run = count - first < kRun ? count - first : kRun;
+      for (uint64_t i = 0; i < run; ++i) wide[i] = Cell::widen(elements[first + i]);
+      code = Cell::putRun(json, first, wide, run);
+    }
+    return code;
+  }
+  uint32_t type = TJSON_TYPE_NULL;
+  uint64_t size = 0;
+  if (TJsonValue_type(json, &type) != TCOMMON_SUCCESS || type != TJSON_TYPE_ARRAY) return 0;
+  TJsonValue_size(json, &size);
+  if (size < count) count = size;
+  for (uint64_t first = 0; first < count; first += kRun) {
+    const uint64_t run = count - first < kRun ? count - first : kRun;
+    for (uint64_t i = 0; i < run; ++i) wide[i] = Cell::widen(elements[first + i]);
+    Cell::takeRun(json, first, wide, run);
+    for (uint64_t i = 0; i < run; ++i) elements[first + i] = Cell::narrow(wide[i]);
+  }
+  return TCOMMON_SUCCESS;
+}
+
 // Moves an array of shape[0] x shape[1] x ... elements (dimensions 1 to 3, last index
 // fastest) in the direction of the item. A read makes json an array holding every element
 // at every level. A write changes, at every level, the first min(JSON length, declared
@@ -90,6 +157,9 @@ struct IntegerCell {
 template <typename Cell>
 uint32_t moveArray(bool isRead, TJsonValue *json, typename Cell::Element *elements,
                    const uint64_t *shape, int dimensions, const Cell &cell = {}) {
+  if constexpr (movesRuns<Cell>()) {
+    if (dimensions == 1) return moveRun<Cell>(isRead, json, elements, shape[0]);
+  }
   uint64_t stride = 1;
   for (int i = 1; i < dimensions; ++i) stride *= shape[i];
   if (isRead) {
