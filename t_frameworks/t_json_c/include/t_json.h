@@ -66,7 +66,9 @@ enum {
 /* Deepest nesting of arrays and objects that the reader accepts. */
 #define TJSON_MAX_DEPTH 256
 
-/* ---- Reader ------------------------------------------------------------------------- */
+/* ---- Reader -------------------------------------------------------------------------
+ * A reader works on its own copy of each text (strings are decoded in place); it keeps that
+ * buffer for the next call while it is at most 256 KiB, and frees a larger one at once. */
 
 TJSON_API uint32_t TJsonReader_open(TJsonReader **reader);
 TJSON_API uint32_t TJsonReader_close(TJsonReader **reader);
@@ -105,7 +107,8 @@ TJSON_API uint32_t TJsonReader_error(const TJsonReader *reader, uint64_t *offset
 enum {
   TJSON_WRITER_NULL_FOR_ABSENT = 2, /* an absent or NULL root prints as null, not as "" */
   TJSON_WRITER_SHORTEST_FLOAT = 4   /* doubles in the shortest text that reads back to the
-                                       same double; otherwise 17 significant digits */
+                                       same double (the nearest such text); otherwise 17
+                                       significant digits */
 };
 
 typedef struct TJsonWriterConfiguration {
