@@ -32,7 +32,9 @@ std::atomic<int> countingScopes{0};
 
 #ifndef BENCH_NO_HEAP_COUNTER
 
-bool counting() { return countingScopes.load(std::memory_order_relaxed) > 0; }
+bool counting() {
+  return countingScopes.load(std::memory_order_relaxed) > 0;
+}
 
 void noteAllocation(void *pointer) {
   if (pointer == nullptr || !counting()) return;
@@ -68,9 +70,8 @@ void *calloc(size_t count, size_t size) {
 }
 
 void *realloc(void *pointer, size_t size) {
-  const auto old = pointer != nullptr && counting()
-                       ? static_cast<int64_t>(malloc_usable_size(pointer))
-                       : 0;
+  const auto old =
+      pointer != nullptr && counting() ? static_cast<int64_t>(malloc_usable_size(pointer)) : 0;
   void *moved = __libc_realloc(pointer, size);
   if (moved == nullptr) return nullptr;  // the old block is untouched (or size was 0)
   liveBytes.fetch_sub(old, std::memory_order_relaxed);
@@ -105,8 +106,12 @@ int posix_memalign(void **out, size_t alignment, size_t size) {
 
 namespace bench {
 
-HeapCounting::HeapCounting() { countingScopes.fetch_add(1); }
-HeapCounting::~HeapCounting() { countingScopes.fetch_sub(1); }
+HeapCounting::HeapCounting() {
+  countingScopes.fetch_add(1);
+}
+HeapCounting::~HeapCounting() {
+  countingScopes.fetch_sub(1);
+}
 
 HeapState heapNow() {
   return HeapState{liveBytes.load(std::memory_order_relaxed),

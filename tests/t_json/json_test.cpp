@@ -169,8 +169,7 @@ TEST_F(JsonTest, DoublesReadAsTheNearestDouble) {
     const size_t point = 1 + random() % number.size();
     const std::string whole = number.substr(0, point);
     const std::string fraction = point < number.size() ? number.substr(point) : "0";
-    texts.push_back((i % 2 != 0 ? "-" : "") + whole + "." + fraction + "e" +
-                    std::to_string(power));
+    texts.push_back((i % 2 != 0 ? "-" : "") + whole + "." + fraction + "e" + std::to_string(power));
     texts.push_back(whole + "." + fraction + "5");
   }
   std::string array = "[";
@@ -620,7 +619,7 @@ TEST_F(JsonTest, WriterIndentsAndReplacesInvalidUtf8) {
 TEST_F(JsonTest, LongTextsEscapeEveryByteThatNeedsIt) {
   // Long texts are checked eight bytes at a time: put each byte that needs escaping at
   // every place of a word, and the bytes nearest to those that need none beside it.
-  const Pair escaped[] = {{"\"", "\\\""},   {"\\", "\\\\"},   {"\n", "\\n"},
+  const Pair escaped[] = {{"\"", "\\\""},      {"\\", "\\\\"},      {"\n", "\\n"},
                           {"\x01", "\\u0001"}, {"\x1F", "\\u001F"}, {" ", " "},
                           {"!", "!"},          {"#", "#"},          {"[", "["},
                           {"]", "]"},          {"\x7F", "\x7F"},    {"\xC3\xA9", "\xC3\xA9"}};

@@ -203,9 +203,10 @@ TEST_F(AccessorTest, LongRowsMoveWholeAcrossRuns) {
   std::string read = "{\"current\":[";
   for (size_t i = 0; i < 600; ++i) {
     probe_.row[i] = static_cast<float>(i) + 0.5f;
-    written += std::string(i == 0 ? "" : ",") + (kept.count(i) != 0 ? "\"x\"" : std::to_string(i * 2));
-    read += (i == 0 ? "" : ",") + (kept.count(i) != 0 ? std::to_string(i) + ".5"
-                                                      : std::to_string(i * 2) + ".0");
+    written +=
+        std::string(i == 0 ? "" : ",") + (kept.count(i) != 0 ? "\"x\"" : std::to_string(i * 2));
+    read += (i == 0 ? "" : ",") +
+            (kept.count(i) != 0 ? std::to_string(i) + ".5" : std::to_string(i * 2) + ".0");
   }
   EXPECT_EQ(run((written + "]").c_str(), row), TCOMMON_SUCCESS);
   EXPECT_EQ(run(nullptr, row), TCOMMON_SUCCESS);

@@ -225,8 +225,8 @@ TJSON_API uint32_t TJsonValue_itemAsString(const TJsonValue *array, uint64_t ind
  * as it was. Not an array: TCOMMON_WRONG_TYPE. */
 TJSON_API uint32_t TJsonValue_itemsAsIntegers(const TJsonValue *array, uint64_t first,
                                               int64_t *values, uint64_t count);
-TJSON_API uint32_t TJsonValue_itemsAsFloats(const TJsonValue *array, uint64_t first,
-                                            double *values, uint64_t count);
+TJSON_API uint32_t TJsonValue_itemsAsFloats(const TJsonValue *array, uint64_t first, double *values,
+                                            uint64_t count);
 
 /* ---- Values: writing -------------------------------------------------------------------------
  * An assignment replaces the value in place with a value of the new type (a container's

@@ -11,9 +11,8 @@ namespace tjson {
 namespace {
 
 // The header of a block of siblings; the nodes follow it.
-struct SiblingBlock {
+struct alignas(Node) SiblingBlock {
   uint32_t live;  // nodes of the block not yet freed
-  uint32_t count;
 };
 static_assert(sizeof(SiblingBlock) % alignof(Node) == 0, "nodes follow the header aligned");
 
@@ -93,8 +92,6 @@ void freeNode(Node *node) noexcept {
   }
   freeStorage(node);
 }
-
-void initNode(Node *node, uint8_t type, uint32_t slot) noexcept;
 
 void initPayload(Node *node, uint8_t type) noexcept {
   node->type = type;
@@ -180,7 +177,6 @@ Node *allocateSiblings(size_t count) {
   if (memory == nullptr) throw std::bad_alloc();
   auto *block = static_cast<SiblingBlock *>(memory);
   block->live = static_cast<uint32_t>(count);
-  block->count = static_cast<uint32_t>(count);
   return firstSibling(block);
 }
 
@@ -196,7 +192,8 @@ Node *createNode(uint8_t type) {
 
 Node *createSiblings(size_t count) {
   Node *nodes = allocateSiblings(count);
-  for (size_t i = 0; i < count; ++i) initNode(nodes + i, TJSON_TYPE_NULL, static_cast<uint32_t>(i + 1));
+  for (size_t i = 0; i < count; ++i)
+    initNode(nodes + i, TJSON_TYPE_NULL, static_cast<uint32_t>(i + 1));
   return nodes;
 }
 

@@ -196,9 +196,9 @@ class NumberConverter {
 // is their fast path). Anything else arrives as a double of RapidJSON's own, which is not
 // always the nearest one: its text is converted again by NumberConverter. The stream then
 // stands at the number's first character (RapidJSON scans a copy of the stream and
-// updates it afterwards) or just past its last; neither what precedes a number ('[', ',',
-// ':', white space, the start) nor what follows it (the same, ']', '}', the terminating
-// NUL) can be part of one, so the text is found from either place. Derived provides
+// updates it afterwards) or just past its last. From the first, the end is found by the
+// number grammar; from the last, the start by stepping back, since what precedes a number
+// ('[', ',', ':', white space, the start) cannot be part of one. Derived provides
 // integer(), unsignedInteger() and real().
 template <typename Derived>
 class NumberEvents : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Derived> {
@@ -386,8 +386,8 @@ class TreeBuilder : public NumberEvents<TreeBuilder> {
     if (!limit.enter()) return false;
     Node *node = slot();
     node->type = type;  // its children storage is already empty
-    frames_.push_back(
-        Frame{node == root_ ? kNone : static_cast<size_t>(node - pending_.data()), pending_.size()});
+    frames_.push_back(Frame{node == root_ ? kNone : static_cast<size_t>(node - pending_.data()),
+                            pending_.size()});
     return true;
   }
   bool close() {

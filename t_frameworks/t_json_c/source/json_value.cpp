@@ -435,17 +435,17 @@ uint32_t TJsonValue_itemAsString(const TJsonValue *array, uint64_t index, const 
 }
 
 uint32_t TJsonValue_itemsAsIntegers(const TJsonValue *array, uint64_t first, int64_t *values,
-                                   uint64_t count) {
+                                    uint64_t count) {
   return readItems(array, first, values, count, readInteger);
 }
 
 uint32_t TJsonValue_itemsAsFloats(const TJsonValue *array, uint64_t first, double *values,
-                                 uint64_t count) {
+                                  uint64_t count) {
   return readItems(array, first, values, count, readFloat);
 }
 
-uint32_t TJsonValue_assignItemsAsIntegers(TJsonValue *array, uint64_t first,
-                                          const int64_t *values, uint64_t count) {
+uint32_t TJsonValue_assignItemsAsIntegers(TJsonValue *array, uint64_t first, const int64_t *values,
+                                          uint64_t count) {
   if (values == nullptr && count != 0) return TCOMMON_INVALID_ARGUMENT;
   return assignItems(array, first, count, TJSON_TYPE_INTEGER,
                      [values](Node *node, uint64_t i) { node->integer = values[i]; });

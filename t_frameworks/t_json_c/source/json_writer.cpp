@@ -62,9 +62,9 @@ char *shortestDouble(char *out, double number) {
   }
   // d[.ddd]e(+|-)xx
   char scientific[32];
-  const char *end =
-      std::to_chars(scientific, scientific + sizeof scientific, number, std::chars_format::scientific)
-          .ptr;
+  const char *end = std::to_chars(scientific, scientific + sizeof scientific, number,
+                                  std::chars_format::scientific)
+                        .ptr;
   const char *p = scientific;
   int length = 0;
   out[length++] = *p++;

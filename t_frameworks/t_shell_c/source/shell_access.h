@@ -60,8 +60,7 @@ struct FloatCell {
   static constexpr bool kRuns = true;
   static double widen(Number element) { return static_cast<double>(element); }
   static Number narrow(double wide) { return static_cast<Number>(wide); }
-  static uint32_t putRun(TJsonValue *array, uint64_t first, const double *values,
-                         uint64_t count) {
+  static uint32_t putRun(TJsonValue *array, uint64_t first, const double *values, uint64_t count) {
     return TJsonValue_assignItemsAsFloats(array, first, values, count);
   }
   static void takeRun(const TJsonValue *array, uint64_t first, double *values, uint64_t count) {
@@ -87,8 +86,7 @@ struct IntegerCell {
   static constexpr bool kRuns = !std::is_same_v<Integer, uint64_t>;
   static int64_t widen(Integer element) { return static_cast<int64_t>(element); }
   static Integer narrow(int64_t wide) { return static_cast<Integer>(static_cast<uint64_t>(wide)); }
-  static uint32_t putRun(TJsonValue *array, uint64_t first, const int64_t *values,
-                         uint64_t count) {
+  static uint32_t putRun(TJsonValue *array, uint64_t first, const int64_t *values, uint64_t count) {
     return TJsonValue_assignItemsAsIntegers(array, first, values, count);
   }
   static void takeRun(const TJsonValue *array, uint64_t first, int64_t *values, uint64_t count) {
@@ -120,8 +118,7 @@ constexpr bool movesRuns() {
 
 // Moves one row of count elements as moveArray does, in runs of up to kRun elements.
 template <typename Cell>
-uint32_t moveRun(bool isRead, TJsonValue *json, typename Cell::Element *elements,
-                 uint64_t count) {
+uint32_t moveRun(bool isRead, TJsonValue *json, typename Cell::Element *elements, uint64_t count) {
   constexpr uint64_t kRun = 256;
   typename Cell::Wide wide[kRun];
   if (isRead) {
