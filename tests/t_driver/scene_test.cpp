@@ -166,6 +166,22 @@ TEST_F(SceneTest, EachUnitMeasuresItsOwnWindowWithItsWeights) {
   ASSERT_EQ(TDriverHistogram_process(driver_, 0), TCOMMON_SUCCESS);
   EXPECT_EQ(total(histogram().bins), kFullFrameSamples / 2);
 
+  // Channel 1 counts red alone, as the mix that weighs red only does; blue differs.
+  const uint16_t savedChannel = htg->channel;
+  const TDatabaseHistogramCoefficient savedMix = htg->coefficient;
+  const auto bins = [&](uint16_t channel, TDatabaseHistogramCoefficient mix) {
+    htg->channel = channel;
+    htg->coefficient = mix;
+    EXPECT_EQ(TDriverHistogram_process(driver_, 0), TCOMMON_SUCCESS);
+    const auto measured = histogram();
+    return std::vector<uint32_t>(std::begin(measured.bins), std::end(measured.bins));
+  };
+  const TDatabaseHistogramCoefficient kRedOnly = {.blue = 0, .green = 0, .red = 1};
+  const auto red = bins(1, {});
+  EXPECT_EQ(bins(0, kRedOnly), red);
+  EXPECT_NE(bins(3, kRedOnly), red);
+  bins(savedChannel, savedMix);
+
   // A window beside the frame, and a unit switched off, measure nothing.
   htg->rectangle.offset.x = -2000;
   ASSERT_EQ(TDriverHistogram_process(driver_, 0), TCOMMON_SUCCESS);

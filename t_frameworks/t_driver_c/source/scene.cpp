@@ -382,6 +382,22 @@ void countBins(const Frame &frame, const TDatabaseFrameWindow &rectangle,
   for (size_t bin = 0; bin < kBins; ++bin) bins[bin] = saturated(counts[bin]);
 }
 
+// The level a histogram counts for a quad: channel 1 red, 2 green, 3 blue, anything else
+// the unit's own mix of the three.
+template <typename Mix>
+double channelLevel(const Quad &quad, uint32_t channel, Mix &&mix) {
+  switch (channel) {
+    case 1:
+      return quad[kRed];
+    case 2:
+      return green(quad);
+    case 3:
+      return quad[kBlue];
+    default:
+      return mix(quad);
+  }
+}
+
 uint32_t measureHistogram(TDriver *driver, const char *, void *record) {
   auto &unit = *static_cast<TDatabaseHistogram *>(record);
   unit.statistics = {};
@@ -391,17 +407,10 @@ uint32_t measureHistogram(TDriver *driver, const char *, void *record) {
   static MeasurementCache<TDatabaseHistogram> cache;
   cache.measure(unit, *frame, [&frame](TDatabaseHistogram &unit) {
     const TDatabaseHistogramCoefficient c = unit.coefficient;
-    const auto level = [&](const Quad &quad) -> double {
-      switch (unit.channel) {
-        case 1:
-          return quad[kRed];
-        case 2:
-          return green(quad);
-        case 3:
-          return quad[kBlue];
-        default:
-          return c.red * quad[kRed] + c.green * green(quad) + c.blue * quad[kBlue];
-      }
+    const auto level = [&](const Quad &quad) {
+      return channelLevel(quad, unit.channel, [&c](const Quad &mixed) {
+        return c.red * mixed[kRed] + c.green * green(mixed) + c.blue * mixed[kBlue];
+      });
     };
     countBins(*frame, unit.rectangle, unit.gridWeight, unit.mode != 0, unit.sampleRange.offset,
               unit.sampleRange.shift, level, unit.statistics.bins);
@@ -417,18 +426,7 @@ uint32_t measureHistogram2(TDriver *driver, const char *, void *record) {
   if (const uint32_t code = capture(*driver, &frame); code != TCOMMON_SUCCESS) return code;
   static MeasurementCache<TDatabaseHistogram_2> cache;
   cache.measure(unit, *frame, [&frame](TDatabaseHistogram_2 &unit) {
-    const auto level = [&](const Quad &quad) -> double {
-      switch (unit.mode) {
-        case 1:
-          return quad[kRed];
-        case 2:
-          return green(quad);
-        case 3:
-          return quad[kBlue];
-        default:
-          return luminance(quad);
-      }
-    };
+    const auto level = [&](const Quad &quad) { return channelLevel(quad, unit.mode, luminance); };
     constexpr uint32_t kShift = 5;  // 32 bins of 32 levels
     countBins(*frame, unit.rectangle, unit.gridWeight, true, 0, kShift, level,
               unit.statistics.bins);

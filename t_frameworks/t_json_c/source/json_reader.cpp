@@ -449,30 +449,24 @@ class Walker : public NumberEvents<Walker> {
     events_->key(context_, text, length);
     return true;
   }
-  bool StartObject() {
-    if (!limit.enter()) return false;
-    events_->startObject(context_);
-    return true;
-  }
-  bool EndObject(rapidjson::SizeType) {
-    limit.leave();
-    events_->endObject(context_);
-    return true;
-  }
-  bool StartArray() {
-    if (!limit.enter()) return false;
-    events_->startArray(context_);
-    return true;
-  }
-  bool EndArray(rapidjson::SizeType) {
-    limit.leave();
-    events_->endArray(context_);
-    return true;
-  }
+  bool StartObject() { return open(events_->startObject); }
+  bool EndObject(rapidjson::SizeType) { return close(events_->endObject); }
+  bool StartArray() { return open(events_->startArray); }
+  bool EndArray(rapidjson::SizeType) { return close(events_->endArray); }
 
   DepthLimit limit;
 
  private:
+  bool open(void (*event)(void *)) {
+    if (!limit.enter()) return false;
+    event(context_);
+    return true;
+  }
+  bool close(void (*event)(void *)) {
+    limit.leave();
+    event(context_);
+    return true;
+  }
   bool deliver(uint8_t type) {
     tjson::resetPayload(scalar_, type);
     return deliver();
