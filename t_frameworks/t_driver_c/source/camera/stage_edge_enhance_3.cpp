@@ -1,0 +1,17 @@
+// "EE_3" in the simulated ISP. SCAFFOLD: passes the picture through until the block's
+// algorithm is written.
+#include <algorithm>
+
+#include "stages.h"
+
+namespace tcamera {
+
+bool stageEdgeEnhance_3(const RgbImage &in, const TDatabaseEdgeEnhance_3 &state, const FrameContext &context, RgbImage &out) {
+  (void)in;
+  (void)state;
+  (void)context;
+  (void)out;
+  return false;
+}
+
+}  // namespace tcamera

@@ -1,0 +1,17 @@
+// "LSC_3" in the simulated ISP. SCAFFOLD: passes the picture through until the block's
+// algorithm is written.
+#include <algorithm>
+
+#include "stages.h"
+
+namespace tcamera {
+
+bool stageLensShadingCorrection_3(const Mosaic &in, const TDatabaseLensShadingCorrection_3 &state, const FrameContext &context, Mosaic &out) {
+  (void)in;
+  (void)state;
+  (void)context;
+  (void)out;
+  return false;
+}
+
+}  // namespace tcamera

@@ -1,0 +1,17 @@
+// "WB_1_1" in the simulated ISP. SCAFFOLD: passes the picture through until the block's
+// algorithm is written.
+#include <algorithm>
+
+#include "stages.h"
+
+namespace tcamera {
+
+bool stageWhiteBalance_1_1(const Mosaic &in, const TDatabaseWhiteBalance_1_1 &state, const FrameContext &context, Mosaic &out) {
+  (void)in;
+  (void)state;
+  (void)context;
+  (void)out;
+  return false;
+}
+
+}  // namespace tcamera
