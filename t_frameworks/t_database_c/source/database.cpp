@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -237,6 +238,45 @@ uint32_t reportOutcome(uint32_t code, std::string_view problem) noexcept {
 
 }  // namespace tdatabase
 
+namespace {
+
+// Records that carry files a client uploaded (calibration files, a settings document in
+// transit). The shell releases them when their import or transfer completes, and before
+// the next upload fills the slot; an upload that never completed (a bad data URI, or the
+// database closed before the import ran) leaves them here, and the database frees them
+// when it closes.
+struct FileSlot {
+  const char *category;
+  size_t countOffset;  // uint64_t fileCount
+  size_t filesOffset;  // TCommonBuffer *files, calloc'd array of fileCount buffers
+};
+
+constexpr FileSlot kFileSlots[] = {
+    {"CCM", offsetof(TDatabaseColorCorrectionMatrix, fileCount),
+     offsetof(TDatabaseColorCorrectionMatrix, files)},
+    {"LSC_3", offsetof(TDatabaseLensShadingCorrection_3, fileCount),
+     offsetof(TDatabaseLensShadingCorrection_3, files)},
+    {"ST", offsetof(TDatabaseSetting, fileCount), offsetof(TDatabaseSetting, files)},
+};
+
+void releaseFiles(void *record, const FileSlot &slot) {
+  auto *bytes = static_cast<unsigned char *>(record);
+  uint64_t count = 0;
+  TCommonBuffer *files = nullptr;
+  std::memcpy(&count, bytes + slot.countOffset, sizeof count);
+  std::memcpy(&files, bytes + slot.filesOffset, sizeof files);
+  if (files != nullptr) {
+    for (uint64_t i = 0; i < count; ++i) TCommonBuffer_clear(&files[i]);
+    free(files);
+  }
+  files = nullptr;
+  count = 0;
+  std::memcpy(bytes + slot.countOffset, &count, sizeof count);
+  std::memcpy(bytes + slot.filesOffset, &files, sizeof files);
+}
+
+}  // namespace
+
 struct TDatabase {
   // Live records, then the content the database was opened with, then scratch records
   // that a parse fills before anything live changes; each a block of one record per type.
@@ -249,7 +289,13 @@ struct TDatabase {
   TDatabase(const TDatabase &) = delete;
   TDatabase &operator=(const TDatabase &) = delete;
   ~TDatabase() {
-    if (block != nullptr) ::operator delete (block, std::align_val_t{kRecordAlignment});
+    if (block == nullptr) return;
+    const auto &indexes = catalogue().indexes;
+    for (const FileSlot &slot : kFileSlots) {
+      const auto found = indexes.find(slot.category);
+      if (found != indexes.end()) releaseFiles(live[found->second], slot);
+    }
+    ::operator delete (block, std::align_val_t{kRecordAlignment});
   }
 };
 
