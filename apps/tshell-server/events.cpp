@@ -16,6 +16,7 @@ void EventHub::publish(std::string_view name, std::string_view data) {
     }
   }
   changed_.notify_all();
+  if (listener_) listener_();
 }
 
 bool EventHub::attach() {
@@ -64,6 +65,7 @@ void EventHub::close() {
     closed_ = true;
   }
   changed_.notify_all();
+  if (listener_) listener_();
 }
 
 }  // namespace tshell_server

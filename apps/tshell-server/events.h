@@ -8,9 +8,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace tshell_server {
 
@@ -20,6 +22,10 @@ class EventHub {
   // event text; a connection that falls further behind skips what was dropped.
   EventHub(size_t maxEvents, size_t maxBytes, size_t maxListeners)
       : maxEvents_(maxEvents), maxBytes_(maxBytes), maxListeners_(maxListeners) {}
+
+  // Called after every publish and at close, from the thread that did it, so that
+  // connections that do not wait here can look for news. Set before the first publish.
+  void setListener(std::function<void()> listener) { listener_ = std::move(listener); }
 
   // Appends "event: <name>\ndata: <data>\n\n" and wakes every waiting connection.
   void publish(std::string_view name, std::string_view data);
@@ -62,6 +68,7 @@ class EventHub {
   uint64_t latest_ = 0;
   size_t listeners_ = 0;
   bool closed_ = false;
+  std::function<void()> listener_;
 };
 
 }  // namespace tshell_server

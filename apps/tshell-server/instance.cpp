@@ -1,12 +1,15 @@
 #include "instance.h"
 
+#include <malloc.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "json_text.h"
@@ -16,47 +19,49 @@ namespace tshell_server {
 namespace {
 
 constexpr auto kSaveInterval = std::chrono::seconds(1);
+// What a read answers, about: a value per element of the key's shape, a measurement, or a
+// whole file as a data URI (the settings document is under 1 MiB).
+constexpr size_t kAnswerBytesPerElement = 24;
+constexpr size_t kAnswerBytesPerCommand = 64;
+constexpr size_t kStatisticsAnswerBytes = 8u << 10;
+constexpr size_t kFileAnswerBytes = 1u << 20;
+// After a request this large, the heap it used is handed back to the system at once, so
+// that the server's memory stays flat over repeated large requests.
+constexpr size_t kTrimAfterBytes = 256u << 10;
 const char kStreamRequest[] = R"({"category":"IPT","key":"isStream","value":{"current":true}})";
 
-struct TreeDeleter {
-  void operator()(TJsonValue *value) const { TJsonValue_delete(value); }
-};
-using Tree = std::unique_ptr<TJsonValue, TreeDeleter>;
-
-uint32_t typeOf(const TJsonValue *value) {
-  uint32_t type = TJSON_TYPE_ABSENT;
-  if (value == nullptr || TJsonValue_type(value, &type) != TCOMMON_SUCCESS) {
-    return TJSON_TYPE_ABSENT;
-  }
-  return type;
-}
-
-// Walks the top level of a request text that already passed the JSON check, to tell for
-// each command whether it writes. This spares a second tree of a request that may be
-// tens of megabytes: the shell builds its own. A member name written with escapes might
-// be "value" in disguise; it counts as one, so a write is never missed (at worst a read
-// schedules a save).
-class WriteScanner {
+// Walks the top level of a JSON text that already passed the JSON check (a request, or
+// the shell's response) and hands each command's members over as raw text, without
+// building a tree of a text that may be megabytes long: the shell builds its own.
+class CommandScanner {
  public:
-  WriteScanner(const char *begin, const char *end) : p_(begin), end_(end) {}
+  CommandScanner(const char *begin, const char *end) : p_(begin), end_(end) {}
 
-  // One flag per command (array element, or the single object).
-  std::vector<bool> scan() {
-    std::vector<bool> writes;
+  // visit(index, name, raw value text) for every member of every command (array element,
+  // or the single object); elements that are not objects count but have no members.
+  // Returns the number of commands.
+  template <typename Visit>
+  size_t scan(Visit &&visit) {
+    size_t count = 0;
     space();
     if (peek() == '{') {
-      writes.push_back(objectWrites());
+      members(count++, visit);
     } else if (peek() == '[') {
       ++p_;
       space();
       while (p_ < end_ && peek() != ']') {
-        writes.push_back(peek() == '{' ? objectWrites() : (skipValue(), false));
+        if (peek() == '{') {
+          members(count, visit);
+        } else {
+          skipValue();
+        }
+        ++count;
         space();
         if (peek() == ',') ++p_;
         space();
       }
     }
-    return writes;
+    return count;
   }
 
  private:
@@ -94,58 +99,130 @@ class WriteScanner {
       ++p_;
     } while (depth > 0 && p_ < end_);
   }
-  // At a value: true unless it is null, "", [] or {} (what the shell reads as empty).
-  bool nonEmptyValue() {
-    space();
-    const char *start = p_;
-    skipValue();
-    std::string_view text(start, static_cast<size_t>(p_ - start));
-    if (text == "null" || text == "\"\"") return false;
-    if (text.size() >= 2 && (text.front() == '[' || text.front() == '{')) {
-      return text.substr(1, text.size() - 2).find_first_not_of(" \t\r\n") != std::string_view::npos;
-    }
-    return true;
-  }
-  bool objectWrites() {
-    bool writes = false;
+  template <typename Visit>
+  void members(size_t index, Visit &visit) {
     ++p_;
     space();
     while (p_ < end_ && peek() == '"') {
       const std::string_view name = string();
       space();
       ++p_;  // ':'
-      if (name == "value" || name.find('\\') != std::string_view::npos) {
-        writes = nonEmptyValue() || writes;
-      } else {
-        skipValue();
-      }
+      space();
+      const char *start = p_;
+      skipValue();
+      visit(index, name, std::string_view(start, static_cast<size_t>(p_ - start)));
       space();
       if (peek() == ',') ++p_;
       space();
     }
     ++p_;  // '}'
-    return writes;
   }
 
   const char *p_;
   const char *end_;
 };
 
-// The commands of a parsed response: the elements of an array, or the object itself.
-std::vector<TJsonValue *> commandsOf(TJsonValue *root) {
-  std::vector<TJsonValue *> commands;
-  const uint32_t type = typeOf(root);
-  if (type == TJSON_TYPE_OBJECT) {
-    commands.push_back(root);
-  } else if (type == TJSON_TYPE_ARRAY) {
-    uint64_t size = 0;
-    TJsonValue_size(root, &size);
-    for (uint64_t i = 0; i < size; ++i) {
-      TJsonValue *item = nullptr;
-      if (TJsonValue_item(root, i, &item) == TCOMMON_SUCCESS) commands.push_back(item);
-    }
+struct RequestScan {
+  std::vector<bool> writes;  // one per command
+  size_t answerBytes = 0;    // what the answer will take, about
+};
+
+// Whether each command writes: its value is anything but null, "", [] or {} (what the
+// shell reads as empty). A member name written with escapes might be "value" in disguise;
+// it counts as one, so a write is never missed (at worst a read schedules a save). A read
+// adds what its key answers to the answer estimate.
+RequestScan scanRequest(const char *begin, const char *end,
+                        const std::unordered_map<std::string, size_t> &answerCosts) {
+  RequestScan scan;
+  struct Names {
+    std::string_view category;
+    std::string_view key;
+  };
+  std::vector<Names> names;
+  const size_t count =
+      CommandScanner(begin, end)
+          .scan([&](size_t index, std::string_view name, std::string_view raw) {
+            if (scan.writes.size() <= index) {
+              scan.writes.resize(index + 1, false);
+              names.resize(index + 1);
+            }
+            if (name == "category") names[index].category = raw;
+            if (name == "key") names[index].key = raw;
+            if (name != "value" && name.find('\\') == std::string_view::npos) return;
+            bool nonEmpty = raw != "null" && raw != "\"\"";
+            if (nonEmpty && raw.size() >= 2 && (raw.front() == '[' || raw.front() == '{')) {
+              nonEmpty = raw.substr(1, raw.size() - 2).find_first_not_of(" \t\r\n") !=
+                         std::string_view::npos;
+            }
+            if (nonEmpty) scan.writes[index] = true;
+          });
+  scan.writes.resize(count, false);
+  names.resize(count);
+  std::string name;
+  for (size_t i = 0; i < count; ++i) {
+    scan.answerBytes += kAnswerBytesPerCommand;
+    if (scan.writes[i] || names[i].category.size() < 2 || names[i].key.size() < 2) continue;
+    name.assign(names[i].category.substr(1, names[i].category.size() - 2));
+    name.push_back('/');
+    name.append(names[i].key.substr(1, names[i].key.size() - 2));
+    const auto found = answerCosts.find(name);
+    if (found != answerCosts.end()) scan.answerBytes += found->second;
   }
-  return commands;
+  return scan;
+}
+
+// "CAT/key" -> what a read of it answers, from the schema the shell publishes.
+std::unordered_map<std::string, size_t> answerCostsOf(TJsonReader *reader) {
+  std::unordered_map<std::string, size_t> costs;
+  const char *schema = nullptr;
+  TJsonValue *root = nullptr;
+  if (TShell_schema(&schema) != TCOMMON_SUCCESS ||
+      TJsonReader_parse(reader, schema, schema + std::strlen(schema), &root) != TCOMMON_SUCCESS) {
+    return costs;
+  }
+  struct Walk {
+    std::unordered_map<std::string, size_t> *costs;
+  } walk{&costs};
+  TJsonValue_forEachMember(
+      root,
+      [](void *context, const char *category, TJsonValue *keys) -> uint32_t {
+        auto *walk = static_cast<Walk *>(context);
+        uint64_t count = 0;
+        TJsonValue_size(keys, &count);
+        for (uint64_t i = 0; i < count; ++i) {
+          TJsonValue *entry = nullptr;
+          TJsonValue *member = nullptr;
+          const char *key = nullptr;
+          const char *access = "";
+          TJsonValue_item(keys, i, &entry);
+          if (TJsonValue_member(entry, "key", &member) != TCOMMON_SUCCESS ||
+              TJsonValue_asString(member, &key) != TCOMMON_SUCCESS) {
+            continue;
+          }
+          if (TJsonValue_member(entry, "access", &member) == TCOMMON_SUCCESS) {
+            TJsonValue_asString(member, &access);
+          }
+          size_t bytes = kAnswerBytesPerElement;
+          if (std::strcmp(access, "files") == 0) {
+            bytes = kFileAnswerBytes;
+          } else if (std::strcmp(access, "statistics") == 0) {
+            bytes = kStatisticsAnswerBytes;
+          } else if (TJsonValue_member(entry, "shape", &member) == TCOMMON_SUCCESS) {
+            uint64_t dimensions = 0;
+            TJsonValue_size(member, &dimensions);
+            for (uint64_t d = 0; d < dimensions; ++d) {
+              int64_t extent = 1;
+              TJsonValue_itemAsInteger(member, d, &extent);
+              bytes *= static_cast<size_t>(std::max<int64_t>(extent, 1));
+            }
+          }
+          (*walk->costs)[std::string(category) + "/" + key] = bytes;
+        }
+        return TCOMMON_SUCCESS;
+      },
+      &walk);
+  TJsonValue_delete(root);
+  return costs;
 }
 
 }  // namespace
@@ -196,31 +273,56 @@ bool Instance::openAll(std::string *error) {
   code = TShell_open(handles, &shell_);
   if (code != TCOMMON_SUCCESS) return failed("cannot open the shell", code);
   code = TJsonReader_open(&reader_);
-  if (code == TCOMMON_SUCCESS) code = TJsonWriter_open(nullptr, &writer_);
-  if (code != TCOMMON_SUCCESS) return failed("cannot open the JSON reader and writer", code);
+  if (code != TCOMMON_SUCCESS) return failed("cannot open the JSON reader", code);
+  answerCosts_ = answerCostsOf(reader_);
+  if (savesToFile()) {
+    code = TDatabase_open(nullptr, &pending_);
+    if (code == TCOMMON_SUCCESS) code = TDatabase_open(nullptr, &saving_);
+    if (code != TCOMMON_SUCCESS) return failed("cannot open the database copies", code);
+    struct Walk {
+      Instance *instance;
+      uint32_t code;
+    } walk{this, TCOMMON_SUCCESS};
+    code = TDatabase_forEachCategory(
+        [](void *context, const char *category) -> uint32_t {
+          auto *walk = static_cast<Walk *>(context);
+          RecordCopy copy{category, nullptr, nullptr, nullptr};
+          uint32_t found = TDatabase_query(walk->instance->database_, category, &copy.live);
+          if (found == TCOMMON_SUCCESS) {
+            found = TDatabase_query(walk->instance->pending_, category, &copy.pending);
+          }
+          if (found == TCOMMON_SUCCESS) {
+            found = TDatabase_query(walk->instance->saving_, category, &copy.saving);
+          }
+          if (found == TCOMMON_SUCCESS) walk->instance->records_.push_back(copy);
+          return found;
+        },
+        &walk);
+    if (code != TCOMMON_SUCCESS) return failed("cannot list the database records", code);
+    takeSnapshot();
+  }
   return true;
 }
 
 Instance::~Instance() {
-  if (saver_.joinable()) {
-    {
-      std::lock_guard<std::mutex> lock(mutex_);
-      stopping_ = true;
-    }
-    saverWake_.notify_all();
-    saver_.join();
-  }
+  stopSaver();
   if (shell_ != nullptr) TShell_close(&shell_);
   if (driver_ != nullptr) TDriver_close(&driver_);
   if (database_ != nullptr) TDatabase_close(&database_);
   if (logger_ != nullptr) TCommonLogger_close(&logger_);
   if (reader_ != nullptr) TJsonReader_close(&reader_);
-  if (writer_ != nullptr) TJsonWriter_close(&writer_);
+  if (pending_ != nullptr) TDatabase_close(&pending_);
+  if (saving_ != nullptr) TDatabase_close(&saving_);
 }
 
 Outcome Instance::process(const std::string &request) {
-  std::lock_guard<std::mutex> lock(mutex_);
-  return run(request, true);
+  Outcome outcome;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    outcome = run(request, true);
+  }
+  if (request.size() + outcome.body.size() >= kTrimAfterBytes) malloc_trim(0);
+  return outcome;
 }
 
 bool Instance::startStreaming(std::string *error) {
@@ -250,7 +352,18 @@ Outcome Instance::run(const std::string &request, bool fromClient) {
     body += ",\"offset\":" + std::to_string(offset) + "}";
     return {400, std::move(body)};
   }
-  const std::vector<bool> writes = WriteScanner(begin, end).scan();
+  const RequestScan scan = scanRequest(begin, end, answerCosts_);
+  const std::vector<bool> &writes = scan.writes;
+  if (fromClient && options_.maxCommands > 0 && writes.size() > options_.maxCommands) {
+    return {413, errorBody("the request holds " + std::to_string(writes.size()) +
+                           " commands; at most " + std::to_string(options_.maxCommands) +
+                           " are taken at once: send them in several requests")};
+  }
+  if (fromClient && options_.maxAnswerBytes > 0 && scan.answerBytes > options_.maxAnswerBytes) {
+    return {413, errorBody("the request reads about " + std::to_string(scan.answerBytes >> 20) +
+                           " MiB; at most " + std::to_string(options_.maxAnswerBytes >> 20) +
+                           " MiB are answered at once: send the reads in several requests")};
+  }
 
   const char *response = nullptr;
   const uint32_t code = TShell_process(shell_, request.c_str(), &response);
@@ -264,35 +377,34 @@ Outcome Instance::run(const std::string &request, bool fromClient) {
   if (!fromClient) return outcome;
 
   // The request event names each command as the response echoes it.
+  struct Echo {
+    std::string_view category;
+    std::string_view key;
+    std::string_view message;
+    bool object = false;
+  };
+  std::vector<Echo> echoes;
+  const char *text = outcome.body.data();
+  CommandScanner(text, text + outcome.body.size())
+      .scan([&](size_t index, std::string_view name, std::string_view raw) {
+        if (echoes.size() <= index) echoes.resize(index + 1);
+        Echo &echo = echoes[index];
+        echo.object = true;
+        if (name == "category") echo.category = raw;
+        if (name == "key") echo.key = raw;
+        if (name == "message") echo.message = raw;
+      });
   std::string event = "{\"seq\":" + std::to_string(++requests_) + ",\"commands\":[";
-  TJsonValue *parsed = nullptr;
-  TJsonReader_parse(reader_, outcome.body.data(), outcome.body.data() + outcome.body.size(),
-                    &parsed);
-  Tree tree(parsed);
-  const std::vector<TJsonValue *> commands = commandsOf(tree.get());
   bool first = true;
-  for (size_t i = 0; i < commands.size(); ++i) {
-    if (typeOf(commands[i]) != TJSON_TYPE_OBJECT) continue;
+  for (size_t i = 0; i < echoes.size(); ++i) {
+    const Echo &echo = echoes[i];
+    if (!echo.object) continue;
     event += first ? "{" : ",{";
     first = false;
-    for (const char *name : {"category", "key"}) {
-      TJsonValue *member = nullptr;
-      const char *text = nullptr;
-      if (TJsonValue_member(commands[i], name, &member) != TCOMMON_SUCCESS ||
-          typeOf(member) == TJSON_TYPE_ABSENT ||
-          TJsonWriter_stringify(writer_, member, &text) != TCOMMON_SUCCESS) {
-        continue;
-      }
-      event.append("\"").append(name).append("\":").append(text).append(",");
-    }
+    if (!echo.category.empty()) event.append("\"category\":").append(echo.category).append(",");
+    if (!echo.key.empty()) event.append("\"key\":").append(echo.key).append(",");
     event += i < writes.size() && writes[i] ? "\"write\":true" : "\"write\":false";
-    TJsonValue *message = nullptr;
-    const char *text = nullptr;
-    if (TJsonValue_member(commands[i], "message", &message) == TCOMMON_SUCCESS &&
-        typeOf(message) != TJSON_TYPE_ABSENT &&
-        TJsonWriter_stringify(writer_, message, &text) == TCOMMON_SUCCESS) {
-      event.append(",\"message\":").append(text);
-    }
+    if (!echo.message.empty()) event.append(",\"message\":").append(echo.message);
     event += "}";
   }
   event += "]}";
@@ -302,7 +414,11 @@ Outcome Instance::run(const std::string &request, bool fromClient) {
   bool wrote = false;
   for (const bool write : writes) wrote = wrote || write;
   if (wrote && savesToFile()) {
-    dirty_ = true;
+    {
+      std::lock_guard<std::mutex> snapshot(snapshotMutex_);
+      takeSnapshot();
+      dirty_ = true;
+    }
     saverWake_.notify_one();
   }
   return outcome;
@@ -344,19 +460,37 @@ std::string Instance::journal(uint64_t since) {
   return page;
 }
 
-bool Instance::saveLocked(std::string *error) {
+void Instance::takeSnapshot() {
+  for (const RecordCopy &record : records_) {
+    TDatabase_copyRecord(record.category, record.pending, record.live);
+  }
+}
+
+bool Instance::saveSnapshot(std::string *error) {
+  std::lock_guard<std::mutex> save(saveMutex_);
   const auto start = std::chrono::steady_clock::now();
-  dirty_ = false;
-  const uint32_t code = TDatabase_save(database_, options_.database.c_str());
-  lastSaveStart_ = start;
-  lastSaveDuration_ = std::chrono::steady_clock::now() - start;
+  {
+    std::lock_guard<std::mutex> snapshot(snapshotMutex_);
+    if (!dirty_) return true;
+    for (const RecordCopy &record : records_) {
+      TDatabase_copyRecord(record.category, record.saving, record.pending);
+    }
+    dirty_ = false;
+  }
+  const uint32_t code = TDatabase_save(saving_, options_.database.c_str());
+  const auto took = std::chrono::steady_clock::now() - start;
+  {
+    std::lock_guard<std::mutex> snapshot(snapshotMutex_);
+    lastSaveStart_ = start;
+    lastSaveDuration_ = took;
+    if (code != TCOMMON_SUCCESS) dirty_ = true;
+  }
   if (code != TCOMMON_SUCCESS) {
-    dirty_ = true;
     *error = "cannot save the database to " + options_.database + ": " + TDatabase_lastError();
     return false;
   }
   if (options_.verbose) {
-    const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(lastSaveDuration_);
+    const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(took);
     printf("tshell-server: saved %s (%lld ms)\n", options_.database.c_str(),
            static_cast<long long>(ms.count()));
     fflush(stdout);
@@ -368,9 +502,14 @@ Outcome Instance::saveNow() {
   if (!savesToFile()) {
     return {409, errorBody("no database file: start the server with --database FILE")};
   }
-  std::lock_guard<std::mutex> lock(mutex_);
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    std::lock_guard<std::mutex> snapshot(snapshotMutex_);
+    takeSnapshot();
+    dirty_ = true;
+  }
   std::string error;
-  if (!saveLocked(&error)) return {500, errorBody(error)};
+  if (!saveSnapshot(&error)) return {500, errorBody(error)};
   std::string body = "{\"saved\":";
   appendJsonString(&body, options_.database);
   body += "}";
@@ -381,30 +520,34 @@ Outcome Instance::saveNow() {
 // kSaveInterval after the previous one started, less the time that one took (a save
 // should take as long again), and at once when the previous save is older than that.
 void Instance::saverLoop() {
-  std::unique_lock<std::mutex> lock(mutex_);
+  std::unique_lock<std::mutex> lock(snapshotMutex_);
   for (;;) {
     saverWake_.wait(lock, [this] { return dirty_ || stopping_; });
     if (stopping_) return;
     const auto due = lastSaveStart_ + kSaveInterval - lastSaveDuration_;
     if (saverWake_.wait_until(lock, due, [this] { return stopping_; })) return;
+    lock.unlock();
     std::string error;
-    if (!saveLocked(&error)) fprintf(stderr, "tshell-server: %s\n", error.c_str());
+    if (!saveSnapshot(&error)) fprintf(stderr, "tshell-server: %s\n", error.c_str());
+    lock.lock();
   }
 }
 
-bool Instance::finish() {
-  if (saver_.joinable()) {
-    {
-      std::lock_guard<std::mutex> lock(mutex_);
-      stopping_ = true;
-    }
-    saverWake_.notify_all();
-    saver_.join();
+void Instance::stopSaver() {
+  if (!saver_.joinable()) return;
+  {
+    std::lock_guard<std::mutex> snapshot(snapshotMutex_);
+    stopping_ = true;
   }
-  std::lock_guard<std::mutex> lock(mutex_);
-  if (!dirty_ || !savesToFile()) return true;
+  saverWake_.notify_all();
+  saver_.join();
+}
+
+bool Instance::finish() {
+  stopSaver();
+  if (!savesToFile()) return true;
   std::string error;
-  if (saveLocked(&error)) return true;
+  if (saveSnapshot(&error)) return true;
   fprintf(stderr, "tshell-server: %s\n", error.c_str());
   return false;
 }

@@ -1,7 +1,9 @@
 // The one shell instance the server runs, with its database, simulated driver and message
 // logger, the driver-call journal kept for clients, and the background saver that keeps
 // the database file up to date. Every call that touches the shell, the driver or the
-// database holds the instance's mutex.
+// database holds the instance's mutex. The saver never does: it writes a copy of the
+// records taken at the end of each request that wrote, so a long request cannot hold back
+// the save of writes acknowledged before it.
 #ifndef TSHELL_SERVER_INSTANCE_H
 #define TSHELL_SERVER_INSTANCE_H
 
@@ -13,6 +15,8 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <unordered_map>
+#include <vector>
 
 #include "events.h"
 #include "t_common.h"
@@ -24,8 +28,11 @@
 namespace tshell_server {
 
 struct InstanceOptions {
-  std::string database;  // settings file; empty: built-in defaults, never saved
-  bool verbose = false;  // one line on stdout per save
+  std::string database;    // settings file; empty: built-in defaults, never saved
+  bool verbose = false;    // one line on stdout per save
+  size_t maxCommands = 0;  // most commands in one request; 0: no limit
+  // Most a request may read, by the estimate of what each key answers; 0: no limit.
+  size_t maxAnswerBytes = 0;
 };
 
 // An HTTP status with its body (always JSON).
@@ -47,7 +54,8 @@ class Instance {
   Instance &operator=(const Instance &) = delete;
 
   // Checks a client's request text and runs it: 200 with the shell's response, 400 for a
-  // text that is not JSON (the shell never sees it). Publishes the request and driver
+  // text that is not JSON and 413 for one of more commands than allowed (the shell never
+  // sees either). Publishes the request and driver
   // events and schedules a save when a command wrote something.
   Outcome process(const std::string &request);
   // Starts the simulated sensor as a client would; false with *error when it did not start.
@@ -67,8 +75,12 @@ class Instance {
   bool openAll(std::string *error);
   Outcome run(const std::string &request, bool fromClient);
   void harvestJournal(std::string *driverEvent);
-  bool saveLocked(std::string *error);
+  // Copies the live records into pending_; called with mutex_ held.
+  void takeSnapshot();
+  // Saves pending_ (through saving_) to the file; called without mutex_.
+  bool saveSnapshot(std::string *error);
   void saverLoop();
+  void stopSaver();
 
   const InstanceOptions options_;
   EventHub *const events_;
@@ -79,15 +91,30 @@ class Instance {
   TDriver *driver_ = nullptr;
   TShell *shell_ = nullptr;
   TJsonReader *reader_ = nullptr;
-  TJsonWriter *writer_ = nullptr;
 
+  std::unordered_map<std::string, size_t> answerCosts_;  // "CAT/key" -> bytes a read answers
   std::deque<std::string> journal_;  // the last kJournalKept calls, ending before journalNext_
   uint64_t journalNext_ = 0;
   uint64_t requests_ = 0;
 
+  // The records as the last writing request left them, and the copy being written out.
+  // snapshotMutex_ guards pending_, dirty_ and stopping_; it is held for a copy of the
+  // records (tens of microseconds), never for a request or for the disk. saveMutex_ keeps
+  // one save at a time and guards saving_ and the save timings.
+  std::mutex snapshotMutex_;
+  std::mutex saveMutex_;
+  struct RecordCopy {
+    const char *category;
+    void *live;
+    void *pending;
+    void *saving;
+  };
+  std::vector<RecordCopy> records_;
+  TDatabase *pending_ = nullptr;
+  TDatabase *saving_ = nullptr;
   std::condition_variable saverWake_;
   std::thread saver_;
-  bool dirty_ = false;  // a write is not on disk yet
+  bool dirty_ = false;  // pending_ holds a write that is not on disk yet
   bool stopping_ = false;
   std::chrono::steady_clock::time_point lastSaveStart_{};
   std::chrono::steady_clock::duration lastSaveDuration_{};

@@ -2,13 +2,14 @@
 // calibration database (a settings file or the built-in defaults) and the simulated ISP.
 #include <arpa/inet.h>
 #include <getopt.h>
+#include <malloc.h>
 #include <netdb.h>
 #include <pthread.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <atomic>
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -16,9 +17,12 @@
 #include <cstring>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "events.h"
+#include "http_server.h"
 #include "instance.h"
+#include "policy.h"
 #include "routes.h"
 #include "t_common.h"
 
@@ -29,14 +33,26 @@ using tshell_server::Instance;
 
 constexpr int kExitStartFailure = 1;
 constexpr int kExitUsage = 2;
-constexpr size_t kDefaultMaxRequest = 64u << 20;
+// The largest request of a tuning session is the settings document, under 1 MiB as JSON
+// and a third more as a data URI: 4 MiB leaves room to grow.
+constexpr size_t kDefaultMaxRequest = 4u << 20;
+// A read of every key of every block is under a thousand commands.
+constexpr size_t kDefaultMaxCommands = 20000;
+// What one request may read: a sweep of every key is a fraction of a MiB, one settings
+// document about 1 MiB. Reads answer far more than they take (a 34-byte read of the settings
+// document answers 0.7 MB), so the request limit alone does not bound them.
+// A larger --max-request raises it in step.
+constexpr size_t kMaxAnswerBytes = 16u << 20;
 constexpr size_t kMaxEventStreams = 16;
-// Every open event stream holds a worker thread; the rest serve requests.
-constexpr size_t kWorkerThreads = kMaxEventStreams + 16;
 constexpr size_t kEventsKept = 256;
 constexpr size_t kEventBytesKept = 8u << 20;
-constexpr time_t kSocketTimeoutSeconds = 10;
-constexpr time_t kKeepAliveSeconds = 1;
+// Handler threads share malloc arenas: a large request's memory goes back to one pool
+// (and from there to the system) instead of staying in a private arena per thread.
+constexpr int kMallocArenas = 2;
+// Blocks from this size up (request bodies, answers, the shell's text buffers) are mapped on
+// their own and unmapped when freed. A fixed threshold also stops glibc from raising it
+// after each large free, which would keep every later large answer in the heap.
+constexpr int kMallocMapBytes = 1 << 20;
 
 const char kUsage[] =
     "Usage: tshell-server [OPTION]...\n"
@@ -54,11 +70,17 @@ const char kUsage[] =
     "                       at most about once a second, and on exit\n"
     "  --token TOKEN        every /api/ call needs the header 'Authorization: Bearer TOKEN';\n"
     "                       the printed URL carries the token for the client\n"
+    "  --allow-origin ORIGIN  let pages from ORIGIN (http://host:port) call the API from a\n"
+    "                       browser; repeatable. Pages of other sites are refused\n"
+    "  --allow-host NAME    accept requests addressed to the server as NAME (a DNS name of\n"
+    "                       this machine); repeatable. Loopback names and addresses, and the\n"
+    "                       --listen address, are always accepted\n"
     "  --stream             start the simulated sensor at start-up, so that writes reach the\n"
     "                       hardware and reads and statistics come back from it\n"
     "  --trace LEVEL        print shell traces up to LEVEL (0, 1, 2, 3 or off, the default)\n"
     "                       on standard error\n"
-    "  --max-request BYTES  largest request body accepted (default 67108864, 64 MiB)\n"
+    "  --max-request BYTES  largest request body accepted (default 4194304, 4 MiB)\n"
+    "  --max-commands N     most commands in one request (default 20000)\n"
     "  --verbose            print a line for every save of the database\n"
     "  -h, --help           show this help and exit\n"
     "\n"
@@ -77,6 +99,9 @@ struct Options {
   bool verbose = false;
   int32_t traceLevel = -1;
   size_t maxRequest = kDefaultMaxRequest;
+  size_t maxCommands = kDefaultMaxCommands;
+  std::vector<std::string> allowOrigins;
+  std::vector<std::string> allowHosts;
 };
 
 bool parseNumber(const char *text, unsigned long long maximum, unsigned long long *value) {
@@ -146,7 +171,26 @@ bool parseTraceLevel(const char *text, int32_t *level) {
   return true;
 }
 
-enum LongOption { kListen = 256, kDatabase, kToken, kStream, kTrace, kMaxRequest, kVerbose };
+enum LongOption {
+  kListen = 256,
+  kDatabase,
+  kToken,
+  kStream,
+  kTrace,
+  kMaxRequest,
+  kMaxCommands,
+  kAllowOrigin,
+  kAllowHost,
+  kVerbose
+};
+
+// An origin as a browser sends it: scheme, host and optional port, nothing after.
+bool validOrigin(const std::string &text) {
+  const size_t scheme = text.find("://");
+  if (scheme == std::string::npos || scheme == 0) return false;
+  const std::string rest = text.substr(scheme + 3);
+  return !rest.empty() && rest.find_first_of("/?#@ ") == std::string::npos;
+}
 
 // Returns -1 to go on, or the exit status.
 int parseOptions(int argc, char **argv, Options *options) {
@@ -156,6 +200,9 @@ int parseOptions(int argc, char **argv, Options *options) {
                                  {"stream", no_argument, nullptr, kStream},
                                  {"trace", required_argument, nullptr, kTrace},
                                  {"max-request", required_argument, nullptr, kMaxRequest},
+                                 {"max-commands", required_argument, nullptr, kMaxCommands},
+                                 {"allow-origin", required_argument, nullptr, kAllowOrigin},
+                                 {"allow-host", required_argument, nullptr, kAllowHost},
                                  {"verbose", no_argument, nullptr, kVerbose},
                                  {"help", no_argument, nullptr, 'h'},
                                  {nullptr, 0, nullptr, 0}};
@@ -191,6 +238,22 @@ int parseOptions(int argc, char **argv, Options *options) {
           return bad("--max-request takes a positive number of bytes", optarg);
         }
         options->maxRequest = static_cast<size_t>(number);
+        break;
+      case kMaxCommands:
+        if (!parseNumber(optarg, SIZE_MAX, &number) || number == 0) {
+          return bad("--max-commands takes a positive number", optarg);
+        }
+        options->maxCommands = static_cast<size_t>(number);
+        break;
+      case kAllowOrigin:
+        if (!validOrigin(optarg)) return bad("--allow-origin takes SCHEME://HOST[:PORT]", optarg);
+        options->allowOrigins.emplace_back(optarg);
+        break;
+      case kAllowHost:
+        if (*optarg == '\0' || strpbrk(optarg, ":/ ") != nullptr) {
+          return bad("--allow-host takes a host name without port", optarg);
+        }
+        options->allowHosts.emplace_back(optarg);
         break;
       case kVerbose:
         options->verbose = true;
@@ -229,6 +292,8 @@ std::string fragmentEncode(const std::string &text) {
 }  // namespace
 
 int main(int argc, char **argv) {
+  mallopt(M_ARENA_MAX, kMallocArenas);
+  mallopt(M_MMAP_THRESHOLD, kMallocMapBytes);
   Options options;
   const int status = parseOptions(argc, argv, &options);
   if (status >= 0) return status;
@@ -247,6 +312,8 @@ int main(int argc, char **argv) {
   tshell_server::InstanceOptions instanceOptions;
   instanceOptions.database = options.database;
   instanceOptions.verbose = options.verbose;
+  instanceOptions.maxCommands = options.maxCommands;
+  instanceOptions.maxAnswerBytes = std::max(kMaxAnswerBytes, 4 * options.maxRequest);
   std::string error;
   std::unique_ptr<Instance> instance = Instance::open(instanceOptions, &events, &error);
   if (instance == nullptr) {
@@ -258,45 +325,26 @@ int main(int argc, char **argv) {
     return kExitStartFailure;
   }
 
-  httplib::Server server;
-  server.new_task_queue = [] { return new httplib::ThreadPool(kWorkerThreads); };
-  server.set_read_timeout(kSocketTimeoutSeconds, 0);
-  server.set_write_timeout(kSocketTimeoutSeconds, 0);
-  // Stopping waits for idle keep-alive connections to time out: keep that short.
-  server.set_keep_alive_timeout(kKeepAliveSeconds);
-  // Headers and body go out in separate writes: without this, Nagle's algorithm and the
-  // client's delayed acknowledgement hold every answer back by tens of milliseconds.
-  server.set_tcp_nodelay(true);
-  server.set_payload_max_length(options.maxRequest);
-  // httplib's default adds SO_REUSEPORT, which would let a second server share the port
-  // with a running one instead of failing to start.
-  // The socket is kept to widen its listen backlog once it is bound (below).
-  socket_t boundSocket = INVALID_SOCKET;
-  server.set_socket_options([&boundSocket](socket_t sock) {
-    int yes = 1;
-    setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
-    boundSocket = sock;
-  });
-  tshell_server::RouteOptions routeOptions;
-  routeOptions.token = options.token;
-  routeOptions.maxRequest = options.maxRequest;
-  tshell_server::installRoutes(&server, instance.get(), &events, routeOptions);
+  tshell_server::PolicyOptions policyOptions;
+  policyOptions.token = options.token;
+  policyOptions.allowOrigins = options.allowOrigins;
+  policyOptions.allowHosts = options.allowHosts;
+  policyOptions.listenHost = options.host;
+  tshell_server::ServerLimits limits;
+  limits.maxBody = options.maxRequest;
+  tshell_server::HttpServer server(limits, tshell_server::RequestPolicy(policyOptions),
+                                   tshell_server::makeRoutes(instance.get(), &events));
+  events.setListener([&server] { server.wakeStreams(); });
 
   const bool ipv6 = options.host.find(':') != std::string::npos;
   const std::string host = ipv6 ? "[" + options.host + "]" : options.host;
-  errno = 0;
-  int port = options.port;
-  const bool bound = port == 0 ? (port = server.bind_to_any_port(options.host)) > 0
-                               : server.bind_to_port(options.host, port);
-  if (!bound) {
+  std::string bindError;
+  if (!server.bind(options.host, options.port, &bindError)) {
     fprintf(stderr, "tshell-server: cannot listen on %s:%d: %s\n", host.c_str(), options.port,
-            errno != 0 ? strerror(errno) : "not an address of this machine");
+            bindError.c_str());
     return kExitStartFailure;
   }
-  // The library listens with a backlog of 5: clients that open a connection per request
-  // (scripts, several browser tabs at once) would see connections dropped under load.
-  // Listening again on the bound socket widens the queue.
-  if (boundSocket != INVALID_SOCKET) ::listen(boundSocket, SOMAXCONN);
+  const int port = server.port();
   if (!isLoopback(options.host) && options.token.empty()) {
     fprintf(stderr,
             "tshell-server: warning: serving %s to other machines without --token: anyone who "
@@ -314,22 +362,13 @@ int main(int argc, char **argv) {
   if (options.stream) printf("tshell-server: sensor streaming\n");
   fflush(stdout);
 
-  std::atomic<bool> listening = true;
   std::thread signalThread([&] {
     int signal = 0;
     sigwait(&stopSignals, &signal);
-    events.close();  // event streams end first, so that their threads can be joined
-    while (listening.load()) {
-      if (server.is_running()) {
-        server.stop();
-        break;
-      }
-      std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
+    server.stop();
   });
 
-  const bool served = server.listen_after_bind();
-  listening = false;
+  const bool served = server.run();
   // Wakes the signal thread when the server ended by itself; once that thread is gone the
   // signal just stays pending, blocked in every thread.
   kill(getpid(), SIGTERM);

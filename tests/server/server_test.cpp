@@ -199,7 +199,7 @@ class EventSocket {
     address.sin_port = htons(static_cast<uint16_t>(port));
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     if (connect(fd_, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0) {
-      const std::string request = "GET /api/events HTTP/1.1\r\nHost: test\r\n\r\n";
+      const std::string request = "GET /api/events HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n";
       send(fd_, request.data(), request.size(), MSG_NOSIGNAL);
     }
   }
