@@ -30,6 +30,8 @@ constexpr char kContinue[] = "HTTP/1.1 100 Continue\r\n\r\n";
 constexpr char kTooManyConnections[] =
     "HTTP/1.1 503 Service Unavailable\r\nContent-Type: application/json\r\nContent-Length: 52\r\n"
     "Connection: close\r\n\r\n{\"error\":\"too many connections from this address\"}\n\n";
+// How long a connection closed after a refusal still takes (and drops) what the client sends.
+constexpr auto kLinger = std::chrono::seconds(2);
 // Requests still being answered when the server stops get this long to finish.
 constexpr auto kStopGrace = std::chrono::seconds(3);
 
@@ -358,9 +360,30 @@ class Session : public std::enable_shared_from_this<Session> {
     http::async_write(stream_, *out_, [self = shared_from_this()](beast::error_code ec, size_t) {
       const bool keep = self->out_->keep_alive();
       self->out_.reset();
-      if (ec || !keep) return self->close();
+      if (ec) return self->close();
+      if (!keep) return self->lingerClose();
       self->waitForRequest();
     });
+  }
+
+  // Closing with unread input makes the system reset the connection, and the client may lose
+  // the answer it has not read yet (a 413 for the body it is still sending): stop sending,
+  // then read and drop what still comes, for a short while.
+  void lingerClose() {
+    beast::error_code ignored;
+    stream_.socket().shutdown(tcp::socket::shutdown_send, ignored);
+    lingerUntil_ = Clock::now() + kLinger;
+    drain();
+  }
+
+  void drain() {
+    if (closed_ || Clock::now() >= lingerUntil_) return close();
+    stream_.expires_at(lingerUntil_);
+    stream_.async_read_some(net::buffer(discard_),
+                            [self = shared_from_this()](beast::error_code ec, size_t) {
+                              if (ec) return self->close();
+                              self->drain();
+                            });
   }
 
   // ---- Event streams ----------------------------------------------------------------------
@@ -422,7 +445,8 @@ class Session : public std::enable_shared_from_this<Session> {
   bool closed_ = false;
   std::shared_ptr<StreamSource> source_;
   std::string streamOut_;
-  char discard_[256];
+  char discard_[16384];
+  Clock::time_point lingerUntil_;
 };
 
 void HttpServer::Impl::accept() {
