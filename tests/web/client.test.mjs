@@ -71,7 +71,7 @@ function startServer(listen = '127.0.0.1:0') {
 async function shell(commands) {
   const response = await fetch(`${base}/api/request`, {
     method: 'POST',
-    headers: { Authorization: `Bearer ${token}` },
+    headers: { Authorization: `Bearer ${token}`, 'Content-Type': 'application/json' },
     body: JSON.stringify(commands),
   });
   assert.equal(response.status, 200);
