@@ -108,6 +108,7 @@ struct HttpServer::Impl {
   // queued there when the loop ends leave these as they are destroyed.
   std::unordered_set<Session *> sessions;
   std::unordered_map<std::string, size_t> perPeer;
+  size_t bodyBytes = 0;  // reserved by sessions for their bodies
   bool stopping = false;
   Clock::time_point stopBy;
   net::io_context io{1};
@@ -141,7 +142,10 @@ class Session : public std::enable_shared_from_this<Session> {
     if (source_ != nullptr) timer_.cancel();
   }
 
-  ~Session() { server_.forget(this, peer_); }
+  ~Session() {
+    releaseBody();
+    server_.forget(this, peer_);
+  }
 
  private:
   void close() {
@@ -251,6 +255,19 @@ class Session : public std::enable_shared_from_this<Session> {
       return refuse(verdict);
     }
     if (parser_->is_done()) return dispatch();
+    // Many large bodies arriving at once would hold their memory together: reserve what this
+    // one announces (the limit, when chunked) until it has been handled.
+    const size_t announced = parser_->chunked()
+                                 ? server_.limits.maxBody
+                                 : static_cast<size_t>(parser_->content_length().value_or(0));
+    if (announced > server_.limits.smallBody &&
+        server_.bodyBytes + announced > server_.limits.bodyBytesInFlight) {
+      return refuseAndClose(503,
+                            "the server is receiving too many large requests at once: try "
+                            "again shortly");
+    }
+    bodyReserved_ = announced;
+    server_.bodyBytes += announced;
     bodyStart_ = Clock::now();
     if (beast::iequals(request_.header("Expect"), "100-continue")) {
       stream_.expires_after(server_.limits.writeDeadline);
@@ -343,7 +360,13 @@ class Session : public std::enable_shared_from_this<Session> {
     respond();
   }
 
+  void releaseBody() {
+    server_.bodyBytes -= bodyReserved_;
+    bodyReserved_ = 0;
+  }
+
   void respond() {
+    releaseBody();
     if (closed_) return;
     if (response_.stream != nullptr) return startStream();
     out_.emplace();
@@ -442,6 +465,7 @@ class Session : public std::enable_shared_from_this<Session> {
   Clock::time_point bodyStart_;
   bool keepAlive_ = false;
   bool inHandler_ = false;
+  size_t bodyReserved_ = 0;
   bool closed_ = false;
   std::shared_ptr<StreamSource> source_;
   std::string streamOut_;

@@ -79,6 +79,10 @@ struct ServerLimits {
   // for headDeadline ends it too.
   size_t bodyBytesPerSecond = 64u << 10;
   std::chrono::milliseconds writeDeadline{10000};
+  // Bodies being received or waiting to be handled, by their announced size: past this, new
+  // large bodies are turned away (503) until others are done. Small ones always pass.
+  size_t bodyBytesInFlight = 64u << 20;
+  size_t smallBody = 64u << 10;
   size_t connectionsPerPeer = 32;
   size_t connections = 512;
   size_t workers = 4;

@@ -360,6 +360,40 @@ TEST_F(GuardTest, SlowClientsHoldUpNobody) {
   trickler.join();
 }
 
+TEST_F(GuardTest, LargeBodiesArrivingTogetherAreBounded) {
+  start({});
+  // Sixteen clients announce 4 MiB bodies and send them slowly: 64 MiB held together.
+  const std::string announce =
+      "POST /api/request HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Type: application/json\r\n"
+      "Content-Length: 4194304\r\n\r\n[";
+  std::vector<std::unique_ptr<Connection>> uploads;
+  for (int i = 0; i < 16; ++i) {
+    uploads.push_back(std::make_unique<Connection>(port_, "127.0.0.4"));
+    ASSERT_TRUE(uploads.back()->send(announce));
+  }
+  // The first sixteen were taken (the server answers a closed or refused one at once).
+  std::this_thread::sleep_for(200ms);
+  for (auto &upload : uploads) EXPECT_FALSE(upload->readable()) << upload->text;
+  Connection refused(port_, "127.0.0.5");
+  ASSERT_TRUE(refused.send(announce));
+  EXPECT_TRUE(refused.readToClose(3s));
+  EXPECT_EQ(statuses(refused.text), std::vector<int>{503}) << refused.text;
+  auto res = post(kReadR);
+  ASSERT_TRUE(res);
+  EXPECT_EQ(res->status, 200) << "small requests still pass";
+  uploads.clear();
+  // Once those clients are gone, their share is free again.
+  for (auto deadline = Clock::now() + 3s; Clock::now() < deadline;) {
+    Connection again(port_, "127.0.0.5");
+    ASSERT_TRUE(again.send(announce + "]"));
+    if (!again.readToClose(300ms)) break;  // taken: it waits for the rest of its body
+    ASSERT_EQ(statuses(again.text), std::vector<int>{503});
+  }
+  Connection taken(port_, "127.0.0.5");
+  ASSERT_TRUE(taken.send(announce));
+  EXPECT_FALSE(taken.readToClose(300ms)) << taken.text;
+}
+
 TEST_F(GuardTest, FramingIsStrictAndPipelinedRequestsAreAnsweredInOrder) {
   start({"--stream"});
   const std::string body = kWrite35;
