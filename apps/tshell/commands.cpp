@@ -3,11 +3,14 @@
 #include <getopt.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <map>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,6 +18,7 @@
 #include "backend.h"
 #include "display.h"
 #include "json_tree.h"
+#include "t_common.h"
 
 namespace tshell_cli {
 
@@ -34,6 +38,10 @@ constexpr const char *kOptionsWithValue[] = {"-d", "--database", "-s",     "--sa
 // record's, and the command still succeeded.
 constexpr std::string_view kCachedNotice =
     "Streaming needed, or data will come from cache not hardware";
+// What a push answers while the ISP is off.
+constexpr std::string_view kNotInitialized = "Driver is not initialized";
+// How calibration files travel to the shell.
+constexpr const char kFileUriPrefix[] = "data:text/txt;base64,";
 
 const char kUsage[] =
     "Usage: tshell [OPTION]... COMMAND [ARGUMENT]...\n"
@@ -44,8 +52,9 @@ const char kUsage[] =
     "  list CATEGORY         the keys of CATEGORY: type, shape, range, hardware access\n"
     "  get CATEGORY [KEY]... the values of the KEYs (all keys when none is given)\n"
     "  set CATEGORY KEY=VALUE...\n"
-    "                        write each KEY; VALUE is JSON (1.5, true, [1,2,3]) or, for\n"
-    "                        text keys, plain text\n"
+    "                        write each KEY; VALUE is JSON (1.5, true, [1,2,3]), plain\n"
+    "                        text for text keys, or @FILE[,@FILE]... for calibration\n"
+    "                        files (import keys)\n"
     "  schema                every category with its keys\n"
     "  completion bash       a bash completion script for the categories and keys\n"
     "\n"
@@ -133,6 +142,10 @@ struct CommandOptions {
 
 void complain(const std::string &text) {
   fprintf(stderr, "tshell: %s\n", text.c_str());
+}
+
+bool endsWith(const std::string &text, std::string_view end) {
+  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
 bool takesValue(const char *arg) {
@@ -335,6 +348,10 @@ void printKeys(TJsonValue *keys, const std::string &indent) {
   for (const std::string &line : alignColumns(rows, indent)) printf("%s\n", line.c_str());
 }
 
+bool isLocalOff(const CommandOptions &options) {
+  return options.backend.url == nullptr && !options.backend.stream;
+}
+
 // ---- Running requests ----------------------------------------------------------------------
 
 // Sends the commands as one request and reports every message on standard error. Returns
@@ -346,8 +363,9 @@ struct Exchange {
   std::vector<TJsonValue *> items;
 };
 
+// localOff: the in-process shell runs without a stream, which a refused push is explained by.
 void exchange(Backend *backend, const std::string &category,
-              const std::vector<std::string> &commands, Exchange *result) {
+              const std::vector<std::string> &commands, bool localOff, Exchange *result) {
   std::string request = "[";
   for (size_t i = 0; i < commands.size(); ++i) request += (i > 0 ? "," : "") + commands[i];
   request += "]";
@@ -377,10 +395,7 @@ void exchange(Backend *backend, const std::string &category,
       } else {
         found->second.push_back(key);
       }
-      const bool notice = text.size() >= kCachedNotice.size() &&
-                          text.compare(text.size() - kCachedNotice.size(), kCachedNotice.size(),
-                                       kCachedNotice) == 0;
-      if (!notice) result->status = kExitRefused;
+      if (!endsWith(text, kCachedNotice)) result->status = kExitRefused;
     }
   }
   for (const auto &[text, keys] : messages) {
@@ -391,6 +406,9 @@ void exchange(Backend *backend, const std::string &category,
       where += ")";
     }
     fprintf(stderr, "%s: %s\n", where.c_str(), text.c_str());
+    if (localOff && endsWith(text, kNotInitialized)) {
+      complain("the simulated ISP is off: --stream starts it");
+    }
   }
 }
 
@@ -470,7 +488,7 @@ int getCommand(const CommandOptions &options, const Schema &schema, Backend *bac
     commands.push_back("{\"category\":" + quoted(category) + ",\"key\":" + quoted(name) + "}");
   }
   Exchange result;
-  exchange(backend, category, commands, &result);
+  exchange(backend, category, commands, isLocalOff(options), &result);
   if (result.items.empty()) return result.status;
   if (options.json) {
     printf("%s\n", result.response.c_str());
@@ -483,16 +501,55 @@ int getCommand(const CommandOptions &options, const Schema &schema, Backend *bac
       result.status = kExitRefused;  // a read without a value was refused
       continue;
     }
-    values.emplace_back(jsonString(jsonMember(item, "key")), current);
+    const std::string key = jsonString(jsonMember(item, "key"));
+    if (jsonString(jsonMember(Schema::key(keys, key), "element")) == "f32") {
+      shortenSingleFloats(current);
+    }
+    values.emplace_back(key, current);
   }
   printNamedValues(values, stdout);
   return result.status;
 }
 
-// The JSON of one VALUE of set: text keys take the text as it is (or a JSON string), other
-// keys a JSON value.
+// "@FILE[,@FILE]...": the files as the array of data URIs that an import key takes.
+bool filesJson(const std::string &text, std::string *json, std::string *error) {
+  *json = "[";
+  size_t start = 0;
+  while (start < text.size()) {
+    size_t end = text.find(',', start);
+    if (end == std::string::npos) end = text.size();
+    const std::string file = text.substr(start, end - start);
+    if (file.size() < 2 || file[0] != '@') {
+      *error = "'" + file + "' is not @FILE";
+      return false;
+    }
+    std::ifstream in(file.substr(1), std::ios::binary);
+    std::stringstream content;
+    content << in.rdbuf();
+    if (!in) {
+      *error = "cannot read " + file.substr(1) + ": " + strerror(errno);
+      return false;
+    }
+    const std::string bytes = content.str();
+    char *encoded = nullptr;
+    if (TCommonBase64_encode(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size(),
+                             &encoded) != TCOMMON_SUCCESS) {
+      *error = "cannot encode " + file.substr(1);
+      return false;
+    }
+    *json += (json->size() > 1 ? ",\"" : "\"") + std::string(kFileUriPrefix) + encoded + "\"";
+    free(encoded);
+    start = end + 1;
+  }
+  *json += "]";
+  return true;
+}
+
+// The JSON of one VALUE of set: text keys take the text as it is (or a JSON string), import
+// keys @FILE lists, other keys a JSON value.
 bool valueJson(TJsonValue *entry, const std::string &text, std::string *json, std::string *error) {
   const std::string access = jsonString(jsonMember(entry, "access"));
+  if (access == "files" && !text.empty() && text[0] == '@') return filesJson(text, json, error);
   JsonDocument document;
   const bool parsed = document.parse(text, error);
   if (access == "string") {
@@ -541,7 +598,7 @@ int setCommand(const CommandOptions &options, const Schema &schema, Backend *bac
                        ",\"value\":{\"current\":" + json + "}}");
   }
   Exchange result;
-  exchange(backend, category, commands, &result);
+  exchange(backend, category, commands, isLocalOff(options), &result);
   if (options.json && !result.response.empty()) printf("%s\n", result.response.c_str());
   return result.status;
 }

@@ -1,6 +1,7 @@
 #include "display.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 
@@ -109,6 +110,25 @@ std::vector<std::string> indented(const std::vector<std::string> &lines) {
 
 }  // namespace
 
+void shortenSingleFloats(TJsonValue *value) {
+  const uint32_t type = jsonType(value);
+  if (type == TJSON_TYPE_ARRAY) {
+    for (TJsonValue *item : jsonItems(value)) shortenSingleFloats(item);
+  } else if (type == TJSON_TYPE_OBJECT) {
+    for (const auto &[name, member] : jsonMembers(value)) shortenSingleFloats(member);
+  } else if (type == TJSON_TYPE_FLOAT) {
+    double number = 0;
+    TJsonValue_asFloat(value, &number);
+    char text[32];
+    const auto result = std::to_chars(text, text + sizeof text - 1, static_cast<float>(number));
+    *result.ptr = '\0';
+    // Whole numbers keep a fraction, as the shell prints them.
+    std::string shortest = text;
+    if (shortest.find_first_of(".eEn") == std::string::npos) shortest += ".0";
+    TJsonValue_assignAsString(value, shortest.c_str());
+  }
+}
+
 std::vector<std::string> alignColumns(const std::vector<std::vector<std::string>> &rows,
                                       const std::string &indent) {
   std::vector<size_t> widths;
@@ -205,7 +225,9 @@ void printNamedValues(const std::vector<std::pair<std::string, TJsonValue *>> &v
   for (const auto &[name, value] : values) {
     const size_t room = kWidth > nameWidth + 2 ? kWidth - nameWidth - 2 : 1;
     std::vector<std::string> lines = layoutValue(value, room);
-    if (lines.size() == 1) {
+    // A matrix starts below its name even when it has one row.
+    const std::vector<TJsonValue *> items = jsonItems(value);
+    if (lines.size() == 1 && (items.empty() || !isContainer(items[0]))) {
       fprintf(out, "%-*s  %s\n", static_cast<int>(nameWidth), name.c_str(), lines[0].c_str());
       continue;
     }

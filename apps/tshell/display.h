@@ -10,6 +10,10 @@
 
 namespace tshell_cli {
 
+// Replaces every number of a tree of 32-bit floats by the shortest text that reads back as
+// the same float ("1.62" rather than the double 1.6200000047683716), for display.
+void shortenSingleFloats(TJsonValue *value);
+
 // The lines of a value; a value that fits one line of width gives exactly one.
 std::vector<std::string> layoutValue(TJsonValue *value, size_t width);
 

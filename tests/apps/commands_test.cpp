@@ -189,6 +189,23 @@ TEST_F(CommandsTest, SetWritesAndSaveKeepsTheValues) {
   EXPECT_EQ(result.out, "gb  1.5\nr   2.0\n") << result.err;
 }
 
+TEST_F(CommandsTest, CalibrationFilesAreImportedFromPaths) {
+  Outcome result = run("--stream --save '" + path("tuned.json") +
+                       "' set CCM import=@" TSHELL_EXAMPLES "/calibration/ccm.txt");
+  ASSERT_EQ(result.status, 0) << result.err;
+  // 32-bit floats are shown as the numbers the file gave, not as their double expansions.
+  result = run("--database '" + path("tuned.json") + "' get CCM ccMatrix ccOffset");
+  EXPECT_EQ(result.out,
+            "ccMatrix  [1.62, -0.45, -0.17, -0.28, 1.51, -0.23, -0.05, -0.52, 1.57]\n"
+            "ccOffset  [0.0, 0.0, 0.0]\n");
+
+  result = run("set CCM import=@/nonexistent/ccm.txt");
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.err,
+            "tshell: CCM/import: cannot read /nonexistent/ccm.txt: No such file or "
+            "directory\n");
+}
+
 TEST_F(CommandsTest, RefusedWritesAreReportedWithExitStatusOne) {
   struct Case {
     const char *arguments;
@@ -196,7 +213,11 @@ TEST_F(CommandsTest, RefusedWritesAreReportedWithExitStatusOne) {
   };
   const Case cases[] = {
       {"set IPT pathIndex=7", "IPT/pathIndex: Shell: Out of range\n"},
-      {"set DG gb=1.5", "DG/gb: Shell: Driver is not initialized\n"},
+      {"set DG gb=1.5",
+       "DG/gb: Shell: Driver is not initialized\n"
+       "tshell: the simulated ISP is off: --stream starts it\n"},
+      {"--stream set CCM import=@" TSHELL_EXAMPLES "/calibration/lsc_3.txt",
+       "CCM/import: Shell: Wrong configuration\n"},
   };
   for (const Case &c : cases) {
     const Outcome result = run(c.arguments);
