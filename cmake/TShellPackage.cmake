@@ -57,7 +57,9 @@ set(CPACK_COMPONENT_LIBS_DESCRIPTION
   "ISP tuning shell: runtime libraries\n The tuning shell (libtshell) and its companion libraries: runtime, JSON, calibration\n database and the driver of the simulated ISP.")
 set(CPACK_DEBIAN_LIBS_PACKAGE_NAME ${tshell_libs_package})
 set(CPACK_DEBIAN_LIBS_PACKAGE_DEPENDS "${tshell_runtime_depends}")
-set(CPACK_DEBIAN_LIBS_PACKAGE_GENERATE_SHLIBS ON)
+# A shlibs file lets packages built against the libraries depend on them, and ldconfig
+# runs when they are installed.
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 
 set(CPACK_COMPONENT_DEV_DESCRIPTION
   "ISP tuning shell: development files\n Headers, CMake package (find_package(TShell)) and pkg-config files for hosts that embed\n the tuning shell or port its driver.")
