@@ -59,7 +59,7 @@ const char kUsage[] =
     "  completion bash       a bash completion script for the categories and keys\n"
     "\n"
     "Options:\n"
-    "  -j, --json            print JSON for scripts: the shell's response to get and set,\n"
+    "      --json            print JSON for scripts: the shell's response to get and set,\n"
     "                        the schema to list and schema\n"
     "  -c, --connect URL     send the commands to the tuning server at URL\n"
     "                        (http://HOST:PORT) instead of a shell in this process\n"
@@ -160,10 +160,12 @@ bool isCommand(const char *word) {
 
 constexpr int kOptionToken = 256;
 constexpr int kOptionStream = 257;
+constexpr int kOptionJson = 258;
 
 // Returns -1 to go on, or the exit status.
 int parseOptions(int argc, char **argv, CommandOptions *options) {
-  static const option kLong[] = {{"json", no_argument, nullptr, 'j'},
+  // --json has no short form: -j is --journal in the JSON-lines mode.
+  static const option kLong[] = {{"json", no_argument, nullptr, kOptionJson},
                                  {"connect", required_argument, nullptr, 'c'},
                                  {"token", required_argument, nullptr, kOptionToken},
                                  {"database", required_argument, nullptr, 'd'},
@@ -174,9 +176,9 @@ int parseOptions(int argc, char **argv, CommandOptions *options) {
   options->backend.token = getenv("TSHELL_TOKEN");
   optind = 0;  // the JSON-lines mode may have looked at the arguments before
   int c;
-  while ((c = getopt_long(argc, argv, "jc:d:s:h", kLong, nullptr)) != -1) {
+  while ((c = getopt_long(argc, argv, "c:d:s:h", kLong, nullptr)) != -1) {
     switch (c) {
-      case 'j':
+      case kOptionJson:
         options->json = true;
         break;
       case 'c':
@@ -354,8 +356,7 @@ bool isLocalOff(const CommandOptions &options) {
 
 // ---- Running requests ----------------------------------------------------------------------
 
-// Sends the commands as one request and reports every message on standard error. Returns
-// the response items, or an exit status.
+// One request of a subcommand: the response, its items, and the exit status it earns.
 struct Exchange {
   int status = EXIT_SUCCESS;
   std::string response;
@@ -363,7 +364,8 @@ struct Exchange {
   std::vector<TJsonValue *> items;
 };
 
-// localOff: the in-process shell runs without a stream, which a refused push is explained by.
+// Sends the commands as one request and reports every message on standard error. localOff:
+// the in-process shell runs without a stream, which explains a refused push.
 void exchange(Backend *backend, const std::string &category,
               const std::vector<std::string> &commands, bool localOff, Exchange *result) {
   std::string request = "[";
