@@ -37,18 +37,27 @@ std::string oneLine(const std::vector<TJsonValue *> &items) {
   return line + "]";
 }
 
-// A long list of scalars: as many aligned columns as fit, each line led by its first index.
-std::vector<std::string> wrapScalars(const std::vector<TJsonValue *> &items, size_t width) {
+constexpr size_t kGap = 2;  // spaces between columns
+
+size_t widestCell(const std::vector<TJsonValue *> &items) {
   size_t cell = 1;
   for (TJsonValue *item : items) cell = std::max(cell, cellText(item).size());
-  const std::string lastIndex = std::to_string(items.size() - 1);
-  const size_t lead = lastIndex.size() + 2;
-  const size_t perLine = std::max<size_t>(1, (width > lead ? width - lead : 0) / (cell + 1));
+  return cell;
+}
+
+// A long list of scalars: as many columns of cell characters as fit in width, each line led
+// by the index of its first element.
+std::vector<std::string> wrapScalars(const std::vector<TJsonValue *> &items, size_t width,
+                                     size_t cell) {
+  const size_t lead = std::to_string(items.size() - 1).size() + 2;  // "[12]"
+  const size_t perLine = std::max<size_t>(1, (width > lead ? width - lead : 0) / (cell + kGap));
   std::vector<std::vector<std::string>> rows;
   for (size_t first = 0; first < items.size(); first += perLine) {
     std::vector<std::string> row{"[" + std::to_string(first) + "]"};
     for (size_t i = first; i < std::min(items.size(), first + perLine); ++i) {
-      row.push_back(cellText(items[i]));
+      const std::string text = cellText(items[i]);
+      const std::string pad(cell - std::min(cell, text.size()), ' ');
+      row.push_back(looksNumeric(text) ? pad + text : text + pad);
     }
     rows.push_back(std::move(row));
   }
@@ -56,12 +65,14 @@ std::vector<std::string> wrapScalars(const std::vector<TJsonValue *> &items, siz
 }
 
 // An array of arrays of scalars: one row a line, or, when rows are wider than the line, each
-// row wrapped under its index.
+// row wrapped under its index, in columns of one width for the whole matrix.
 std::vector<std::string> matrix(const std::vector<TJsonValue *> &rowsIn, size_t width) {
   std::vector<std::vector<std::string>> rows;
+  size_t cell = 1;
   for (size_t r = 0; r < rowsIn.size(); ++r) {
     std::vector<std::string> row{"[" + std::to_string(r) + "]"};
     for (TJsonValue *item : jsonItems(rowsIn[r])) row.push_back(cellText(item));
+    cell = std::max(cell, widestCell(jsonItems(rowsIn[r])));
     rows.push_back(std::move(row));
   }
   std::vector<std::string> lines = alignColumns(rows);
@@ -72,7 +83,8 @@ std::vector<std::string> matrix(const std::vector<TJsonValue *> &rowsIn, size_t 
   lines.clear();
   for (size_t r = 0; r < rowsIn.size(); ++r) {
     lines.push_back("[" + std::to_string(r) + "]");
-    for (const std::string &line : wrapScalars(jsonItems(rowsIn[r]), width - kIndent)) {
+    const size_t inner = width > kIndent ? width - kIndent : 1;
+    for (const std::string &line : wrapScalars(jsonItems(rowsIn[r]), inner, cell)) {
       lines.push_back(std::string(kIndent, ' ') + line);
     }
   }
@@ -154,7 +166,7 @@ std::vector<std::string> alignColumns(const std::vector<std::vector<std::string>
     std::string line = indent;
     for (size_t c = 0; c < row.size(); ++c) {
       const std::string pad(widths[c] - row[c].size(), ' ');
-      if (c > 0) line += "  ";
+      if (c > 0) line += std::string(kGap, ' ');
       const bool last = c + 1 == row.size();
       line += numbers[c] > 0 ? pad + row[c] : row[c] + (last ? "" : pad);
     }
@@ -192,7 +204,7 @@ std::vector<std::string> layoutValue(TJsonValue *value, size_t width) {
   if (allScalars(items)) {
     const std::string line = oneLine(items);
     if (line.size() <= width) return {line};
-    return wrapScalars(items, width);
+    return wrapScalars(items, width, widestCell(items));
   }
   const bool rowsOfScalars = std::all_of(items.begin(), items.end(), [](TJsonValue *item) {
     return jsonType(item) == TJSON_TYPE_ARRAY && allScalars(jsonItems(item));
