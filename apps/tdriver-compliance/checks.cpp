@@ -1,7 +1,9 @@
 #include "checks.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <map>
 #include <string_view>
 #include <vector>
@@ -235,6 +237,16 @@ class Checker {
       }
       if (!absent.empty()) block.process = nullptr;  // left out of the other checks
       api_.blocks.push_back(std::move(block));
+    }
+    if (!options_.onlyCategory.empty()) {
+      std::string blocks;
+      for (const BlockRow &row : kBlocks)
+        blocks += std::string(blocks.empty() ? "" : " ") + row.category;
+      const bool known = std::any_of(
+          std::begin(kBlocks), std::end(kBlocks),
+          [this](const BlockRow &row) { return options_.onlyCategory == row.category; });
+      check(section, "--block " + options_.onlyCategory + " names a block of the ISP", known,
+            "the blocks are " + blocks);
     }
     return missing.empty();
   }

@@ -93,6 +93,8 @@ TEST(ComplianceTest, LibrariesThatAreNoDriverAreReported) {
   const Case cases[] = {
       {"", 2, "give one driver library"},
       {"/nonexistent/libdriver.so", 2, "cannot load /nonexistent/libdriver.so"},
+      {std::string("--block NOPE '") + SIMULATED_DRIVER + "'", 1,
+       "test --block NOPE names a block of the ISP: FAIL\n\t\tthe blocks are 2DNR_6 3DNR_4 BLS"},
       {std::string("'") + NOT_A_DRIVER + "'", 1,
        "test exports the life-cycle and stream functions: FAIL\n\t\tmissing TDriver_open"},
   };
