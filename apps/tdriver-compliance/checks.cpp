@@ -266,6 +266,13 @@ class Checker {
       check(section, "the built-in database serialises", false, error);
       return false;
     }
+    // *driver starts as a non-NULL sentinel, so that leaving it alone shows.
+    static char sentinel;
+    Driver *none = reinterpret_cast<Driver *>(&sentinel);
+    code = api_.open(nullptr, &none);
+    check(section, "TDriver_open without a database returns 2 and no driver",
+          code == TCOMMON_INVALID_ARGUMENT && none == nullptr,
+          "returned " + codeText(code) + (none == nullptr ? "" : ", *driver is not NULL"));
     code = api_.open(database_, &driver_);
     expectCode(section, "TDriver_open on a database returns 0", code, TCOMMON_SUCCESS);
     check(section, "TDriver_open hands out a driver", code != TCOMMON_SUCCESS || driver_ != nullptr,
