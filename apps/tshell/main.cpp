@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "commands.h"
 #include "t_common.h"
 #include "t_database.h"
 #include "t_driver.h"
@@ -53,6 +54,9 @@ const char kUsage[] =
     "\n"
     "Exit status: 0 when every request was answered, 1 when a request was malformed or the\n"
     "shell failed, 2 when tshell could not start (bad option, unreadable file or database).\n"
+    "\n"
+    "Commands for a terminal (list, get, set, schema, completion; also against a tuning\n"
+    "server with --connect URL): see 'tshell list --help'.\n"
     "\n"
     "Example:\n"
     "  echo '{\"category\":\"RPT\",\"key\":\"shell\"}' | tshell\n"
@@ -294,6 +298,8 @@ class Runner {
 }  // namespace
 
 int main(int argc, char **argv) {
+  if (tshell_cli::isCommandLine(argc, argv)) return tshell_cli::runCommandLine(argc, argv);
+
   Options options;
   int status = parseOptions(argc, argv, &options);
   if (status >= 0) return status;

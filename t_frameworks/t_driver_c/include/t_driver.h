@@ -1,7 +1,18 @@
 /*
- * ISP driver. This build drives a simulated ISP that keeps, for every block, the hardware
- * state that the last push wrote, so that every layer above it runs for real without the
- * target hardware.
+ * ISP driver: the layer between the tuning shell and the image signal processor. This build
+ * drives a simulated ISP that keeps, for every block, the hardware state that the last push
+ * wrote, so that every layer above it runs for real without the target hardware. A device
+ * replaces it with a driver for its own ISP that exports the same functions; this header is
+ * the contract that driver fulfils, and tdriver-compliance checks a driver library against
+ * it (README, "Porting to your ISP").
+ *
+ * Records. The driver is opened on the calibration database and borrows it. Every block
+ * function works on the record of its category, which it looks up itself with
+ * TDatabase_query(database, "<category>", &record) (t_database_records/<block>.h gives the
+ * struct). A push reads the record's settings fields and programs the hardware block with
+ * them; a read-back writes the block's live values into those fields (and, for a measuring
+ * unit, its measured statistics). Transient file buffers of a record (calibration imports)
+ * are the shell's: the driver neither reads nor frees them.
  *
  * Stream state machine: off --TDriver_init--> initialised --TDriver_stream(1)--> streaming,
  * streaming --TDriver_stream(0)--> initialised --TDriver_deinit--> off.
@@ -13,6 +24,24 @@
  *   - A block read-back (TDriver<Block>_statistics, or _process with flag 1) needs the
  *     streaming state, otherwise 8; it writes the block's hardware state back into the
  *     record.
+ * The shell keeps no stream state of its own and calls any function in any state: each
+ * function checks the state itself and answers with the codes below.
+ *
+ * Result codes and what the client sees (each message begins with the shell's name,
+ * "Shell: ..."):
+ *   0   success.
+ *   8   (TCOMMON_NOT_INITIALIZED) the state does not allow the call. From a read-back the
+ *       client gets the record's cached value and "Streaming needed, or data will come
+ *       from cache not hardware"; from a push or a stream switch, "Driver is not
+ *       initialized" (the record keeps the written value; TDriver_init programs it later).
+ *   6   (TCOMMON_OUT_OF_RANGE) a value or index the hardware cannot take: "Out of range".
+ *   15  (TCOMMON_WRONG_CONFIGURATION) a record or text the hardware refuses as a whole:
+ *       "Wrong configuration".
+ *   any other code fails the command without a client message (the shell traces it at
+ *       level 3); from a read-back the cached value is served (traced at level 0). Use
+ *       TCOMMON_INVALID_ARGUMENT (2) for NULL arguments and TCOMMON_NO_MEMORY (3) for
+ *       failed allocations.
+ * A function that fails leaves the state where it was.
  *
  * Journal: every call of a driver function (also one made to fail) appends the line
  * "<function>(<argument>)", for example "TDriverDigitalGain_process(0)" or
@@ -41,17 +70,38 @@ typedef struct TDriver TDriver;
 
 enum { TDRIVER_STATE_OFF = 0, TDRIVER_STATE_INITIALIZED = 1, TDRIVER_STATE_STREAMING = 2 };
 
-/* The driver borrows the database; it must outlive the driver. */
+/* Called by the host (not the shell) once, before TShell_open, with the database the shell
+ * will use. The driver borrows the database; it must outlive the driver. Finds the hardware
+ * and makes the driver in the off state; it programs no block yet. *driver gets the driver,
+ * or NULL on failure. NULL arguments: TCOMMON_INVALID_ARGUMENT; no hardware: a code of the
+ * port's choosing (TCOMMON_NOT_FOUND), which the host reports. */
 TDRIVER_API uint32_t TDriver_open(TDatabase *database, TDriver **driver);
+/* Called by the host after TShell_close, in any state: stops the stream and releases the
+ * hardware as TDriver_deinit does, frees the driver and sets *driver to NULL. Returns 0
+ * also when the hardware could not be stopped cleanly. */
 TDRIVER_API uint32_t TDriver_close(TDriver **driver);
 
+/* Called by the shell when a client writes true to "IPT"/"isStream" (isStream 1), just
+ * before TDriver_stream(1); hosts call it too to start a device streaming. In the off
+ * state: powers the ISP up and programs every block from its record, as a push of each
+ * would, then the state is initialised. Initialised or streaming: nothing happens, 0. On a
+ * failure the state stays off and the client sees the code's message (8 and 15 have one). */
 TDRIVER_API uint32_t TDriver_init(TDriver *driver, uint8_t isStream);
-/* isStream 1: initialised -> streaming (off: 8). isStream 0: streaming -> initialised;
- * in any other state nothing changes and 0 is returned. */
+/* Called by the shell after TDriver_init (isStream 1) when a client starts the stream, and
+ * before TDriver_deinit (isStream 0) when it stops it.
+ * isStream 1: initialised -> streaming (off: 8). isStream 0: streaming -> initialised;
+ * in any other state nothing changes and 0 is returned. Streaming means frames flow, so
+ * read-backs and measurements answer live values. */
 TDRIVER_API uint32_t TDriver_stream(TDriver *driver, uint8_t isStream);
-/* Any state -> off. */
+/* Called by the shell after TDriver_stream(0) when a client writes false to "IPT"/
+ * "isStream". Any state -> off: stops the stream if one runs and powers the ISP down. The
+ * blocks' hardware state need not survive: the next TDriver_init programs every block
+ * again. Returns 0, also when already off. */
 TDRIVER_API uint32_t TDriver_deinit(TDriver *driver);
-/* Frame injection and raw capture switches; stored and reported by TDriver_status. */
+/* Frame injection and raw capture switches; stored and reported by TDriver_status. Called
+ * by the shell with the value a client writes to "IPT"/"isInject" or "IPT"/"isRaw", in any
+ * state: the driver switches the input to injected frames (or the output to raw capture)
+ * and returns 0, or 8 when its hardware can switch only in another state. */
 TDRIVER_API uint32_t TDriver_inject(TDriver *driver, uint8_t isInject);
 TDRIVER_API uint32_t TDriver_raw(TDriver *driver, uint8_t isRaw);
 
@@ -62,15 +112,20 @@ typedef struct TDriverStatus {
   uint64_t pushes;    /* block pushes that reached the hardware */
   uint64_t readBacks; /* block read-backs that reached the hardware */
 } TDriverStatus;
-/* Not journaled. */
+/* Not journaled. For hosts and tests; the shell never calls it (a port may still provide
+ * it for its own tools). */
 TDRIVER_API uint32_t TDriver_status(TDriver *driver, TDriverStatus *status);
 
 /* The hardware state of a category's block: a record of that category's type holding
  * what the last push (or TDriver_init) latched, copied into the caller's record. A block
- * that was never programmed: TCOMMON_OUT_OF_RANGE. Not journaled; for tests and tools. */
+ * that was never programmed: TCOMMON_OUT_OF_RANGE. Not journaled; for tests and tools of
+ * the simulated ISP, never called by the shell. */
 TDRIVER_API uint32_t TDriverHardware_get(TDriver *driver, const char *category, void *record);
 
-/* ---- Journal and fault injection --------------------------------------------------------- */
+/* ---- Journal and fault injection ---------------------------------------------------------
+ * Tools of the simulated ISP; the shell never calls them. tshell-server shows the journal in
+ * its activity view, so a port used with the server provides the three journal functions
+ * (an empty journal, "", is fine) and may answer TDriverFault_set with TCOMMON_NOT_FOUND. */
 
 /* The journal since the last clear, one line per call, each ending in '\n'. *text stays
  * valid until the next journal or fault call on this driver. */
@@ -95,7 +150,27 @@ TDRIVER_API uint32_t TDriverFault_clear(TDriver *driver);
  * _process: flag 0 pushes the block's database record into its hardware state (needs the
  * initialised state), any other flag reads the hardware state back into the record (needs
  * streaming). _statistics reads back whatever the flag. Both are journaled with the flag as
- * argument, "TDriverDigitalGain_process(0)". */
+ * argument, "TDriverDigitalGain_process(0)".
+ *
+ * When the shell calls them:
+ *   - Push, _process(driver, 0): after a client wrote a key that reaches the hardware
+ *     ("pushesHardware" in TShell_schema), with the new value already stored in the record.
+ *     The shell defers it: one push for a run of writes to the same block, made when the
+ *     request ends or before a command of another block runs, so one push may carry several
+ *     changed fields. Writes to an automatic control's table ("AGC_2", "ADMSC_3", ...) push
+ *     the manual block the table tunes. The driver programs every settings field of the
+ *     record; it may be called in any state and answers 8 unless initialised or streaming.
+ *     A port whose hardware latches settings only between frames applies them at the next
+ *     frame and returns at once.
+ *   - Read-back, _statistics(driver, 1) for the blocks that have one, _process(driver, 1)
+ *     for "ISP": before the first of a run of reads of keys that come from the hardware
+ *     ("readsHardware"). The driver writes the block's live values into the record's
+ *     settings fields (and fills the measured statistics of a measuring unit); it answers
+ *     8 unless streaming, and then must leave the record alone. Blocks without a
+ *     _statistics function are never read back by the shell, but their _process(1) follows
+ *     the same rule for tools.
+ * A read-back right after a push answers the pushed values: the hardware reports what it
+ * holds (a value the hardware rounds reads back rounded). */
 
 /* Blocks that are pushed and read back, each on the record of the category named. */
 /* "2DNR_6" */
@@ -129,18 +204,23 @@ TDRIVER_API uint32_t TDriverDigitalGain_statistics(TDriver *driver, uint8_t flag
 TDRIVER_API uint32_t TDriverEdgeEnhance_3_process(TDriver *driver, uint8_t flag);
 TDRIVER_API uint32_t TDriverEdgeEnhance_3_statistics(TDriver *driver, uint8_t flag);
 /* "EC_2", with its exposure statistics unit "AES_2": a push also latches the "AES_2" record,
- * a read-back also reads back the unit's settings and fills its measured statistics. */
+ * a read-back also reads back the unit's settings and fills its measured statistics. The
+ * shell pushes this block for writes to "AES_2" and "AE_4" as well, and reads it back for
+ * "AES_2"/"statistics" and for the exposure and gains that "AE_4" reads from the hardware. */
 TDRIVER_API uint32_t TDriverExposureControl_2_process(TDriver *driver, uint8_t flag);
 TDRIVER_API uint32_t TDriverExposureControl_2_statistics(TDriver *driver, uint8_t flag);
 /* "FC", with its focus measurement unit "AFM_3": a push also latches the "AFM_3" record, a
- * read-back also reads back the unit's settings and fills its measured statistics. */
+ * read-back also reads back the unit's settings and fills its measured statistics. The
+ * shell pushes this block for writes to "AFM_3" as well, and reads it back for
+ * "AFM_3"/"statistics". */
 TDRIVER_API uint32_t TDriverFocusControl_process(TDriver *driver, uint8_t flag);
 TDRIVER_API uint32_t TDriverFocusControl_statistics(TDriver *driver, uint8_t flag);
 /* "GC_2" */
 TDRIVER_API uint32_t TDriverGammaCorrection_2_process(TDriver *driver, uint8_t flag);
 TDRIVER_API uint32_t TDriverGammaCorrection_2_statistics(TDriver *driver, uint8_t flag);
 /* "HTG" and "HTG_2": a read-back also fills the record's measured statistics (the
- * histogram of the picture in the record's window). */
+ * histogram of the picture in the record's window), measured on a frame that the current
+ * settings produced. */
 TDRIVER_API uint32_t TDriverHistogram_process(TDriver *driver, uint8_t flag);
 TDRIVER_API uint32_t TDriverHistogram_statistics(TDriver *driver, uint8_t flag);
 TDRIVER_API uint32_t TDriverHistogram_2_process(TDriver *driver, uint8_t flag);
@@ -155,7 +235,9 @@ TDRIVER_API uint32_t TDriverWhiteBalance_1_1_statistics(TDriver *driver, uint8_t
 TDRIVER_API uint32_t TDriverWideDynamicRange_5_2_1_process(TDriver *driver, uint8_t flag);
 TDRIVER_API uint32_t TDriverWideDynamicRange_5_2_1_statistics(TDriver *driver, uint8_t flag);
 
-/* Blocks without a _statistics function (flag 1 of _process still reads back). */
+/* Blocks without a _statistics function (flag 1 of _process still reads back). The shell
+ * only pushes them. The "OPT" and "SS" records hold every output path and sensor mode, with
+ * the one a client selected in "pathIndex" and "modeIndex". */
 /* "3AI_2" */
 TDRIVER_API uint32_t TDriver3AInterface_2_process(TDriver *driver, uint8_t flag);
 /* "CPD_1_1" */
@@ -176,7 +258,8 @@ TDRIVER_API uint32_t TDriverSensor_process(TDriver *driver, uint8_t flag);
 
 /* "ISP": flag 0 pushes isEnable (and hwId) into the hardware state, flag 1 reads back, and
  * then reports in hwId the identity of the hardware, TDATABASE_ISP_HW_ID, whatever a client
- * stored there. No _statistics function. */
+ * stored there. No _statistics function. The shell reads it back through _process(1); a
+ * port reports its own ISP's identity in hwId. */
 TDRIVER_API uint32_t TDriverIsp_process(TDriver *driver, uint8_t flag);
 
 /* ---- Registers ------------------------------------------------------------------------------
@@ -195,7 +278,11 @@ TDRIVER_API uint32_t TDriverIsp_process(TDriver *driver, uint8_t flag);
  * A transfer with an unparsable address or value, a type other than 0..2, or a value wider
  * than the access width is refused with TCOMMON_WRONG_CONFIGURATION (15) and changes neither
  * the bank nor the record. NULL record: TCOMMON_INVALID_ARGUMENT (not journaled). Journaled as
- * "TDriverRegister_process(<isRead>)" and faultable like the other driver functions. */
+ * "TDriverRegister_process(<isRead>)" and faultable like the other driver functions.
+ * Called by the shell for "RGT": a read of "value" transfers with isRead 1 first, a write of
+ * "value" transfers with isRead 0 (the address and type come from earlier writes of the
+ * record). A port maps the address to its ISP's register space and may refuse addresses
+ * outside it with TCOMMON_OUT_OF_RANGE. */
 TDRIVER_API uint32_t TDriverRegister_process(TDriver *driver, TDatabaseRegister *record);
 
 #ifdef __cplusplus
