@@ -362,6 +362,30 @@ TEST_F(JsonTest, RunsOfElementsConvertAsSingleElementsDo) {
   EXPECT_EQ(TJsonValue_itemsAsIntegers(at(parse("{}").get(), ""), 0, integers.data(), 1),
             TCOMMON_WRONG_TYPE);
 
+  // The strict run stops at the first element that does not convert, at every start.
+  const struct {
+    uint64_t first;
+    uint32_t code;
+    uint64_t converted;
+  } kStrict[] = {{0, TCOMMON_WRONG_TYPE, 2},
+                 {3, TCOMMON_WRONG_TYPE, 1},
+                 {5, TCOMMON_SUCCESS, 2},
+                 {9, TCOMMON_SUCCESS, 0}};
+  for (const auto &run : kStrict) {
+    std::vector<int64_t> strict(4, 100);
+    uint64_t converted = 99;
+    EXPECT_EQ(TJsonValue_itemsAsIntegersStrict(tree.get(), run.first, strict.data(), strict.size(),
+                                               &converted),
+              run.code)
+        << run.first;
+    EXPECT_EQ(converted, run.converted) << run.first;
+    for (uint64_t i = converted; i < strict.size(); ++i) EXPECT_EQ(strict[i], 100) << run.first;
+  }
+  uint64_t converted = 0;
+  EXPECT_EQ(TJsonValue_itemsAsIntegersStrict(at(parse("{}").get(), ""), 0, integers.data(), 1,
+                                             &converted),
+            TCOMMON_WRONG_TYPE);
+
   // Assigned runs replace what was there, grow the array, and make an absent value real.
   Tree mixed = parse(R"(["a", {"b": 1}])");
   const int64_t seven[] = {7, 8, 9};

@@ -227,6 +227,12 @@ TJSON_API uint32_t TJsonValue_itemsAsIntegers(const TJsonValue *array, uint64_t 
                                               int64_t *values, uint64_t count);
 TJSON_API uint32_t TJsonValue_itemsAsFloats(const TJsonValue *array, uint64_t first, double *values,
                                             uint64_t count);
+/* As TJsonValue_itemsAsIntegers, but the first element that does not convert ends the run:
+ * its code (TCOMMON_WRONG_TYPE) is returned and it and the entries after it are left as
+ * they were. *converted is the number of entries filled, on success and on failure. */
+TJSON_API uint32_t TJsonValue_itemsAsIntegersStrict(const TJsonValue *array, uint64_t first,
+                                                    int64_t *values, uint64_t count,
+                                                    uint64_t *converted);
 
 /* ---- Values: writing -------------------------------------------------------------------------
  * An assignment replaces the value in place with a value of the new type (a container's

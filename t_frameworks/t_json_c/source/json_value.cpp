@@ -444,6 +444,24 @@ uint32_t TJsonValue_itemsAsFloats(const TJsonValue *array, uint64_t first, doubl
   return readItems(array, first, values, count, readFloat);
 }
 
+uint32_t TJsonValue_itemsAsIntegersStrict(const TJsonValue *array, uint64_t first, int64_t *values,
+                                          uint64_t count, uint64_t *converted) {
+  if (array == nullptr || converted == nullptr || (values == nullptr && count != 0)) {
+    return TCOMMON_INVALID_ARGUMENT;
+  }
+  *converted = 0;
+  if (array->type != TJSON_TYPE_ARRAY) return TCOMMON_WRONG_TYPE;
+  const uint64_t size = array->children.size;
+  if (first >= size) return TCOMMON_SUCCESS;
+  const uint64_t end = first + std::min(count, size - first);
+  for (uint64_t i = first; i < end; ++i) {
+    const uint32_t code = readInteger(array->children.items[i], values + (i - first));
+    if (code != TCOMMON_SUCCESS) return code;
+    ++*converted;
+  }
+  return TCOMMON_SUCCESS;
+}
+
 uint32_t TJsonValue_assignItemsAsIntegers(TJsonValue *array, uint64_t first, const int64_t *values,
                                           uint64_t count) {
   if (values == nullptr && count != 0) return TCOMMON_INVALID_ARGUMENT;
