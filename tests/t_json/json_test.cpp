@@ -10,6 +10,7 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <type_traits>
 #include <utility>
@@ -283,6 +284,49 @@ TEST_F(JsonTest, MalformedTextsAreRefusedWithOffset) {
     EXPECT_EQ(TJsonReader_check(reader_, begin, begin + text.size()), TCOMMON_PARSE_ERROR);
     EXPECT_EQ(lastError(), error) << text;
   }
+}
+
+// A check keeps its tree for the next parse of the same bytes on its thread; the parse
+// must give what it would have built itself, whatever came between.
+TEST_F(JsonTest, AParseAfterACheckGivesTheTreeOfItsOwnText) {
+  TJsonReader *other = nullptr;
+  ASSERT_OK(TJsonReader_open(&other));
+  const std::string checked = R"({"a":[1,2.5,"x"],"b":{"c":null}})";
+  const std::string sameLength = R"({"a":[1,2.5,"y"],"b":{"c":null}})";
+  auto check = [&](const std::string &text) {
+    return TJsonReader_check(other, text.data(), text.data() + text.size());
+  };
+  // What is parsed after a check of `checked`, and what it must print as.
+  const struct {
+    std::string parsed;
+    std::string printed;
+  } kCases[] = {
+      {checked, checked},
+      {std::string(checked), checked},  // the same bytes elsewhere
+      {sameLength, sameLength},
+      {"[" + checked + "]", "[" + checked + "]"},
+  };
+  for (const auto &c : kCases) {
+    ASSERT_OK(check(checked));
+    Tree tree = parse(c.parsed);
+    EXPECT_EQ(print(tree.get()), c.printed) << c.parsed;
+    EXPECT_EQ(lastError(), "0 No error");
+    // Nothing is kept twice: a second parse builds its own tree.
+    Tree again = parse(checked);
+    EXPECT_EQ(print(again.get()), checked);
+  }
+  // A failed check keeps nothing, and its error is the parse's.
+  ASSERT_OK(check(checked));
+  EXPECT_EQ(check("[1,"), TCOMMON_PARSE_ERROR);
+  uint64_t offset = 0;
+  const char *text = nullptr;
+  ASSERT_OK(TJsonReader_error(other, &offset, &text));
+  EXPECT_EQ(offset, 3u);
+  EXPECT_EQ(print(parse(checked).get()), checked);
+  // Another thread's check is not this thread's.
+  std::thread([&] { EXPECT_EQ(check(sameLength), TCOMMON_SUCCESS); }).join();
+  EXPECT_EQ(print(parse(checked).get()), checked);
+  TJsonReader_close(&other);
 }
 
 // ---- Absent members ------------------------------------------------------------------------
