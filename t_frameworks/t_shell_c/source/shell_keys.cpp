@@ -3,6 +3,8 @@
 #include "shell_keys.h"
 
 #include <cstring>
+#include <unordered_map>
+#include <vector>
 
 #include "shell_access.h"
 
@@ -227,6 +229,81 @@ uint32_t serveRow(TShell *shell, void *record, TJsonValue *value, const KeyRow &
   return TCOMMON_NOT_REGISTERED;
 }
 
+// ---- Key lookup ------------------------------------------------------------------------------
+//
+// Every command names its key by text, and the longest tables have dozens of keys: instead
+// of comparing the text with each key in table order, each registered table gets a hash
+// index of its keys, built once. A key text that a table holds twice maps to its first
+// row, so the index answers what the walk in table order answered.
+
+uint32_t hashKey(const char *key) {
+  uint32_t hash = 2166136261u;  // FNV-1a
+  for (; *key != '\0'; ++key) hash = (hash ^ static_cast<unsigned char>(*key)) * 16777619u;
+  return hash;
+}
+
+class KeyIndex {
+ public:
+  explicit KeyIndex(const KeyTable &table) : table_(&table) {
+    size_t size = 8;
+    while (size < table.count * 2) size *= 2;
+    slots_.assign(size, Slot{});
+    for (size_t i = 0; i < table.count; ++i) {
+      const char *key = table.rows[i].key;
+      const uint32_t hash = hashKey(key);
+      size_t at = hash & (size - 1);
+      while (slots_[at].row != 0 && !holds(slots_[at], hash, key)) at = (at + 1) & (size - 1);
+      if (slots_[at].row == 0) slots_[at] = Slot{hash, static_cast<uint32_t>(i + 1)};
+    }
+  }
+
+  // The first row of the table whose key is key, or nullptr.
+  const KeyRow *find(const char *key) const {
+    const uint32_t hash = hashKey(key);
+    const size_t mask = slots_.size() - 1;
+    for (size_t at = hash & mask; slots_[at].row != 0; at = (at + 1) & mask) {
+      if (holds(slots_[at], hash, key)) return &table_->rows[slots_[at].row - 1];
+    }
+    return nullptr;
+  }
+
+ private:
+  struct Slot {
+    uint32_t hash = 0;
+    uint32_t row = 0;  // 1 + the row's position; 0: empty
+  };
+  bool holds(const Slot &slot, uint32_t hash, const char *key) const {
+    return slot.hash == hash && strcmp(table_->rows[slot.row - 1].key, key) == 0;
+  }
+
+  const KeyTable *table_;
+  std::vector<Slot> slots_;  // a power of two, at most half full
+};
+
+// The index of a registered table, or nullptr for a table of the caller's own.
+const KeyIndex *indexOf(const KeyTable &table) {
+  static const std::unordered_map<const KeyTable *, KeyIndex> kIndexes = [] {
+    std::unordered_map<const KeyTable *, KeyIndex> indexes;
+    for (uint32_t i = 0; i < kShellCategoryCount; ++i) {
+      const KeyTable *keys = kShellCategories[i].keys;
+      if (keys != nullptr) indexes.emplace(keys, KeyIndex(*keys));
+    }
+    return indexes;
+  }();
+  const auto found = kIndexes.find(&table);
+  return found == kIndexes.end() ? nullptr : &found->second;
+}
+
+}  // namespace
+
+const KeyRow *findKey(const KeyTable &table, const char *key) {
+  if (const KeyIndex *index = indexOf(table)) return index->find(key);
+  // A table that is not registered (a test's own) is indexed for this one lookup.
+  return KeyIndex(table).find(key);
+}
+
+namespace {
+
 // ---- Schema ----------------------------------------------------------------------------------
 
 const char *accessName(const KeyRow &row) {
@@ -334,14 +411,11 @@ uint32_t serveKey(TShell *shell, const KeyTable &table, const char *key, TJsonVa
 uint32_t serveRecord(TShell *shell, const KeyTable &table, void *record, const char *key,
                      TJsonValue *value, ShellSite site) {
   if (key == nullptr) return TCOMMON_INVALID_ARGUMENT;
-  for (size_t i = 0; i < table.count; ++i) {
-    const KeyRow &row = table.rows[i];
-    if (!TCommonString_equal(key, row.key, 1)) continue;
-    const uint32_t code = serveRow(shell, record, value, row);
-    if (code != TCOMMON_SUCCESS) shellTrace(kTraceError, site, code);
-    return code;
-  }
-  return TCOMMON_NOT_REGISTERED;
+  const KeyRow *row = findKey(table, key);
+  if (row == nullptr) return TCOMMON_NOT_REGISTERED;
+  const uint32_t code = serveRow(shell, record, value, *row);
+  if (code != TCOMMON_SUCCESS) shellTrace(kTraceError, site, code);
+  return code;
 }
 
 uint32_t listSchema(TJsonValue *schema) {
