@@ -83,6 +83,13 @@ void freeStorage(Node *node) noexcept {
   if (--block->live == 0) std::free(block);
 }
 
+// A node of a block of siblings that holds nothing to free: a number, a boolean, with a
+// name (if any) stored in the node.
+bool isPlainSibling(const Node *node) noexcept {
+  return node->slot != 0 && !hasChildren(node->type) && node->type != TJSON_TYPE_STRING &&
+         node->name.length < Text::kLocalCapacity;
+}
+
 void freeNode(Node *node) noexcept {
   node->name.release();
   if (node->type == TJSON_TYPE_STRING) {
@@ -209,10 +216,25 @@ void destroyTree(Node *root) noexcept {
   while (node != nullptr) {
     if (hasChildren(node->type)) {
       Children &children = node->children;
-      // Childless children (the numbers of a table) are freed right here.
+      // Childless children (the numbers of a table) are freed right here; a run of plain
+      // scalars that lie side by side in one block of siblings (a row of numbers) is
+      // given back to its block in one step.
       while (children.size != 0) {
         Node *last = children.items[children.size - 1];
         if (hasChildren(last->type) && last->children.size != 0) break;
+        if (isPlainSibling(last)) {
+          uint32_t run = 1;
+          while (run < children.size && last->slot > run &&
+                 children.items[children.size - 1 - run] == last - run &&
+                 isPlainSibling(last - run)) {
+            ++run;
+          }
+          children.size -= run;
+          SiblingBlock *block = blockOf(last);
+          block->live -= run;
+          if (block->live == 0) std::free(block);
+          continue;
+        }
         --children.size;
         freeNode(last);
       }
