@@ -286,6 +286,46 @@ TEST_F(JsonTest, MalformedTextsAreRefusedWithOffset) {
   }
 }
 
+// Arrays of numbers only are printed in one pass: each element must read as it does when
+// printed on its own, across the runs of the pass, with every kind of number and layout.
+TEST_F(JsonTest, ArraysOfNumbersPrintAsTheirElementsDo) {
+  for (const uint32_t flags : {0u, static_cast<uint32_t>(TJSON_WRITER_SHORTEST_FLOAT)}) {
+    TJsonWriter *writer = openWriter(flags);
+    for (const uint64_t count : {1u, 2u, 64u, 65u, 130u}) {
+      Tree array = make(TJSON_TYPE_ARRAY);
+      std::string expected = "[";
+      for (uint64_t i = 0; i < count; ++i) {
+        TJsonValue *element = nullptr;
+        ASSERT_OK(TJsonValue_item(array.get(), i, &element));
+        switch (i % 6) {
+          case 0:
+            ASSERT_OK(TJsonValue_assignAsInteger(element, INT64_MIN + static_cast<int64_t>(i)));
+            break;
+          case 1:
+            ASSERT_OK(TJsonValue_assignAsUnsigned(element, UINT64_MAX - i));
+            break;
+          case 2:
+            ASSERT_OK(TJsonValue_assignAsFloat(element, 0.1 * static_cast<double>(i)));
+            break;
+          case 3:
+            ASSERT_OK(TJsonValue_assignAsFloat(element, std::nan("")));
+            break;
+          case 4:
+            ASSERT_OK(TJsonValue_assignAsFloat(element, -1e300 / static_cast<double>(i)));
+            break;
+          default:
+            ASSERT_OK(TJsonValue_assignAsInteger(element, static_cast<int64_t>(i)));
+        }
+        expected += (i ? "," : "") + print(element, writer);
+      }
+      EXPECT_EQ(print(array.get(), writer), expected + "]") << flags << " " << count;
+    }
+    // Anything else in the array prints element by element as before.
+    Tree mixed = parse(R"([1,2.5,true,null,"x",[3],{"a":4}])");
+    EXPECT_EQ(print(mixed.get(), writer), R"([1,2.5,true,null,"x",[3],{"a":4}])");
+  }
+}
+
 // A check keeps its tree for the next parse of the same bytes on its thread; the parse
 // must give what it would have built itself, whatever came between.
 TEST_F(JsonTest, AParseAfterACheckGivesTheTreeOfItsOwnText) {

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <new>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "json_node.h"
@@ -34,6 +35,8 @@ constexpr char kReplacement[] = "\xEF\xBF\xBD";  // U+FFFD
 // Texts from this length on are checked for bytes to escape and, when they have none,
 // copied as they are.
 constexpr size_t kLongText = 256;
+constexpr uint64_t kNumberRun = 64;   // numbers printed per writer call
+constexpr size_t kWidestNumber = 48;  // bytes of the longest number text, with its comma
 
 // A finite double laid out as RapidJSON lays it out ("1.0", "100.0", "1e22", "2.5e-7",
 // "-0.0"), with the digits of std::to_chars: the fewest that read back to the same double
@@ -205,6 +208,48 @@ struct TJsonWriter {
     return end;
   }
 
+  // The text of a number node as the writer prints it, into out (kWidestNumber bytes);
+  // returns its end.
+  char *formatNumber(char *out, const Node *node) const {
+    switch (node->type) {
+      case TJSON_TYPE_INTEGER:
+        return rapidjson::internal::i64toa(node->integer, out);
+      case TJSON_TYPE_UNSIGNED:
+        return rapidjson::internal::u64toa(node->unsignedInteger, out);
+      default:
+        return formatDouble(out, node->number);
+    }
+  }
+
+  // The elements of a compact array that holds numbers only (a table's row), printed
+  // straight into the buffer as TJsonWriter_integers prints them: the first through the
+  // writer, which places its separator and then knows that the array holds a value, the
+  // rest after it. False, with nothing printed, when the array holds anything else.
+  bool emitNumbers(CompactWriter &output, const Node *array) {
+    const tjson::Children &children = array->children;
+    if (children.size == 0) return false;
+    for (uint32_t i = 0; i < children.size; ++i) {
+      const uint8_t type = children.items[i]->type;
+      if (type != TJSON_TYPE_INTEGER && type != TJSON_TYPE_UNSIGNED && type != TJSON_TYPE_FLOAT)
+        return false;
+    }
+    char first[kWidestNumber];
+    char *end = formatNumber(first, children.items[0]);
+    output.RawValue(first, static_cast<size_t>(end - first), rapidjson::kNumberType);
+    for (uint64_t done = 1; done < children.size;) {
+      const uint64_t run = std::min<uint64_t>(children.size - done, kNumberRun);
+      char *const start = buffer.Push(run * kWidestNumber);
+      end = start;
+      for (uint64_t i = 0; i < run; ++i) {
+        *end++ = ',';
+        end = formatNumber(end, children.items[done + i]);
+      }
+      buffer.Pop(static_cast<size_t>(run * kWidestNumber - (end - start)));
+      done += run;
+    }
+    return true;
+  }
+
   // Writes a scalar, or opens a container and queues it.
   template <typename Output>
   void emitValue(Output &output, const Node *node) {
@@ -226,6 +271,12 @@ struct TJsonWriter {
         break;
       case TJSON_TYPE_ARRAY:
         output.StartArray();
+        if constexpr (std::is_same_v<Output, CompactWriter>) {
+          if (emitNumbers(output, node)) {
+            output.EndArray();
+            break;
+          }
+        }
         frames.push_back(Frame{node, 0});
         break;
       case TJSON_TYPE_OBJECT:
@@ -455,9 +506,6 @@ uint32_t TJsonWriter_string(TJsonWriter *writer, const char *text, uint64_t leng
 }  // extern "C"
 
 namespace {
-
-constexpr uint64_t kNumberRun = 64;   // numbers printed per writer call
-constexpr size_t kWidestNumber = 48;  // bytes of the longest number text, with its comma
 
 // Elements of the open array. A compact document gets them printed straight into the
 // buffer, without a writer call per number; a pretty one element by element, for the
