@@ -94,7 +94,7 @@ void freeNode(Node *node) noexcept {
   node->name.release();
   if (node->type == TJSON_TYPE_STRING) {
     node->string.release();
-  } else if (hasChildren(node->type)) {
+  } else if (hasChildren(node->type) && node->children.items != nullptr) {
     std::free(node->children.items);
   }
   freeStorage(node);
@@ -252,7 +252,9 @@ void destroyTree(Node *root) noexcept {
 void resetPayload(Node *node, uint8_t type) noexcept {
   if (node->type == TJSON_TYPE_STRING) {
     node->string.release();
-  } else if (hasChildren(node->type)) {
+  } else if (hasChildren(node->type) && node->children.items != nullptr) {
+    // Most values that change type are fresh nulls with no storage (the elements of a
+    // reply's arrays): they skip the walk and the call to free.
     Children &children = node->children;
     for (uint32_t i = 0; i < children.size; ++i) destroyTree(children.items[i]);
     std::free(children.items);
