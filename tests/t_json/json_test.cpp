@@ -326,6 +326,42 @@ TEST_F(JsonTest, ArraysOfNumbersPrintAsTheirElementsDo) {
   }
 }
 
+// A container's list of children is kept in the block of its first children: it must
+// survive the children leaving, move out when it grows, and go with the container.
+TEST_F(JsonTest, ChildListsOutliveTheirChildrenAndMoveOutToGrow) {
+  Tree object = parse(R"({"a":1,"b":2})");
+  for (const char *name : {"c", "d", "e"})
+    ASSERT_OK(TJsonValue_assignAsInteger(at(object.get(), name), 3));
+  EXPECT_EQ(print(object.get()), R"({"a":1,"b":2,"c":3,"d":3,"e":3})");
+
+  Tree array = parse("[1,2,3]");
+  for (int i = 0; i < 3; ++i) {
+    TJsonValue *first = nullptr;
+    ASSERT_OK(TJsonValue_item(array.get(), 0, &first));
+    ASSERT_OK(TJsonValue_delete(first));
+  }
+  EXPECT_EQ(print(array.get()), "[]");
+  ASSERT_OK(TJsonValue_addIntegerToArray(array.get(), 7));
+  EXPECT_EQ(print(array.get()), "[7]");
+
+  Tree grown = make(TJSON_TYPE_ARRAY);
+  TJsonValue *element = nullptr;
+  ASSERT_OK(TJsonValue_item(grown.get(), 1, &element));
+  ASSERT_OK(TJsonValue_assignAsInteger(element, 1));
+  ASSERT_OK(TJsonValue_item(grown.get(), 4, &element));
+  ASSERT_OK(TJsonValue_assignAsInteger(element, 4));
+  EXPECT_EQ(print(grown.get()), "[null,1,null,null,4]");
+  Tree copy;
+  {
+    TJsonValue *cloned = nullptr;
+    ASSERT_OK(TJsonValue_clone(grown.get(), &cloned));
+    copy.reset(cloned);
+  }
+  grown.reset();
+  ASSERT_OK(TJsonValue_addIntegerToArray(copy.get(), 5));
+  EXPECT_EQ(print(copy.get()), "[null,1,null,null,4,5]");
+}
+
 // A check keeps its tree for the next parse of the same bytes on its thread; the parse
 // must give what it would have built itself, whatever came between.
 TEST_F(JsonTest, AParseAfterACheckGivesTheTreeOfItsOwnText) {

@@ -10,9 +10,10 @@ namespace tjson {
 
 namespace {
 
-// The header of a block of siblings; the nodes follow it.
+// The header of a block of siblings; the nodes follow it. A block may also hold the
+// children array of the nodes' parent, after the nodes and a pointer back to the header.
 struct alignas(Node) SiblingBlock {
-  uint32_t live;  // nodes of the block not yet freed
+  uint32_t live;  // nodes of the block not yet freed, plus one for a children array in it
 };
 static_assert(sizeof(SiblingBlock) % alignof(Node) == 0, "nodes follow the header aligned");
 
@@ -90,12 +91,25 @@ bool isPlainSibling(const Node *node) noexcept {
          node->name.length < Text::kLocalCapacity;
 }
 
+// Gives a children array back: to the allocator, or to the block of siblings it lies in.
+void releaseItems(Children &children) noexcept {
+  if (children.items == nullptr) return;
+  if (children.isInBlock) {
+    SiblingBlock *block = reinterpret_cast<SiblingBlock **>(children.items)[-1];
+    if (--block->live == 0) std::free(block);
+  } else {
+    std::free(children.items);
+  }
+  children.items = nullptr;
+  children.isInBlock = false;
+}
+
 void freeNode(Node *node) noexcept {
   node->name.release();
   if (node->type == TJSON_TYPE_STRING) {
     node->string.release();
-  } else if (hasChildren(node->type) && node->children.items != nullptr) {
-    std::free(node->children.items);
+  } else if (hasChildren(node->type)) {
+    releaseItems(node->children);
   }
   freeStorage(node);
 }
@@ -105,7 +119,7 @@ void initPayload(Node *node, uint8_t type) noexcept {
   if (type == TJSON_TYPE_STRING) {
     node->string.init();
   } else if (hasChildren(type)) {
-    node->children = Children{nullptr, 0, 0};
+    node->children = Children{nullptr, 0, 0, false};
   } else {
     node->unsignedInteger = 0;  // also false and 0.0
   }
@@ -176,15 +190,24 @@ void initNode(Node *node, uint8_t type, uint32_t slot) noexcept {
   initPayload(node, type);
 }
 
-// One block for count siblings, their slots set; the rest of each node is left to the
-// caller.
-Node *allocateSiblings(size_t count) {
-  if (count == 0 || count > UINT32_MAX) throw std::bad_alloc();
-  void *memory = std::malloc(sizeof(SiblingBlock) + count * sizeof(Node));
+// One block for count siblings; the rest of each node is left to the caller. With
+// capacity, the block also holds a children array of that many entries for their parent,
+// returned in items.
+Node *allocateSiblings(size_t count, size_t capacity = 0, Node ***items = nullptr) {
+  if (count == 0 || count >= UINT32_MAX || capacity > UINT32_MAX) throw std::bad_alloc();
+  const size_t itemBytes = capacity != 0 ? sizeof(SiblingBlock *) + capacity * sizeof(Node *) : 0;
+  void *memory = std::malloc(sizeof(SiblingBlock) + count * sizeof(Node) + itemBytes);
   if (memory == nullptr) throw std::bad_alloc();
   auto *block = static_cast<SiblingBlock *>(memory);
   block->live = static_cast<uint32_t>(count);
-  return firstSibling(block);
+  Node *nodes = firstSibling(block);
+  if (capacity != 0) {
+    auto *back = reinterpret_cast<SiblingBlock **>(nodes + count);
+    *back = block;
+    *items = reinterpret_cast<Node **>(back + 1);
+    ++block->live;
+  }
+  return nodes;
 }
 
 }  // namespace
@@ -195,13 +218,6 @@ Node *createNode(uint8_t type) {
   Node *node = static_cast<Node *>(memory);
   initNode(node, type, 0);
   return node;
-}
-
-Node *createSiblings(size_t count) {
-  Node *nodes = allocateSiblings(count);
-  for (size_t i = 0; i < count; ++i)
-    initNode(nodes + i, TJSON_TYPE_NULL, static_cast<uint32_t>(i + 1));
-  return nodes;
 }
 
 void releaseContents(Node *node) noexcept {
@@ -257,7 +273,7 @@ void resetPayload(Node *node, uint8_t type) noexcept {
     // reply's arrays): they skip the walk and the call to free.
     Children &children = node->children;
     for (uint32_t i = 0; i < children.size; ++i) destroyTree(children.items[i]);
-    std::free(children.items);
+    releaseItems(children);
   }
   initPayload(node, type);
 }
@@ -270,10 +286,38 @@ void reserveChildren(Node *node, uint32_t extra) {
   uint64_t capacity = children.capacity < 4 ? 4 : uint64_t{children.capacity} * 2;
   if (capacity < needed) capacity = needed;
   if (capacity > UINT32_MAX) capacity = UINT32_MAX;
-  void *items = std::realloc(children.items, capacity * sizeof(Node *));
-  if (items == nullptr) throw std::bad_alloc();
-  children.items = static_cast<Node **>(items);
+  if (children.isInBlock) {
+    // An array in a block of siblings cannot grow there: it moves out.
+    auto *items = static_cast<Node **>(std::malloc(capacity * sizeof(Node *)));
+    if (items == nullptr) throw std::bad_alloc();
+    std::memcpy(items, children.items, children.size * sizeof(Node *));
+    releaseItems(children);
+    children.items = items;
+  } else {
+    void *items = std::realloc(children.items, capacity * sizeof(Node *));
+    if (items == nullptr) throw std::bad_alloc();
+    children.items = static_cast<Node **>(items);
+  }
   children.capacity = static_cast<uint32_t>(capacity);
+}
+
+Node *appendSiblings(Node *node, size_t count) {
+  Children &children = node->children;
+  Node *nodes = nullptr;
+  if (children.items == nullptr) {
+    Node **items = nullptr;
+    nodes = allocateSiblings(count, count, &items);
+    children = Children{items, 0, static_cast<uint32_t>(count), true};
+  } else {
+    if (count > UINT32_MAX) throw std::bad_alloc();
+    reserveChildren(node, static_cast<uint32_t>(count));
+    nodes = allocateSiblings(count);
+  }
+  for (size_t i = 0; i < count; ++i) {
+    initNode(nodes + i, TJSON_TYPE_NULL, static_cast<uint32_t>(i + 1));
+    appendChild(node, nodes + i);
+  }
+  return nodes;
 }
 
 void appendChild(Node *node, Node *child) noexcept {
@@ -285,27 +329,22 @@ void adoptChildren(Node *node, const Node *values, size_t count) {
   if (count == 0) return;
   if (count > UINT32_MAX) throw std::bad_alloc();
   // An object gets room for one more member: a request item is answered by adding
-  // "value" to it.
+  // "value" to it. The children array lies in the block of the children.
   const size_t capacity = node->type == TJSON_TYPE_OBJECT ? count + 1 : count;
-  if (capacity > UINT32_MAX) throw std::bad_alloc();
-  std::unique_ptr<Node *, decltype(&std::free)> items(
-      static_cast<Node **>(std::malloc(capacity * sizeof(Node *))), &std::free);
-  if (items == nullptr) throw std::bad_alloc();
-  Node *nodes = allocateSiblings(count);
+  Node **items = nullptr;
+  Node *nodes = allocateSiblings(count, capacity, &items);
   std::memcpy(static_cast<void *>(nodes), values, count * sizeof(Node));
   for (size_t i = 0; i < count; ++i) {
     Node *child = nodes + i;
     child->slot = static_cast<uint32_t>(i + 1);
     child->parent = node;
-    items.get()[i] = child;
+    items[i] = child;
     if (hasChildren(child->type)) {
       for (uint32_t j = 0; j < child->children.size; ++j) child->children.items[j]->parent = child;
     }
   }
-  Children &children = node->children;
-  children.items = items.release();
-  children.size = static_cast<uint32_t>(count);
-  children.capacity = static_cast<uint32_t>(capacity);
+  node->children =
+      Children{items, static_cast<uint32_t>(count), static_cast<uint32_t>(capacity), true};
 }
 
 uint32_t indexOf(const Node *parent, const Node *child) noexcept {
@@ -387,10 +426,8 @@ Node *cloneTree(const Node *source) {
     const bool isObject = from->type == TJSON_TYPE_OBJECT;
     const uint64_t count = visibleSize(from);
     if (count == 0) continue;
-    reserveChildren(to, static_cast<uint32_t>(count));
-    Node *copies = createSiblings(count);
     // Linked first, so that the tree frees them whatever throws next.
-    for (uint64_t i = 0; i < count; ++i) appendChild(to, copies + i);
+    Node *copies = appendSiblings(to, count);
     Node *copy = copies;
     for (uint32_t i = 0; i < from->children.size; ++i) {
       const Node *child = from->children.items[i];

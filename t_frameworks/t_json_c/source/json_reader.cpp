@@ -380,7 +380,7 @@ class TreeBuilder : public NumberEvents<TreeBuilder> {
     node.name.init();
     node.type = TJSON_TYPE_NULL;
     node.slot = 0;
-    node.children = tjson::Children{nullptr, 0, 0};
+    node.children = tjson::Children{nullptr, 0, 0, false};
     return &node;
   }
   bool open(uint8_t type) {

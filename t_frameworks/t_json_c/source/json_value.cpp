@@ -57,7 +57,7 @@ void becomeArray(Node *node) {
   Node **items = static_cast<Node **>(std::malloc(4 * sizeof(Node *)));
   if (items == nullptr) throw std::bad_alloc();
   changeType(node, TJSON_TYPE_ARRAY);
-  node->children = tjson::Children{items, 0, 4};
+  node->children = tjson::Children{items, 0, 4, false};
 }
 
 // An absent or null value turns into an object, keeping the members looked up in it.
@@ -99,11 +99,7 @@ uint32_t itemOf(Node *array, uint64_t index, Node **item) {
   }
   return guarded([&] {
     becomeArray(array);
-    const uint32_t size = array->children.size;
-    const uint64_t count = index + 1 - size;
-    tjson::reserveChildren(array, static_cast<uint32_t>(count));
-    Node *elements = tjson::createSiblings(count);
-    for (uint64_t i = 0; i < count; ++i) tjson::appendChild(array, elements + i);
+    tjson::appendSiblings(array, index + 1 - array->children.size);
     *item = array->children.items[index];
     return TCOMMON_SUCCESS;
   });
