@@ -780,6 +780,37 @@ TEST_F(JsonTest, LongTextsEscapeEveryByteThatNeedsIt) {
   }
 }
 
+// Short texts (member names, keys) with nothing to escape are copied as they stand:
+// every other byte still takes the escaping or the UTF-8 repair, as a name and as a value,
+// in both layouts.
+TEST_F(JsonTest, ShortTextsAndNamesEscapeEveryByteThatNeedsIt) {
+  const Pair escaped[] = {{"\"", "\\\""},
+                          {"\\", "\\\\"},
+                          {"\n", "\\n"},
+                          {"\x01", "\\u0001"},
+                          {"\x1F", "\\u001F"},
+                          {" ", " "},
+                          {"~", "~"},
+                          {"\x7F", "\x7F"},
+                          {"\xC3\xA9", "\xC3\xA9"},
+                          {"\xFF", "\xEF\xBF\xBD"},
+                          {"", ""}};
+  TJsonWriter *pretty = openWriter(0, 2);
+  for (const auto &[byte, printed] : escaped) {
+    const std::string text = "ab" + byte + "cd";
+    const std::string shown = "\"ab" + printed + "cd\"";
+    Tree object = make(TJSON_TYPE_OBJECT);
+    TJsonValue *member = nullptr;
+    ASSERT_OK(TJsonValue_member(object.get(), text.c_str(), &member));
+    ASSERT_OK(TJsonValue_assignAsStringLength(member, text.data(), text.size()));
+    ASSERT_OK(TJsonValue_member(object.get(), "n", &member));
+    ASSERT_OK(TJsonValue_assignAsInteger(member, 1));
+    EXPECT_EQ(print(object.get()), "{" + shown + ":" + shown + ",\"n\":1}") << text;
+    EXPECT_EQ(print(object.get(), pretty), "{\n  " + shown + ": " + shown + ",\n  \"n\": 1\n}")
+        << text;
+  }
+}
+
 // ---- Display -----------------------------------------------------------------------------------
 
 TEST(JsonUtility, ShortenForDisplay) {

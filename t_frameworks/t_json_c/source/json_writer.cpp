@@ -105,6 +105,16 @@ bool isPlain(const char *text, size_t length) {
   return true;
 }
 
+// True when a short text is printable ASCII with nothing to escape: valid UTF-8 as it
+// stands and printed as it is (member names, categories, keys).
+bool isPlainAscii(const char *text, size_t length) {
+  for (size_t i = 0; i < length; ++i) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    if (byte < 0x20 || byte >= 0x80 || byte == '"' || byte == '\\') return false;
+  }
+  return true;
+}
+
 // Copies text into out with every byte that is not part of a well-formed sequence
 // replaced by U+FFFD.
 void replaceInvalid(const char *text, size_t length, std::string &out) {
@@ -161,6 +171,12 @@ struct TJsonWriter {
 
   template <typename Output>
   void emitBytes(Output &output, const char *data, rapidjson::SizeType length, bool isKey) {
+    if (length < kLongText && isPlainAscii(data, length)) {
+      // Copied as it stands, after the writer has placed the separator and the opening
+      // quote (the writer places a member name's separators as for any string).
+      emitQuoted(output, data, length);
+      return;
+    }
     if (!isValidUtf8(data, length)) {
       replaceInvalid(data, length, repaired);
       data = repaired.data();
@@ -169,15 +185,21 @@ struct TJsonWriter {
     if (isKey) {
       output.Key(data, length);
     } else if (length >= kLongText && isPlain(data, length)) {
-      // Long texts (data URIs of whole documents) are copied in one piece after the
-      // writer has placed the opening quote.
-      output.RawValue("\"", 1, rapidjson::kStringType);
-      char *at = buffer.Push(length + 1);
-      std::memcpy(at, data, length);
-      at[length] = '"';
+      // Long texts (data URIs of whole documents) are copied in one piece.
+      emitQuoted(output, data, length);
     } else {
       output.String(data, length);
     }
+  }
+
+  // A string whose bytes need no escaping, copied in one piece after the writer has
+  // placed the opening quote.
+  template <typename Output>
+  void emitQuoted(Output &output, const char *data, rapidjson::SizeType length) {
+    output.RawValue("\"", 1, rapidjson::kStringType);
+    char *at = buffer.Push(length + 1);
+    std::memcpy(at, data, length);
+    at[length] = '"';
   }
 
   template <typename Output>
