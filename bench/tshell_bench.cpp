@@ -1,11 +1,14 @@
 // Benchmarks of the tuning shell as a host drives it: one instance over the built-in
 // database and the simulated ISP (streaming), fed request texts that a tuning client sends.
-// Beside each shell figure the program measures the floor: what RapidJSON alone needs to
-// parse the request, parse the response and print the response. The closing table gives
-// the median time per request and per command, the ratio to that floor, the settings
-// throughput and the instance's heap.
+// Beside each shell figure the program measures two floors with RapidJSON alone: the
+// round trip (parse the request, parse the response, print the response) and the service
+// (read the request with a SAX reader and print the response with a Writer from its values,
+// as a JSON-in, JSON-out service that builds no tree of its answer does). The closing table
+// gives the median time per request and per command, the ratios to both floors, the
+// settings throughput and the instance's heap.
 #include <benchmark/benchmark.h>
 #include <rapidjson/document.h>
+#include <rapidjson/reader.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
@@ -420,6 +423,155 @@ void BM_FloorClientPoll(benchmark::State &state) {
 }
 BENCHMARK(BM_FloorClientPoll)->Unit(benchmark::kMicrosecond);
 
+// ---- The service floor: a SAX read of the request, the response printed from values --------
+
+// The response as the values a service would print, in order: the pieces of the text that
+// the shell printed, recorded once by a SAX handler and replayed into a Writer.
+class ResponseValues {
+ public:
+  explicit ResponseValues(const std::string &response) {
+    rapidjson::Reader reader;
+    rapidjson::StringStream stream(response.c_str());
+    Recorder recorder{this};
+    if (reader.Parse(stream, recorder).IsError()) die("response record", TCOMMON_PARSE_ERROR);
+  }
+
+  template <typename Writer>
+  void print(Writer &writer) const {
+    for (const Piece &piece : pieces_) {
+      switch (piece.kind) {
+        case Kind::Null:
+          writer.Null();
+          break;
+        case Kind::Bool:
+          writer.Bool(piece.integer != 0);
+          break;
+        case Kind::Int64:
+          writer.Int64(piece.integer);
+          break;
+        case Kind::Uint64:
+          writer.Uint64(static_cast<uint64_t>(piece.integer));
+          break;
+        case Kind::Double:
+          writer.Double(piece.number);
+          break;
+        case Kind::String:
+          writer.String(texts_.data() + piece.offset, piece.length);
+          break;
+        case Kind::Key:
+          writer.Key(texts_.data() + piece.offset, piece.length);
+          break;
+        case Kind::StartObject:
+          writer.StartObject();
+          break;
+        case Kind::EndObject:
+          writer.EndObject(piece.length);
+          break;
+        case Kind::StartArray:
+          writer.StartArray();
+          break;
+        case Kind::EndArray:
+          writer.EndArray(piece.length);
+          break;
+      }
+    }
+  }
+
+ private:
+  enum class Kind : uint8_t {
+    Null,
+    Bool,
+    Int64,
+    Uint64,
+    Double,
+    String,
+    Key,
+    StartObject,
+    EndObject,
+    StartArray,
+    EndArray
+  };
+  struct Piece {
+    Kind kind;
+    rapidjson::SizeType length = 0;  // texts; member or element count of a container's end
+    size_t offset = 0;               // texts: where in texts_
+    int64_t integer = 0;
+    double number = 0;
+  };
+
+  struct Recorder : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Recorder> {
+    ResponseValues *values;
+    explicit Recorder(ResponseValues *into) : values(into) {}
+    bool add(Piece piece) {
+      values->pieces_.push_back(piece);
+      return true;
+    }
+    bool text(Kind kind, const char *text, rapidjson::SizeType length) {
+      const size_t offset = values->texts_.size();
+      values->texts_.append(text, length);
+      return add(Piece{kind, length, offset});
+    }
+    bool Null() { return add(Piece{Kind::Null}); }
+    bool Bool(bool boolean) { return add(Piece{Kind::Bool, 0, 0, boolean}); }
+    bool Int(int integer) { return add(Piece{Kind::Int64, 0, 0, integer}); }
+    bool Uint(unsigned integer) { return add(Piece{Kind::Int64, 0, 0, integer}); }
+    bool Int64(int64_t integer) { return add(Piece{Kind::Int64, 0, 0, integer}); }
+    bool Uint64(uint64_t integer) {
+      return add(Piece{Kind::Uint64, 0, 0, static_cast<int64_t>(integer)});
+    }
+    bool Double(double number) { return add(Piece{Kind::Double, 0, 0, 0, number}); }
+    bool String(const char *text, rapidjson::SizeType length, bool) {
+      return this->text(Kind::String, text, length);
+    }
+    bool Key(const char *text, rapidjson::SizeType length, bool) {
+      return this->text(Kind::Key, text, length);
+    }
+    bool StartObject() { return add(Piece{Kind::StartObject}); }
+    bool EndObject(rapidjson::SizeType members) { return add(Piece{Kind::EndObject, members}); }
+    bool StartArray() { return add(Piece{Kind::StartArray}); }
+    bool EndArray(rapidjson::SizeType elements) { return add(Piece{Kind::EndArray, elements}); }
+  };
+
+  std::vector<Piece> pieces_;
+  std::string texts_;
+};
+
+void runService(benchmark::State &state, const std::string &request, const std::string &response,
+                uint64_t commands) {
+  const ResponseValues values(response);
+  rapidjson::StringBuffer buffer;
+  for (auto _ : state) {
+    rapidjson::Reader reader;
+    rapidjson::StringStream stream(request.c_str());
+    rapidjson::BaseReaderHandler<> ignore;
+    if (reader.Parse(stream, ignore).IsError()) die("service request", TCOMMON_PARSE_ERROR);
+    // The buffer keeps its memory between requests, as a service's output buffer does.
+    buffer.Clear();
+    rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
+    values.print(writer);
+    benchmark::DoNotOptimize(buffer.GetString());
+  }
+  setCommands(state, commands);
+}
+
+void BM_ServiceSweepRead(benchmark::State &state) {
+  const Texts &t = texts();
+  runService(state, t.sweepRead, t.sweepReadResponse, t.sweepReadCommands);
+}
+BENCHMARK(BM_ServiceSweepRead)->Unit(benchmark::kMicrosecond);
+
+void BM_ServiceSweepWrite(benchmark::State &state) {
+  const Texts &t = texts();
+  runService(state, t.sweepWrite, t.sweepWriteResponse, t.sweepWriteCommands);
+}
+BENCHMARK(BM_ServiceSweepWrite)->Unit(benchmark::kMicrosecond);
+
+void BM_ServiceClientPoll(benchmark::State &state) {
+  const Texts &t = texts();
+  runService(state, t.poll, t.pollResponse, kPollCommands);
+}
+BENCHMARK(BM_ServiceClientPoll)->Unit(benchmark::kMicrosecond);
+
 // ---- Summary table ---------------------------------------------------------------------------
 
 // Passes every run on to the console and keeps, per benchmark, the median (or the only
@@ -451,18 +603,23 @@ class SummaryReporter : public benchmark::ConsoleReporter {
 
   void Finalize() override {
     ConsoleReporter::Finalize();
-    printf("\n%-22s %12s %12s %12s %8s\n", "request", "us/request", "us/command", "floor us",
-           "ratio");
+    printf("\n%-22s %12s %12s %12s %8s %12s %8s\n", "request", "us/request", "us/command",
+           "floor_us", "ratio", "service_us", "ratio");
     for (const char *name : {"SweepRead", "SweepWrite", "ClientPoll"}) {
       const Figure *shell = find(std::string("BM_") + name);
-      const Figure *floor = find(std::string("BM_Floor") + name);
       if (shell == nullptr) continue;
       const double commands =
           shell->counters.count("commands") ? shell->counters.at("commands") : 1;
       printf("%-22s %12.2f %12.3f", name, shell->nanoseconds / 1e3,
              shell->nanoseconds / 1e3 / commands);
-      if (floor != nullptr) {
-        printf(" %12.2f %8.2f", floor->nanoseconds / 1e3, shell->nanoseconds / floor->nanoseconds);
+      for (const char *floorName : {"BM_Floor", "BM_Service"}) {
+        const Figure *floor = find(floorName + std::string(name));
+        if (floor == nullptr) {
+          printf(" %12s %8s", "-", "-");
+        } else {
+          printf(" %12.2f %8.2f", floor->nanoseconds / 1e3,
+                 shell->nanoseconds / floor->nanoseconds);
+        }
       }
       printf("\n");
     }

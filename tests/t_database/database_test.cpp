@@ -10,6 +10,7 @@
 #include <fstream>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "fields.h"
@@ -136,6 +137,15 @@ TEST_F(DatabaseTest, SerializeParseAndReset) {
             TCOMMON_WRONG_CONFIGURATION);
   EXPECT_STREQ(TDatabase_lastError(), "NOPE: unknown category");
   EXPECT_EQ(std::memcmp(report(other_), &changed, sizeof(changed)), 0);
+  // A name given twice is refused, whichever value would have won.
+  const std::pair<const char *, const char *> kTwice[] = {
+      {R"({"RPT":{"shell":8,"shell":8}})", "RPT.shell: field named twice"},
+      {R"({"RPT":{"shell":8},"DG":{},"RPT":{}})", "RPT: category named twice"}};
+  for (const auto &[document, error] : kTwice) {
+    EXPECT_EQ(TDatabase_parse(other_, document), TCOMMON_WRONG_CONFIGURATION) << document;
+    EXPECT_STREQ(TDatabase_lastError(), error);
+    EXPECT_EQ(std::memcmp(report(other_), &changed, sizeof(changed)), 0) << document;
+  }
 
   // Reset brings back what the database was opened with: the defaults, or the content of
   // the file it was opened from (over the defaults).

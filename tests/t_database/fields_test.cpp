@@ -199,6 +199,12 @@ TEST(Settings, RefusedDocumentsChangeNothing) {
       {R"({"T":{"rows":[{"corner":{"x":1,"z":2}},{},{}]}})", "T.rows[0].corner.z: unknown field"},
       {R"({"T":null})", "T: expected an object, found null"},
       {R"({"PT":{},"t":{}})", "t: unknown category"},
+      // A name given twice in one object, at every level; the second is the refused one.
+      {R"({"T":{"u8":1,"u16":2,"u8":1}})", "T.u8: field named twice"},
+      {R"({"T":{"best":{"corner":{"x":1,"x":1}}}})", "T.best.corner.x: field named twice"},
+      {R"({"T":{"rows":[{},{"label":"a","label":"a"},{}]}})", "T.rows[1].label: field named twice"},
+      {R"({"T":{"u8":1},"PT":{"x":1},"T":{}})", "T: category named twice"},
+      {R"({"PT":{},"PT":{"x":"no"}})", "PT: category named twice"},
       {R"([{"T":{}}])", "a settings document is a JSON object, found an array"},
       {R"({"T":{"u8":1})", "invalid JSON at byte "},  // and the reader's reason
       // Which refusal wins: the first in document order, but a wrong length refuses its
@@ -234,10 +240,11 @@ TEST(Settings, AcceptsEveryValidFormAndKeepsOmittedFields) {
   // Members in any order, an integral double for an integer, an integer for a float, the
   // upper limits, the shortest text of FLT_MAX (a little above it), a text that fills its
   // field (kept without a NUL), a shorter one (the rest of the field is cleared), a partial
-  // group in a group and partial rows; the category left out keeps its values.
+  // group in a group and partial rows (the same member in each); the category left out
+  // keeps its values.
   const std::string document = R"({"T":{"u16":0,"i8":127,"i16":32767,"i32":-4.0,
       "i64":9223372036854775807,"f32":3.4028235e38,"f64":-7,"name":"ab",
-      "best":{"corner":{"y":1}},"rows":[{},{},{"label":"12345678"}]}})";
+      "best":{"corner":{"y":1}},"rows":[{"label":"1"},{"label":"1"},{"label":"12345678"}]}})";
   std::string error;
   ASSERT_EQ(records.parse(document, error), TCOMMON_SUCCESS) << error;
 
@@ -252,6 +259,8 @@ TEST(Settings, AcceptsEveryValidFormAndKeepsOmittedFields) {
   std::strncpy(expected.name, "ab", sizeof(expected.name));
   expected.best.corner.y = 1;
   std::memcpy(expected.rows[2].label, "12345678", sizeof(expected.rows[2].label));
+  // The same member in sibling rows is no repetition.
+  for (int r : {0, 1}) std::strncpy(expected.rows[r].label, "1", sizeof(expected.rows[r].label));
   EXPECT_TRUE(sameBytes(records.sample, expected));
   EXPECT_TRUE(sameBytes(records.point, kFilledPoint));
 }

@@ -10,6 +10,7 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <type_traits>
 #include <utility>
@@ -285,6 +286,125 @@ TEST_F(JsonTest, MalformedTextsAreRefusedWithOffset) {
   }
 }
 
+// Arrays of numbers only are printed in one pass: each element must read as it does when
+// printed on its own, across the runs of the pass, with every kind of number and layout.
+TEST_F(JsonTest, ArraysOfNumbersPrintAsTheirElementsDo) {
+  for (const uint32_t flags : {0u, static_cast<uint32_t>(TJSON_WRITER_SHORTEST_FLOAT)}) {
+    TJsonWriter *writer = openWriter(flags);
+    for (const uint64_t count : {1u, 2u, 64u, 65u, 130u}) {
+      Tree array = make(TJSON_TYPE_ARRAY);
+      std::string expected = "[";
+      for (uint64_t i = 0; i < count; ++i) {
+        TJsonValue *element = nullptr;
+        ASSERT_OK(TJsonValue_item(array.get(), i, &element));
+        switch (i % 6) {
+          case 0:
+            ASSERT_OK(TJsonValue_assignAsInteger(element, INT64_MIN + static_cast<int64_t>(i)));
+            break;
+          case 1:
+            ASSERT_OK(TJsonValue_assignAsUnsigned(element, UINT64_MAX - i));
+            break;
+          case 2:
+            ASSERT_OK(TJsonValue_assignAsFloat(element, 0.1 * static_cast<double>(i)));
+            break;
+          case 3:
+            ASSERT_OK(TJsonValue_assignAsFloat(element, std::nan("")));
+            break;
+          case 4:
+            ASSERT_OK(TJsonValue_assignAsFloat(element, -1e300 / static_cast<double>(i)));
+            break;
+          default:
+            ASSERT_OK(TJsonValue_assignAsInteger(element, static_cast<int64_t>(i)));
+        }
+        expected += (i ? "," : "") + print(element, writer);
+      }
+      EXPECT_EQ(print(array.get(), writer), expected + "]") << flags << " " << count;
+    }
+    // Anything else in the array prints element by element as before.
+    Tree mixed = parse(R"([1,2.5,true,null,"x",[3],{"a":4}])");
+    EXPECT_EQ(print(mixed.get(), writer), R"([1,2.5,true,null,"x",[3],{"a":4}])");
+  }
+}
+
+// A container's list of children is kept in the block of its first children: it must
+// survive the children leaving, move out when it grows, and go with the container.
+TEST_F(JsonTest, ChildListsOutliveTheirChildrenAndMoveOutToGrow) {
+  Tree object = parse(R"({"a":1,"b":2})");
+  for (const char *name : {"c", "d", "e"})
+    ASSERT_OK(TJsonValue_assignAsInteger(at(object.get(), name), 3));
+  EXPECT_EQ(print(object.get()), R"({"a":1,"b":2,"c":3,"d":3,"e":3})");
+
+  Tree array = parse("[1,2,3]");
+  for (int i = 0; i < 3; ++i) {
+    TJsonValue *first = nullptr;
+    ASSERT_OK(TJsonValue_item(array.get(), 0, &first));
+    ASSERT_OK(TJsonValue_delete(first));
+  }
+  EXPECT_EQ(print(array.get()), "[]");
+  ASSERT_OK(TJsonValue_addIntegerToArray(array.get(), 7));
+  EXPECT_EQ(print(array.get()), "[7]");
+
+  Tree grown = make(TJSON_TYPE_ARRAY);
+  TJsonValue *element = nullptr;
+  ASSERT_OK(TJsonValue_item(grown.get(), 1, &element));
+  ASSERT_OK(TJsonValue_assignAsInteger(element, 1));
+  ASSERT_OK(TJsonValue_item(grown.get(), 4, &element));
+  ASSERT_OK(TJsonValue_assignAsInteger(element, 4));
+  EXPECT_EQ(print(grown.get()), "[null,1,null,null,4]");
+  Tree copy;
+  {
+    TJsonValue *cloned = nullptr;
+    ASSERT_OK(TJsonValue_clone(grown.get(), &cloned));
+    copy.reset(cloned);
+  }
+  grown.reset();
+  ASSERT_OK(TJsonValue_addIntegerToArray(copy.get(), 5));
+  EXPECT_EQ(print(copy.get()), "[null,1,null,null,4,5]");
+}
+
+// A check keeps its tree for the next parse of the same bytes on its thread; the parse
+// must give what it would have built itself, whatever came between.
+TEST_F(JsonTest, AParseAfterACheckGivesTheTreeOfItsOwnText) {
+  TJsonReader *other = nullptr;
+  ASSERT_OK(TJsonReader_open(&other));
+  const std::string checked = R"({"a":[1,2.5,"x"],"b":{"c":null}})";
+  const std::string sameLength = R"({"a":[1,2.5,"y"],"b":{"c":null}})";
+  auto check = [&](const std::string &text) {
+    return TJsonReader_check(other, text.data(), text.data() + text.size());
+  };
+  // What is parsed after a check of `checked`, and what it must print as.
+  const struct {
+    std::string parsed;
+    std::string printed;
+  } kCases[] = {
+      {checked, checked},
+      {std::string(checked), checked},  // the same bytes elsewhere
+      {sameLength, sameLength},
+      {"[" + checked + "]", "[" + checked + "]"},
+  };
+  for (const auto &c : kCases) {
+    ASSERT_OK(check(checked));
+    Tree tree = parse(c.parsed);
+    EXPECT_EQ(print(tree.get()), c.printed) << c.parsed;
+    EXPECT_EQ(lastError(), "0 No error");
+    // Nothing is kept twice: a second parse builds its own tree.
+    Tree again = parse(checked);
+    EXPECT_EQ(print(again.get()), checked);
+  }
+  // A failed check keeps nothing, and its error is the parse's.
+  ASSERT_OK(check(checked));
+  EXPECT_EQ(check("[1,"), TCOMMON_PARSE_ERROR);
+  uint64_t offset = 0;
+  const char *text = nullptr;
+  ASSERT_OK(TJsonReader_error(other, &offset, &text));
+  EXPECT_EQ(offset, 3u);
+  EXPECT_EQ(print(parse(checked).get()), checked);
+  // Another thread's check is not this thread's.
+  std::thread([&] { EXPECT_EQ(check(sameLength), TCOMMON_SUCCESS); }).join();
+  EXPECT_EQ(print(parse(checked).get()), checked);
+  TJsonReader_close(&other);
+}
+
 // ---- Absent members ------------------------------------------------------------------------
 
 TEST_F(JsonTest, LookedUpMembersStayOutUntilAssigned) {
@@ -360,6 +480,30 @@ TEST_F(JsonTest, RunsOfElementsConvertAsSingleElementsDo) {
   EXPECT_EQ(floats, (std::vector<double>{-3.0, 18446744073709551615.0, 0.25}));
   ASSERT_OK(TJsonValue_itemsAsFloats(tree.get(), 9, floats.data(), floats.size()));
   EXPECT_EQ(TJsonValue_itemsAsIntegers(at(parse("{}").get(), ""), 0, integers.data(), 1),
+            TCOMMON_WRONG_TYPE);
+
+  // The strict run stops at the first element that does not convert, at every start.
+  const struct {
+    uint64_t first;
+    uint32_t code;
+    uint64_t converted;
+  } kStrict[] = {{0, TCOMMON_WRONG_TYPE, 2},
+                 {3, TCOMMON_WRONG_TYPE, 1},
+                 {5, TCOMMON_SUCCESS, 2},
+                 {9, TCOMMON_SUCCESS, 0}};
+  for (const auto &run : kStrict) {
+    std::vector<int64_t> strict(4, 100);
+    uint64_t converted = 99;
+    EXPECT_EQ(TJsonValue_itemsAsIntegersStrict(tree.get(), run.first, strict.data(), strict.size(),
+                                               &converted),
+              run.code)
+        << run.first;
+    EXPECT_EQ(converted, run.converted) << run.first;
+    for (uint64_t i = converted; i < strict.size(); ++i) EXPECT_EQ(strict[i], 100) << run.first;
+  }
+  uint64_t converted = 0;
+  EXPECT_EQ(TJsonValue_itemsAsIntegersStrict(at(parse("{}").get(), ""), 0, integers.data(), 1,
+                                             &converted),
             TCOMMON_WRONG_TYPE);
 
   // Assigned runs replace what was there, grow the array, and make an absent value real.
@@ -633,6 +777,37 @@ TEST_F(JsonTest, LongTextsEscapeEveryByteThatNeedsIt) {
                 "\"" + base.substr(0, at) + printed + base.substr(at + 1) + "\"")
           << "byte " << static_cast<int>(static_cast<unsigned char>(byte[0])) << " at " << at;
     }
+  }
+}
+
+// Short texts (member names, keys) with nothing to escape are copied as they stand:
+// every other byte still takes the escaping or the UTF-8 repair, as a name and as a value,
+// in both layouts.
+TEST_F(JsonTest, ShortTextsAndNamesEscapeEveryByteThatNeedsIt) {
+  const Pair escaped[] = {{"\"", "\\\""},
+                          {"\\", "\\\\"},
+                          {"\n", "\\n"},
+                          {"\x01", "\\u0001"},
+                          {"\x1F", "\\u001F"},
+                          {" ", " "},
+                          {"~", "~"},
+                          {"\x7F", "\x7F"},
+                          {"\xC3\xA9", "\xC3\xA9"},
+                          {"\xFF", "\xEF\xBF\xBD"},
+                          {"", ""}};
+  TJsonWriter *pretty = openWriter(0, 2);
+  for (const auto &[byte, printed] : escaped) {
+    const std::string text = "ab" + byte + "cd";
+    const std::string shown = "\"ab" + printed + "cd\"";
+    Tree object = make(TJSON_TYPE_OBJECT);
+    TJsonValue *member = nullptr;
+    ASSERT_OK(TJsonValue_member(object.get(), text.c_str(), &member));
+    ASSERT_OK(TJsonValue_assignAsStringLength(member, text.data(), text.size()));
+    ASSERT_OK(TJsonValue_member(object.get(), "n", &member));
+    ASSERT_OK(TJsonValue_assignAsInteger(member, 1));
+    EXPECT_EQ(print(object.get()), "{" + shown + ":" + shown + ",\"n\":1}") << text;
+    EXPECT_EQ(print(object.get(), pretty), "{\n  " + shown + ": " + shown + ",\n  \"n\": 1\n}")
+        << text;
   }
 }
 

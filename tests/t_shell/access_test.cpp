@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstring>
 #include <initializer_list>
 #include <iterator>
@@ -420,6 +421,45 @@ TEST_F(AccessorTest, TheEngineServesCurvesStatisticsAndFiles) {
   EXPECT_EQ(run(nullptr, serve("nope")), TCOMMON_NOT_REGISTERED);
   EXPECT_EQ(run("[]", serve("import")), TCOMMON_SUCCESS);
   EXPECT_EQ(record.files, nullptr);
+}
+
+// Keys are found through an index, not by walking the table: every key of every registered
+// table still finds its own row, the first where a table (here a test's own) holds a key
+// twice, and nothing but the exact text finds it.
+TEST(KeyLookup, EveryKeyFindsItsFirstRowAndOnlyByItsExactText) {
+  int keys = 0;
+  for (uint32_t i = 0; i < kShellCategoryCount; ++i) {
+    const tshell::KeyTable *table = kShellCategories[i].keys;
+    if (table == nullptr) continue;
+    for (size_t k = 0; k < table->count; ++k) {
+      const std::string key = table->rows[k].key;
+      const tshell::KeyRow *first = &table->rows[k];
+      for (size_t j = 0; j < k; ++j)
+        if (key == table->rows[j].key) first = &table->rows[j];
+      EXPECT_EQ(tshell::findKey(*table, key.c_str()), first) << table->category << "/" << key;
+      std::string upper = key;
+      for (char &c : upper) c = static_cast<char>(toupper(static_cast<unsigned char>(c)));
+      for (const std::string &near : {key.substr(0, key.size() - 1), key + " ", upper, " " + key}) {
+        const tshell::KeyRow *found = tshell::findKey(*table, near.c_str());
+        EXPECT_TRUE(found == nullptr || found->key == near) << table->category << "/" << near;
+      }
+      ++keys;
+    }
+  }
+  EXPECT_EQ(keys, 759);
+
+  constexpr tshell::FieldRef kField = tshell::fieldRef<uint8_t>(0);
+  const tshell::KeyRow rows[] = {
+      {"a", tshell::Access::Integer, kField, nullptr, nullptr},
+      {"b", tshell::Access::Integer, kField, nullptr, nullptr},
+      {"a", tshell::Access::Flag, kField, nullptr, nullptr},
+      {"", tshell::Access::Integer, kField, nullptr, nullptr},
+  };
+  const tshell::KeyTable table = {"TEST", rows, std::size(rows)};
+  EXPECT_EQ(tshell::findKey(table, "a"), &rows[0]);
+  EXPECT_EQ(tshell::findKey(table, "b"), &rows[1]);
+  EXPECT_EQ(tshell::findKey(table, ""), &rows[3]);
+  EXPECT_EQ(tshell::findKey(table, "c"), nullptr);
 }
 
 // Entries selected by an index member, limits, row counts that follow a member, flags and

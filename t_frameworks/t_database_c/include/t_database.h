@@ -12,10 +12,11 @@
  * (the rest of the field zero-filled), a text of exactly N bytes fills the field with no
  * terminating NUL, so readers bound it by the field size. A text may not contain a NUL.
  *
- * Parsing is strict and all-or-nothing: an unknown category or field, a value of the
- * wrong type, an integer outside its field's range, an array of the wrong length or a
- * text longer than its field is refused with TCOMMON_WRONG_CONFIGURATION (15), the
- * database is left exactly as it was, and TDatabase_lastError names the place
+ * Parsing is strict and all-or-nothing: an unknown category or field, a category or a
+ * field named twice in the same object, a value of the wrong type, an integer outside its
+ * field's range, an array of the wrong length or a text longer than its field is refused with
+ * TCOMMON_WRONG_CONFIGURATION (15), the database is left exactly as it was, and TDatabase_lastError
+ * names the place
  * ("DG.gain: expected 4 elements, found 3"). A document may leave out categories and
  * fields: those keep the values they had before the parse.
  *

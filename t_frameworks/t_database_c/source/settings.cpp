@@ -65,6 +65,7 @@ class DocumentApplier {
     uint32_t count = 0;              // Array: elements begun so far
     size_t stride = 0;               // Array: bytes from one element to the next
     bool isWatched = false;          // Array: open when a value inside it was refused
+    size_t namedAt = 0;              // Category, Record: its first word in named_
   };
   // Applying; Refused: a refusal is recorded, an enclosing array of the wrong length may
   // still replace it; Settled: final, the rest of the document is only read.
@@ -128,6 +129,25 @@ class DocumentApplier {
     return {};
   }
 
+  // Opens a level of fields: a category's record or a group inside one, with none of its
+  // fields named yet.
+  void openFields(Kind kind, const Layout *layout, unsigned char *at) {
+    Level level{kind, layout, at};
+    level.namedAt = named_.size();
+    named_.resize(named_.size() + (layout->fields.size() + 63) / 64, 0);
+    levels_.push_back(level);
+  }
+
+  // Notes that field of level has been named; false when it had been already.
+  bool markNamed(const Level &level, const Field *field) {
+    const size_t index = static_cast<size_t>(field - level.layout->fields.data());
+    uint64_t &word = named_[level.namedAt + index / 64];
+    const uint64_t bit = uint64_t{1} << (index % 64);
+    if ((word & bit) != 0) return false;
+    word |= bit;
+    return true;
+  }
+
   // A container begins where slot is due.
   void open(bool isObject) {
     const size_t top = levels_.size() - 1;
@@ -143,7 +163,7 @@ class DocumentApplier {
     if (kind == Kind::Document) {  // a category's value
       if (isObject) {
         unsigned char *record = static_cast<unsigned char *>(scratch_[category_]);
-        levels_.push_back(Level{Kind::Category, &types_[category_]->layout, record});
+        openFields(Kind::Category, &types_[category_]->layout, record);
       } else {
         fieldError_.fail(std::string("expected an object, found ") +
                          jsonTypeName(TJSON_TYPE_ARRAY));
@@ -171,7 +191,7 @@ class DocumentApplier {
       }
       result = refuseNotArray(fieldError_, TJSON_TYPE_OBJECT);
     } else if (field.kind == tdatabase::Kind::Group && isObject) {
-      levels_.push_back(Level{Kind::Record, field.layout, slot.at});
+      openFields(Kind::Record, field.layout, slot.at);
       return;
     } else {
       result = applyElement(field, isObject ? emptyObject_ : emptyArray_, slot.at, fieldError_);
@@ -184,6 +204,7 @@ class DocumentApplier {
   void close() {
     const Level level = levels_.back();
     levels_.pop_back();
+    if (level.kind == Kind::Record || level.kind == Kind::Category) named_.resize(level.namedAt);
     if (level.kind == Kind::Array) {
       const uint32_t expected = level.field->shape[level.dimension];
       if (level.count != expected && (state_ == State::Applying || level.isWatched)) {
@@ -214,11 +235,15 @@ class DocumentApplier {
         settle(std::string(name) + ": unknown category");
         return;
       }
-      category_ = index;
-      if (isTouched_[index] == 0) {
-        std::memcpy(scratch_[index], records_[index], types_[index]->layout.size);
-        isTouched_[index] = 1;
+      // A category named twice would leave which of its values count to the order of
+      // application: refused.
+      if (isTouched_[index] != 0) {
+        settle(std::string(name) + ": category named twice");
+        return;
       }
+      category_ = index;
+      std::memcpy(scratch_[index], records_[index], types_[index]->layout.size);
+      isTouched_[index] = 1;
       return;
     }
     if (state_ != State::Applying || (level.kind != Kind::Record && level.kind != Kind::Category)) {
@@ -229,6 +254,9 @@ class DocumentApplier {
       fieldError_.fail("unknown field");
       fieldError_.enclose(name);
       refuseFrom(levels_.size() - 2);
+    } else if (!markNamed(level, level.field)) {
+      fieldError_.fail("field named twice");
+      refuseFrom(levels_.size() - 1);
     }
   }
 
@@ -265,6 +293,8 @@ class DocumentApplier {
   void *const *scratch_;
   std::vector<uint8_t> &isTouched_;
   std::vector<Level> levels_{Level{Kind::Document}};
+  // One bit per field of every open Category and Record level, set once it is named.
+  std::vector<uint64_t> named_;
   size_t category_ = 0;      // the category whose member is being read
   size_t nextCategory_ = 0;  // documents list the categories in order: search on from here
   State state_ = State::Applying;

@@ -21,8 +21,9 @@ uint32_t writeSettings(std::span<const RecordType *const> types, const void *con
 // types[i]). Each category of the document is parsed onto scratch[i], a copy of
 // records[i] made on first use; only when the whole document is valid are the fields
 // copied into records, so on any failure records are exactly as they were. Refusals
-// (invalid JSON, not an object, unknown category, any refused value) return
-// TCOMMON_WRONG_CONFIGURATION with the reason in error. May throw std::bad_alloc.
+// (invalid JSON, not an object, unknown category, a category or field named twice, any
+// refused value) return TCOMMON_WRONG_CONFIGURATION with the reason in error. May throw
+// std::bad_alloc.
 uint32_t parseSettings(std::span<const RecordType *const> types, void *const *records,
                        void *const *scratch, const char *begin, const char *end,
                        std::string &error);

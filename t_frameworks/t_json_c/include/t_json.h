@@ -78,7 +78,12 @@ TJSON_API uint32_t TJsonReader_close(TJsonReader **reader);
  * TCOMMON_PARSE_ERROR, *value NULL, and TJsonReader_error describes the problem. */
 TJSON_API uint32_t TJsonReader_parse(TJsonReader *reader, const char *begin, const char *end,
                                      TJsonValue **value);
-/* Checks the text as TJsonReader_parse would, without building a tree. */
+/* Checks the text as TJsonReader_parse would (same checks, same errors). A host checks a
+ * text before it hands it on to be parsed: a successful check keeps the tree that the
+ * parse will need, with a copy of the text, and the next TJsonReader_parse on the same
+ * thread, by any reader, of exactly the same bytes takes that tree instead of reading the
+ * text again. A parse of other bytes frees what was kept; each thread keeps at most one
+ * tree. */
 TJSON_API uint32_t TJsonReader_check(TJsonReader *reader, const char *begin, const char *end);
 /* Reads the text as TJsonReader_parse does (same checks, same errors), but hands each
  * piece to events, in document order, instead of building a tree: containers as start and
@@ -227,6 +232,12 @@ TJSON_API uint32_t TJsonValue_itemsAsIntegers(const TJsonValue *array, uint64_t 
                                               int64_t *values, uint64_t count);
 TJSON_API uint32_t TJsonValue_itemsAsFloats(const TJsonValue *array, uint64_t first, double *values,
                                             uint64_t count);
+/* As TJsonValue_itemsAsIntegers, but the first element that does not convert ends the run:
+ * its code (TCOMMON_WRONG_TYPE) is returned and it and the entries after it are left as
+ * they were. *converted is the number of entries filled, on success and on failure. */
+TJSON_API uint32_t TJsonValue_itemsAsIntegersStrict(const TJsonValue *array, uint64_t first,
+                                                    int64_t *values, uint64_t count,
+                                                    uint64_t *converted);
 
 /* ---- Values: writing -------------------------------------------------------------------------
  * An assignment replaces the value in place with a value of the new type (a container's

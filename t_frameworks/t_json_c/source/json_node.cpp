@@ -10,9 +10,10 @@ namespace tjson {
 
 namespace {
 
-// The header of a block of siblings; the nodes follow it.
+// The header of a block of siblings; the nodes follow it. A block may also hold the
+// children array of the nodes' parent, after the nodes and a pointer back to the header.
 struct alignas(Node) SiblingBlock {
-  uint32_t live;  // nodes of the block not yet freed
+  uint32_t live;  // nodes of the block not yet freed, plus one for a children array in it
 };
 static_assert(sizeof(SiblingBlock) % alignof(Node) == 0, "nodes follow the header aligned");
 
@@ -25,8 +26,9 @@ SiblingBlock *blockOf(Node *node) {
 }
 
 // Nodes allocated on their own come and go with every request (the "value" looked up in
-// an item, a member added to it). Each thread keeps a few freed ones for the next
-// allocations; the list is short, so it holds at most a few KiB.
+// an item, a member added to it): a read of a few hundred keys makes two per key and
+// frees them all at its end. Each thread keeps up to 1 024 freed ones (64 KiB) for the
+// next allocations, enough for the next request of that size to take no new ones.
 class NodeCache {
  public:
   NodeCache() = default;
@@ -59,10 +61,10 @@ class NodeCache {
 #if __has_feature(address_sanitizer)
   static constexpr uint32_t kLimit = 0;
 #else
-  static constexpr uint32_t kLimit = 64;
+  static constexpr uint32_t kLimit = 1024;
 #endif
 #else
-  static constexpr uint32_t kLimit = 64;
+  static constexpr uint32_t kLimit = 1024;
 #endif
   struct Free {
     Free *next;
@@ -83,12 +85,32 @@ void freeStorage(Node *node) noexcept {
   if (--block->live == 0) std::free(block);
 }
 
+// A node of a block of siblings that holds nothing to free: a number, a boolean, with a
+// name (if any) stored in the node.
+bool isPlainSibling(const Node *node) noexcept {
+  return node->slot != 0 && !hasChildren(node->type) && node->type != TJSON_TYPE_STRING &&
+         node->name.length < Text::kLocalCapacity;
+}
+
+// Gives a children array back: to the allocator, or to the block of siblings it lies in.
+void releaseItems(Children &children) noexcept {
+  if (children.items == nullptr) return;
+  if (children.isInBlock) {
+    SiblingBlock *block = reinterpret_cast<SiblingBlock **>(children.items)[-1];
+    if (--block->live == 0) std::free(block);
+  } else {
+    std::free(children.items);
+  }
+  children.items = nullptr;
+  children.isInBlock = false;
+}
+
 void freeNode(Node *node) noexcept {
   node->name.release();
   if (node->type == TJSON_TYPE_STRING) {
     node->string.release();
   } else if (hasChildren(node->type)) {
-    std::free(node->children.items);
+    releaseItems(node->children);
   }
   freeStorage(node);
 }
@@ -98,7 +120,7 @@ void initPayload(Node *node, uint8_t type) noexcept {
   if (type == TJSON_TYPE_STRING) {
     node->string.init();
   } else if (hasChildren(type)) {
-    node->children = Children{nullptr, 0, 0};
+    node->children = Children{nullptr, 0, 0, false};
   } else {
     node->unsignedInteger = 0;  // also false and 0.0
   }
@@ -169,15 +191,24 @@ void initNode(Node *node, uint8_t type, uint32_t slot) noexcept {
   initPayload(node, type);
 }
 
-// One block for count siblings, their slots set; the rest of each node is left to the
-// caller.
-Node *allocateSiblings(size_t count) {
-  if (count == 0 || count > UINT32_MAX) throw std::bad_alloc();
-  void *memory = std::malloc(sizeof(SiblingBlock) + count * sizeof(Node));
+// One block for count siblings; the rest of each node is left to the caller. With
+// capacity, the block also holds a children array of that many entries for their parent,
+// returned in items.
+Node *allocateSiblings(size_t count, size_t capacity = 0, Node ***items = nullptr) {
+  if (count == 0 || count >= UINT32_MAX || capacity > UINT32_MAX) throw std::bad_alloc();
+  const size_t itemBytes = capacity != 0 ? sizeof(SiblingBlock *) + capacity * sizeof(Node *) : 0;
+  void *memory = std::malloc(sizeof(SiblingBlock) + count * sizeof(Node) + itemBytes);
   if (memory == nullptr) throw std::bad_alloc();
   auto *block = static_cast<SiblingBlock *>(memory);
   block->live = static_cast<uint32_t>(count);
-  return firstSibling(block);
+  Node *nodes = firstSibling(block);
+  if (capacity != 0) {
+    auto *back = reinterpret_cast<SiblingBlock **>(nodes + count);
+    *back = block;
+    *items = reinterpret_cast<Node **>(back + 1);
+    ++block->live;
+  }
+  return nodes;
 }
 
 }  // namespace
@@ -188,13 +219,6 @@ Node *createNode(uint8_t type) {
   Node *node = static_cast<Node *>(memory);
   initNode(node, type, 0);
   return node;
-}
-
-Node *createSiblings(size_t count) {
-  Node *nodes = allocateSiblings(count);
-  for (size_t i = 0; i < count; ++i)
-    initNode(nodes + i, TJSON_TYPE_NULL, static_cast<uint32_t>(i + 1));
-  return nodes;
 }
 
 void releaseContents(Node *node) noexcept {
@@ -209,10 +233,25 @@ void destroyTree(Node *root) noexcept {
   while (node != nullptr) {
     if (hasChildren(node->type)) {
       Children &children = node->children;
-      // Childless children (the numbers of a table) are freed right here.
+      // Childless children (the numbers of a table) are freed right here; a run of plain
+      // scalars that lie side by side in one block of siblings (a row of numbers) is
+      // given back to its block in one step.
       while (children.size != 0) {
         Node *last = children.items[children.size - 1];
         if (hasChildren(last->type) && last->children.size != 0) break;
+        if (isPlainSibling(last)) {
+          uint32_t run = 1;
+          while (run < children.size && last->slot > run &&
+                 children.items[children.size - 1 - run] == last - run &&
+                 isPlainSibling(last - run)) {
+            ++run;
+          }
+          children.size -= run;
+          SiblingBlock *block = blockOf(last);
+          block->live -= run;
+          if (block->live == 0) std::free(block);
+          continue;
+        }
         --children.size;
         freeNode(last);
       }
@@ -230,10 +269,12 @@ void destroyTree(Node *root) noexcept {
 void resetPayload(Node *node, uint8_t type) noexcept {
   if (node->type == TJSON_TYPE_STRING) {
     node->string.release();
-  } else if (hasChildren(node->type)) {
+  } else if (hasChildren(node->type) && node->children.items != nullptr) {
+    // Most values that change type are fresh nulls with no storage (the elements of a
+    // reply's arrays): they skip the walk and the call to free.
     Children &children = node->children;
     for (uint32_t i = 0; i < children.size; ++i) destroyTree(children.items[i]);
-    std::free(children.items);
+    releaseItems(children);
   }
   initPayload(node, type);
 }
@@ -246,10 +287,38 @@ void reserveChildren(Node *node, uint32_t extra) {
   uint64_t capacity = children.capacity < 4 ? 4 : uint64_t{children.capacity} * 2;
   if (capacity < needed) capacity = needed;
   if (capacity > UINT32_MAX) capacity = UINT32_MAX;
-  void *items = std::realloc(children.items, capacity * sizeof(Node *));
-  if (items == nullptr) throw std::bad_alloc();
-  children.items = static_cast<Node **>(items);
+  if (children.isInBlock) {
+    // An array in a block of siblings cannot grow there: it moves out.
+    auto *items = static_cast<Node **>(std::malloc(capacity * sizeof(Node *)));
+    if (items == nullptr) throw std::bad_alloc();
+    std::memcpy(items, children.items, children.size * sizeof(Node *));
+    releaseItems(children);
+    children.items = items;
+  } else {
+    void *items = std::realloc(children.items, capacity * sizeof(Node *));
+    if (items == nullptr) throw std::bad_alloc();
+    children.items = static_cast<Node **>(items);
+  }
   children.capacity = static_cast<uint32_t>(capacity);
+}
+
+Node *appendSiblings(Node *node, size_t count) {
+  Children &children = node->children;
+  Node *nodes = nullptr;
+  if (children.items == nullptr) {
+    Node **items = nullptr;
+    nodes = allocateSiblings(count, count, &items);
+    children = Children{items, 0, static_cast<uint32_t>(count), true};
+  } else {
+    if (count > UINT32_MAX) throw std::bad_alloc();
+    reserveChildren(node, static_cast<uint32_t>(count));
+    nodes = allocateSiblings(count);
+  }
+  for (size_t i = 0; i < count; ++i) {
+    initNode(nodes + i, TJSON_TYPE_NULL, static_cast<uint32_t>(i + 1));
+    appendChild(node, nodes + i);
+  }
+  return nodes;
 }
 
 void appendChild(Node *node, Node *child) noexcept {
@@ -261,27 +330,22 @@ void adoptChildren(Node *node, const Node *values, size_t count) {
   if (count == 0) return;
   if (count > UINT32_MAX) throw std::bad_alloc();
   // An object gets room for one more member: a request item is answered by adding
-  // "value" to it.
+  // "value" to it. The children array lies in the block of the children.
   const size_t capacity = node->type == TJSON_TYPE_OBJECT ? count + 1 : count;
-  if (capacity > UINT32_MAX) throw std::bad_alloc();
-  std::unique_ptr<Node *, decltype(&std::free)> items(
-      static_cast<Node **>(std::malloc(capacity * sizeof(Node *))), &std::free);
-  if (items == nullptr) throw std::bad_alloc();
-  Node *nodes = allocateSiblings(count);
+  Node **items = nullptr;
+  Node *nodes = allocateSiblings(count, capacity, &items);
   std::memcpy(static_cast<void *>(nodes), values, count * sizeof(Node));
   for (size_t i = 0; i < count; ++i) {
     Node *child = nodes + i;
     child->slot = static_cast<uint32_t>(i + 1);
     child->parent = node;
-    items.get()[i] = child;
+    items[i] = child;
     if (hasChildren(child->type)) {
       for (uint32_t j = 0; j < child->children.size; ++j) child->children.items[j]->parent = child;
     }
   }
-  Children &children = node->children;
-  children.items = items.release();
-  children.size = static_cast<uint32_t>(count);
-  children.capacity = static_cast<uint32_t>(capacity);
+  node->children =
+      Children{items, static_cast<uint32_t>(count), static_cast<uint32_t>(capacity), true};
 }
 
 uint32_t indexOf(const Node *parent, const Node *child) noexcept {
@@ -363,10 +427,8 @@ Node *cloneTree(const Node *source) {
     const bool isObject = from->type == TJSON_TYPE_OBJECT;
     const uint64_t count = visibleSize(from);
     if (count == 0) continue;
-    reserveChildren(to, static_cast<uint32_t>(count));
-    Node *copies = createSiblings(count);
     // Linked first, so that the tree frees them whatever throws next.
-    for (uint64_t i = 0; i < count; ++i) appendChild(to, copies + i);
+    Node *copies = appendSiblings(to, count);
     Node *copy = copies;
     for (uint32_t i = 0; i < from->children.size; ++i) {
       const Node *child = from->children.items[i];

@@ -60,6 +60,9 @@ struct Children {
   TJsonValue **items;
   uint32_t size;
   uint32_t capacity;
+  // items lies in the block of siblings that the children were made in (adoptChildren,
+  // appendSiblings), which stays allocated until the array is given back.
+  bool isInBlock;
 };
 
 // A type holds children storage when it is a container or may hold looked-up members.
@@ -91,9 +94,6 @@ using Node = TJsonValue;
 
 // Allocates a node of type with an empty payload. Throws std::bad_alloc.
 Node *createNode(uint8_t type);
-// Allocates count (at least 1) null roots in one block: nodes[0] to nodes[count - 1].
-// Throws std::bad_alloc.
-Node *createSiblings(size_t count);
 // Frees what node holds (name, string, children with their trees) but not the node itself,
 // which is left an empty null.
 void releaseContents(Node *node) noexcept;
@@ -111,6 +111,10 @@ void resetPayload(Node *node, uint8_t type) noexcept;
 void reserveChildren(Node *node, uint32_t extra);
 // Appends child (a root) to node's children; room must have been reserved.
 void appendChild(Node *node, Node *child) noexcept;
+// Appends count (at least 1) new null children, made in one block of siblings; a node
+// without children storage yet gets it in the same block. Returns the first of them.
+// Throws std::bad_alloc, and then has appended nothing.
+Node *appendSiblings(Node *node, size_t count);
 // Moves count finished values (held by value, e.g. by the reader while their container
 // is open) into one block of siblings and installs them as the children of an empty
 // container; their own children are re-linked to their new addresses. Throws

@@ -14,6 +14,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <string>
 #include <vector>
 
 #include "json_node.h"
@@ -379,7 +380,7 @@ class TreeBuilder : public NumberEvents<TreeBuilder> {
     node.name.init();
     node.type = TJSON_TYPE_NULL;
     node.slot = 0;
-    node.children = tjson::Children{nullptr, 0, 0};
+    node.children = tjson::Children{nullptr, 0, 0, false};
     return &node;
   }
   bool open(uint8_t type) {
@@ -481,6 +482,59 @@ class Walker : public NumberEvents<Walker> {
   Node *scalar_ = nullptr;
 };
 
+// A host checks a text before it hands it on (a shell that is given a text it cannot parse
+// stays locked), and the text is then parsed again, usually by another reader on the same
+// thread. So a check builds the tree that a parse would and keeps it, with a copy of the
+// text, for the next parse of the same bytes on this thread; a parse of anything else
+// drops it. Each thread keeps at most one tree.
+class CheckedTree {
+ public:
+  CheckedTree() = default;
+  CheckedTree(const CheckedTree &) = delete;
+  CheckedTree &operator=(const CheckedTree &) = delete;
+  ~CheckedTree() { drop(); }
+
+  // Takes tree, built from the size bytes at begin. Throws std::bad_alloc and then has
+  // freed tree.
+  void keep(const char *begin, size_t size, Node *tree) {
+    drop();
+    tjson::OwnedNode owned(tree);
+    text_.assign(begin, size);
+    tree_ = owned.release();
+  }
+
+  // The tree kept for exactly the size bytes at begin, handed over; nullptr if there is
+  // none. Whatever was kept is gone afterwards.
+  Node *take(const char *begin, size_t size) noexcept {
+    if (tree_ == nullptr) return nullptr;
+    Node *tree = nullptr;
+    if (text_.size() == size && std::memcmp(text_.data(), begin, size) == 0) {
+      tree = tree_;
+      tree_ = nullptr;
+    }
+    drop();
+    return tree;
+  }
+
+  void drop() noexcept {
+    tjson::destroyTree(tree_);
+    tree_ = nullptr;
+    // A large text's copy goes at once, as the readers' own copies do.
+    if (text_.capacity() > kKeptText) {
+      std::string().swap(text_);
+    } else {
+      text_.clear();
+    }
+  }
+
+ private:
+  static constexpr size_t kKeptText = 256 * 1024;
+  std::string text_;
+  Node *tree_ = nullptr;
+};
+
+thread_local CheckedTree checkedTree;
+
 }  // namespace
 
 struct TJsonReader {
@@ -581,6 +635,12 @@ uint32_t TJsonReader_parse(TJsonReader *reader, const char *begin, const char *e
     return TCOMMON_INVALID_ARGUMENT;
   }
   *value = nullptr;
+  if (Node *checked = checkedTree.take(begin, static_cast<size_t>(end - begin))) {
+    reader->errorOffset = 0;
+    reader->errorText = kNoErrorText;
+    *value = checked;
+    return TCOMMON_SUCCESS;
+  }
   TreeBuilder &builder = reader->builder;
   try {
     builder.begin();
@@ -603,6 +663,23 @@ uint32_t TJsonReader_check(TJsonReader *reader, const char *begin, const char *e
   if (reader == nullptr || begin == nullptr || end == nullptr || end < begin) {
     return TCOMMON_INVALID_ARGUMENT;
   }
+  // The tree that a parse of the text would build, kept for that parse (CheckedTree).
+  TreeBuilder &builder = reader->builder;
+  try {
+    builder.begin();
+    if (!reader->run(begin, end, builder)) {
+      builder.discard();
+      return TCOMMON_PARSE_ERROR;
+    }
+    checkedTree.keep(begin, static_cast<size_t>(end - begin), builder.finish());
+    return TCOMMON_SUCCESS;
+  } catch (const std::bad_alloc &) {
+    builder.discard();
+  } catch (...) {
+    builder.discard();
+    return TCOMMON_FAILED;
+  }
+  // Short of memory for the tree: the check alone still answers.
   try {
     reader->checker.limit.reset();
     return reader->run(begin, end, reader->checker) ? TCOMMON_SUCCESS : TCOMMON_PARSE_ERROR;

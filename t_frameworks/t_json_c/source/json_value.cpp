@@ -57,7 +57,7 @@ void becomeArray(Node *node) {
   Node **items = static_cast<Node **>(std::malloc(4 * sizeof(Node *)));
   if (items == nullptr) throw std::bad_alloc();
   changeType(node, TJSON_TYPE_ARRAY);
-  node->children = tjson::Children{items, 0, 4};
+  node->children = tjson::Children{items, 0, 4, false};
 }
 
 // An absent or null value turns into an object, keeping the members looked up in it.
@@ -99,11 +99,7 @@ uint32_t itemOf(Node *array, uint64_t index, Node **item) {
   }
   return guarded([&] {
     becomeArray(array);
-    const uint32_t size = array->children.size;
-    const uint64_t count = index + 1 - size;
-    tjson::reserveChildren(array, static_cast<uint32_t>(count));
-    Node *elements = tjson::createSiblings(count);
-    for (uint64_t i = 0; i < count; ++i) tjson::appendChild(array, elements + i);
+    tjson::appendSiblings(array, index + 1 - array->children.size);
     *item = array->children.items[index];
     return TCOMMON_SUCCESS;
   });
@@ -442,6 +438,24 @@ uint32_t TJsonValue_itemsAsIntegers(const TJsonValue *array, uint64_t first, int
 uint32_t TJsonValue_itemsAsFloats(const TJsonValue *array, uint64_t first, double *values,
                                   uint64_t count) {
   return readItems(array, first, values, count, readFloat);
+}
+
+uint32_t TJsonValue_itemsAsIntegersStrict(const TJsonValue *array, uint64_t first, int64_t *values,
+                                          uint64_t count, uint64_t *converted) {
+  if (array == nullptr || converted == nullptr || (values == nullptr && count != 0)) {
+    return TCOMMON_INVALID_ARGUMENT;
+  }
+  *converted = 0;
+  if (array->type != TJSON_TYPE_ARRAY) return TCOMMON_WRONG_TYPE;
+  const uint64_t size = array->children.size;
+  if (first >= size) return TCOMMON_SUCCESS;
+  const uint64_t end = first + std::min(count, size - first);
+  for (uint64_t i = first; i < end; ++i) {
+    const uint32_t code = readInteger(array->children.items[i], values + (i - first));
+    if (code != TCOMMON_SUCCESS) return code;
+    ++*converted;
+  }
+  return TCOMMON_SUCCESS;
 }
 
 uint32_t TJsonValue_assignItemsAsIntegers(TJsonValue *array, uint64_t first, const int64_t *values,

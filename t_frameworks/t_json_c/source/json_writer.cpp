@@ -8,6 +8,7 @@
 #include <cstring>
 #include <new>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "json_node.h"
@@ -34,6 +35,8 @@ constexpr char kReplacement[] = "\xEF\xBF\xBD";  // U+FFFD
 // Texts from this length on are checked for bytes to escape and, when they have none,
 // copied as they are.
 constexpr size_t kLongText = 256;
+constexpr uint64_t kNumberRun = 64;   // numbers printed per writer call
+constexpr size_t kWidestNumber = 48;  // bytes of the longest number text, with its comma
 
 // A finite double laid out as RapidJSON lays it out ("1.0", "100.0", "1e22", "2.5e-7",
 // "-0.0"), with the digits of std::to_chars: the fewest that read back to the same double
@@ -102,6 +105,16 @@ bool isPlain(const char *text, size_t length) {
   return true;
 }
 
+// True when a short text is printable ASCII with nothing to escape: valid UTF-8 as it
+// stands and printed as it is (member names, categories, keys).
+bool isPlainAscii(const char *text, size_t length) {
+  for (size_t i = 0; i < length; ++i) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    if (byte < 0x20 || byte >= 0x80 || byte == '"' || byte == '\\') return false;
+  }
+  return true;
+}
+
 // Copies text into out with every byte that is not part of a well-formed sequence
 // replaced by U+FFFD.
 void replaceInvalid(const char *text, size_t length, std::string &out) {
@@ -158,6 +171,12 @@ struct TJsonWriter {
 
   template <typename Output>
   void emitBytes(Output &output, const char *data, rapidjson::SizeType length, bool isKey) {
+    if (length < kLongText && isPlainAscii(data, length)) {
+      // Copied as it stands, after the writer has placed the separator and the opening
+      // quote (the writer places a member name's separators as for any string).
+      emitQuoted(output, data, length);
+      return;
+    }
     if (!isValidUtf8(data, length)) {
       replaceInvalid(data, length, repaired);
       data = repaired.data();
@@ -166,15 +185,21 @@ struct TJsonWriter {
     if (isKey) {
       output.Key(data, length);
     } else if (length >= kLongText && isPlain(data, length)) {
-      // Long texts (data URIs of whole documents) are copied in one piece after the
-      // writer has placed the opening quote.
-      output.RawValue("\"", 1, rapidjson::kStringType);
-      char *at = buffer.Push(length + 1);
-      std::memcpy(at, data, length);
-      at[length] = '"';
+      // Long texts (data URIs of whole documents) are copied in one piece.
+      emitQuoted(output, data, length);
     } else {
       output.String(data, length);
     }
+  }
+
+  // A string whose bytes need no escaping, copied in one piece after the writer has
+  // placed the opening quote.
+  template <typename Output>
+  void emitQuoted(Output &output, const char *data, rapidjson::SizeType length) {
+    output.RawValue("\"", 1, rapidjson::kStringType);
+    char *at = buffer.Push(length + 1);
+    std::memcpy(at, data, length);
+    at[length] = '"';
   }
 
   template <typename Output>
@@ -205,6 +230,48 @@ struct TJsonWriter {
     return end;
   }
 
+  // The text of a number node as the writer prints it, into out (kWidestNumber bytes);
+  // returns its end.
+  char *formatNumber(char *out, const Node *node) const {
+    switch (node->type) {
+      case TJSON_TYPE_INTEGER:
+        return rapidjson::internal::i64toa(node->integer, out);
+      case TJSON_TYPE_UNSIGNED:
+        return rapidjson::internal::u64toa(node->unsignedInteger, out);
+      default:
+        return formatDouble(out, node->number);
+    }
+  }
+
+  // The elements of a compact array that holds numbers only (a table's row), printed
+  // straight into the buffer as TJsonWriter_integers prints them: the first through the
+  // writer, which places its separator and then knows that the array holds a value, the
+  // rest after it. False, with nothing printed, when the array holds anything else.
+  bool emitNumbers(CompactWriter &output, const Node *array) {
+    const tjson::Children &children = array->children;
+    if (children.size == 0) return false;
+    for (uint32_t i = 0; i < children.size; ++i) {
+      const uint8_t type = children.items[i]->type;
+      if (type != TJSON_TYPE_INTEGER && type != TJSON_TYPE_UNSIGNED && type != TJSON_TYPE_FLOAT)
+        return false;
+    }
+    char first[kWidestNumber];
+    char *end = formatNumber(first, children.items[0]);
+    output.RawValue(first, static_cast<size_t>(end - first), rapidjson::kNumberType);
+    for (uint64_t done = 1; done < children.size;) {
+      const uint64_t run = std::min<uint64_t>(children.size - done, kNumberRun);
+      char *const start = buffer.Push(run * kWidestNumber);
+      end = start;
+      for (uint64_t i = 0; i < run; ++i) {
+        *end++ = ',';
+        end = formatNumber(end, children.items[done + i]);
+      }
+      buffer.Pop(static_cast<size_t>(run * kWidestNumber - (end - start)));
+      done += run;
+    }
+    return true;
+  }
+
   // Writes a scalar, or opens a container and queues it.
   template <typename Output>
   void emitValue(Output &output, const Node *node) {
@@ -226,6 +293,12 @@ struct TJsonWriter {
         break;
       case TJSON_TYPE_ARRAY:
         output.StartArray();
+        if constexpr (std::is_same_v<Output, CompactWriter>) {
+          if (emitNumbers(output, node)) {
+            output.EndArray();
+            break;
+          }
+        }
         frames.push_back(Frame{node, 0});
         break;
       case TJSON_TYPE_OBJECT:
@@ -455,9 +528,6 @@ uint32_t TJsonWriter_string(TJsonWriter *writer, const char *text, uint64_t leng
 }  // extern "C"
 
 namespace {
-
-constexpr uint64_t kNumberRun = 64;   // numbers printed per writer call
-constexpr size_t kWidestNumber = 48;  // bytes of the longest number text, with its comma
 
 // Elements of the open array. A compact document gets them printed straight into the
 // buffer, without a writer call per number; a pretty one element by element, for the

@@ -274,8 +274,9 @@ extern "C" TSHELL_API uint32_t TShellAccess_curve(TShell *shell, void *record, T
                                                   int32_t *points, uint64_t count,
                                                   TShellHook before, TShellHook after) {
   const uint64_t shape[] = {count, 2};
-  return accessElements<IntegerCell<int32_t>>(shell, record, value, points, shape, 2, before, after,
-                                              SHELL_SITE);
+  // Points convert as the companion converts them, like every typed accessor's values.
+  return accessElements<IntegerCell<int32_t, false>>(shell, record, value, points, shape, 2, before,
+                                                     after, SHELL_SITE);
 }
 
 extern "C" TSHELL_API uint32_t TShellAccess_floats22(TShell *shell, void *record, TJsonValue *value,

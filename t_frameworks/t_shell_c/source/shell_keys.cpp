@@ -3,6 +3,8 @@
 #include "shell_keys.h"
 
 #include <cstring>
+#include <unordered_map>
+#include <vector>
 
 #include "shell_access.h"
 
@@ -74,105 +76,105 @@ uint32_t locate(void *record, const KeyRow &row, Target *target) {
   return TCOMMON_SUCCESS;
 }
 
-// The inline integer access: the accessor skeleton around an integer scalar, array or
-// table, moved element by element at the field's own width.
+// The moves that the engine makes itself (the inline integer access, flags, scaled floats):
+// the accessor skeleton around a scalar, array or table, moved element by element at the
+// field's own width. A failure is not traced here: the handler traces it, once.
 template <typename Cell>
 uint32_t moveCells(TShell *shell, void *record, TJsonValue *value, const KeyRow &row,
-                   const Target &target, ShellSite site, const Cell &cell = {}) {
+                   const Target &target, const Cell &cell = {}) {
   const FieldRef &field = target.field;
   const uint64_t shape[] = {field.shape[0], field.shape[1], field.shape[2]};
-  return accessElements(shell, record, value, at<typename Cell::Element>(target), shape, field.rank,
-                        row.before, row.after, site, cell);
-}
-
-template <typename Integer>
-uint32_t moveIntegers(TShell *shell, void *record, TJsonValue *value, const KeyRow &row,
-                      const Target &target, ShellSite site) {
-  return moveCells<IntegerCell<Integer>>(shell, record, value, row, target, site);
+  auto *elements = at<typename Cell::Element>(target);
+  return runAccess(shell, record, value, row.before, row.after, [&](TJsonValue *current) {
+    return moveElements(shell->readFlag != 0, current, elements, shape, field.rank, cell);
+  });
 }
 
 // An integer scalar with a range: a write outside 0..maximum is refused and stores nothing.
 template <typename Integer>
 uint32_t moveLimited(TShell *shell, void *record, TJsonValue *value, const KeyRow &row,
-                     const Target &target, ShellSite site) {
+                     const Target &target) {
   Integer *element = at<Integer>(target);
-  return accessField(shell, record, value, row.before, row.after, site,
-                     [&](TJsonValue *current) -> uint32_t {
-                       if (shell->readFlag != 0)
-                         return IntegerCell<Integer>::put(current, *element);
-                       int64_t integer = 0;
-                       if (TJsonValue_asInteger(current, &integer) != TCOMMON_SUCCESS)
-                         return TCOMMON_SUCCESS;
-                       if (integer < 0 || static_cast<uint64_t>(integer) > row.maximum)
-                         return TCOMMON_OUT_OF_RANGE;
-                       *element = static_cast<Integer>(integer);
-                       return TCOMMON_SUCCESS;
-                     });
+  return runAccess(shell, record, value, row.before, row.after,
+                   [&](TJsonValue *current) -> uint32_t {
+                     if (shell->readFlag != 0) return IntegerCell<Integer>::put(current, *element);
+                     int64_t integer = 0;
+                     const uint32_t code = TJsonValue_asInteger(current, &integer);
+                     if (code != TCOMMON_SUCCESS) return code;
+                     if (integer < 0 || static_cast<uint64_t>(integer) > row.maximum)
+                       return TCOMMON_OUT_OF_RANGE;
+                     *element = static_cast<Integer>(integer);
+                     return TCOMMON_SUCCESS;
+                   });
 }
 
 template <typename Integer>
 uint32_t serveInteger(TShell *shell, void *record, TJsonValue *value, const KeyRow &row,
-                      const Target &target, ShellSite site) {
-  if (row.maximum != UINT64_MAX)
-    return moveLimited<Integer>(shell, record, value, row, target, site);
-  return moveIntegers<Integer>(shell, record, value, row, target, site);
+                      const Target &target) {
+  if (row.maximum != UINT64_MAX) return moveLimited<Integer>(shell, record, value, row, target);
+  return moveCells<IntegerCell<Integer>>(shell, record, value, row, target);
 }
 
 uint32_t serveIntegers(TShell *shell, void *record, TJsonValue *value, const KeyRow &row,
-                       const Target &target, ShellSite site) {
+                       const Target &target) {
   switch (target.field.element) {
     case Element::U8:
-      return serveInteger<uint8_t>(shell, record, value, row, target, site);
+      return serveInteger<uint8_t>(shell, record, value, row, target);
     case Element::I8:
-      return serveInteger<int8_t>(shell, record, value, row, target, site);
+      return serveInteger<int8_t>(shell, record, value, row, target);
     case Element::U16:
-      return serveInteger<uint16_t>(shell, record, value, row, target, site);
+      return serveInteger<uint16_t>(shell, record, value, row, target);
     case Element::I16:
-      return serveInteger<int16_t>(shell, record, value, row, target, site);
+      return serveInteger<int16_t>(shell, record, value, row, target);
     case Element::U32:
-      return serveInteger<uint32_t>(shell, record, value, row, target, site);
+      return serveInteger<uint32_t>(shell, record, value, row, target);
     case Element::I32:
-      return serveInteger<int32_t>(shell, record, value, row, target, site);
+      return serveInteger<int32_t>(shell, record, value, row, target);
     case Element::U64:
-      return serveInteger<uint64_t>(shell, record, value, row, target, site);
+      return serveInteger<uint64_t>(shell, record, value, row, target);
     case Element::I64:
-      return serveInteger<int64_t>(shell, record, value, row, target, site);
+      return serveInteger<int64_t>(shell, record, value, row, target);
     default:
       return TCOMMON_WRONG_TYPE;  // refused by servesField at compile time
   }
 }
 
-// Flags: integers on the wire, 0 or 1 in the record.
+// Flags: integers on the wire, 0 or 1 in the record; strict as the integer access is.
 struct FlagCell {
   using Element = uint8_t;
+  static constexpr bool kStrict = true;
   static uint32_t put(TJsonValue *json, uint8_t element) {
     return TJsonValue_assignAsInteger(json, element);
   }
-  static void take(const TJsonValue *json, uint8_t *element) {
+  static uint32_t take(const TJsonValue *json, uint8_t *element) {
     int64_t integer = 0;
-    if (TJsonValue_asInteger(json, &integer) == TCOMMON_SUCCESS) *element = integer != 0;
+    const uint32_t code = TJsonValue_asInteger(json, &integer);
+    if (code == TCOMMON_SUCCESS) *element = integer != 0;
+    return code;
   }
 };
 
 // Floats that the client sees in other units (seconds in the record, microseconds on the
-// wire): the product is formed in float precision, the quotient in double.
+// wire): the product is formed in float precision, the quotient in double. Converted as
+// the float accessors convert.
 struct ScaledCell {
   using Element = float;
+  static constexpr bool kStrict = false;
   double scale;
   uint32_t put(TJsonValue *json, float element) const {
     return TJsonValue_assignAsFloat(json, static_cast<double>(element * static_cast<float>(scale)));
   }
-  void take(const TJsonValue *json, float *element) const {
+  uint32_t take(const TJsonValue *json, float *element) const {
     double number = 0;
     if (TJsonValue_asFloat(json, &number) == TCOMMON_SUCCESS)
       *element = static_cast<float>(number / scale);
+    return TCOMMON_SUCCESS;
   }
 };
 
 uint32_t serveFloats(TShell *shell, void *record, TJsonValue *value, const KeyRow &row,
-                     const Target &target, ShellSite site) {
-  if (row.scale != 1)
-    return moveCells(shell, record, value, row, target, site, ScaledCell{row.scale});
+                     const Target &target) {
+  if (row.scale != 1) return moveCells(shell, record, value, row, target, ScaledCell{row.scale});
   float *field = at<float>(target);
   const uint32_t *shape = target.field.shape;
   switch (target.field.rank) {
@@ -189,24 +191,23 @@ uint32_t serveFloats(TShell *shell, void *record, TJsonValue *value, const KeyRo
   }
 }
 
-uint32_t serveRow(TShell *shell, void *record, TJsonValue *value, const KeyRow &row,
-                  ShellSite site) {
+uint32_t serveRow(TShell *shell, void *record, TJsonValue *value, const KeyRow &row) {
   Target target{};
   const uint32_t located = locate(record, row, &target);
   if (located != TCOMMON_SUCCESS) return located;
   const FieldRef &field = target.field;
   switch (row.access) {
     case Access::Integer:
-      return serveIntegers(shell, record, value, row, target, site);
+      return serveIntegers(shell, record, value, row, target);
     case Access::Flag:
-      return moveCells<FlagCell>(shell, record, value, row, target, site);
+      return moveCells<FlagCell>(shell, record, value, row, target);
     case Access::Bool:
       return field.rank == 0 ? TShellAccess_bool(shell, record, value, at<uint8_t>(target),
                                                  row.before, row.after)
                              : TShellAccess_bools(shell, record, value, at<uint8_t>(target),
                                                   field.shape[0], row.before, row.after);
     case Access::Float:
-      return serveFloats(shell, record, value, row, target, site);
+      return serveFloats(shell, record, value, row, target);
     case Access::Double:
       return field.rank == 0 ? TShellAccess_double(shell, record, value, at<double>(target),
                                                    row.before, row.after)
@@ -227,6 +228,81 @@ uint32_t serveRow(TShell *shell, void *record, TJsonValue *value, const KeyRow &
   }
   return TCOMMON_NOT_REGISTERED;
 }
+
+// ---- Key lookup ------------------------------------------------------------------------------
+//
+// Every command names its key by text, and the longest tables have dozens of keys: instead
+// of comparing the text with each key in table order, each registered table gets a hash
+// index of its keys, built once. A key text that a table holds twice maps to its first
+// row, so the index answers what the walk in table order answered.
+
+uint32_t hashKey(const char *key) {
+  uint32_t hash = 2166136261u;  // FNV-1a
+  for (; *key != '\0'; ++key) hash = (hash ^ static_cast<unsigned char>(*key)) * 16777619u;
+  return hash;
+}
+
+class KeyIndex {
+ public:
+  explicit KeyIndex(const KeyTable &table) : table_(&table) {
+    size_t size = 8;
+    while (size < table.count * 2) size *= 2;
+    slots_.assign(size, Slot{});
+    for (size_t i = 0; i < table.count; ++i) {
+      const char *key = table.rows[i].key;
+      const uint32_t hash = hashKey(key);
+      size_t at = hash & (size - 1);
+      while (slots_[at].row != 0 && !holds(slots_[at], hash, key)) at = (at + 1) & (size - 1);
+      if (slots_[at].row == 0) slots_[at] = Slot{hash, static_cast<uint32_t>(i + 1)};
+    }
+  }
+
+  // The first row of the table whose key is key, or nullptr.
+  const KeyRow *find(const char *key) const {
+    const uint32_t hash = hashKey(key);
+    const size_t mask = slots_.size() - 1;
+    for (size_t at = hash & mask; slots_[at].row != 0; at = (at + 1) & mask) {
+      if (holds(slots_[at], hash, key)) return &table_->rows[slots_[at].row - 1];
+    }
+    return nullptr;
+  }
+
+ private:
+  struct Slot {
+    uint32_t hash = 0;
+    uint32_t row = 0;  // 1 + the row's position; 0: empty
+  };
+  bool holds(const Slot &slot, uint32_t hash, const char *key) const {
+    return slot.hash == hash && strcmp(table_->rows[slot.row - 1].key, key) == 0;
+  }
+
+  const KeyTable *table_;
+  std::vector<Slot> slots_;  // a power of two, at most half full
+};
+
+// The index of a registered table, or nullptr for a table of the caller's own.
+const KeyIndex *indexOf(const KeyTable &table) {
+  static const std::unordered_map<const KeyTable *, KeyIndex> kIndexes = [] {
+    std::unordered_map<const KeyTable *, KeyIndex> indexes;
+    for (uint32_t i = 0; i < kShellCategoryCount; ++i) {
+      const KeyTable *keys = kShellCategories[i].keys;
+      if (keys != nullptr) indexes.emplace(keys, KeyIndex(*keys));
+    }
+    return indexes;
+  }();
+  const auto found = kIndexes.find(&table);
+  return found == kIndexes.end() ? nullptr : &found->second;
+}
+
+}  // namespace
+
+const KeyRow *findKey(const KeyTable &table, const char *key) {
+  if (const KeyIndex *index = indexOf(table)) return index->find(key);
+  // A table that is not registered (a test's own) is indexed for this one lookup.
+  return KeyIndex(table).find(key);
+}
+
+namespace {
 
 // ---- Schema ----------------------------------------------------------------------------------
 
@@ -335,14 +411,11 @@ uint32_t serveKey(TShell *shell, const KeyTable &table, const char *key, TJsonVa
 uint32_t serveRecord(TShell *shell, const KeyTable &table, void *record, const char *key,
                      TJsonValue *value, ShellSite site) {
   if (key == nullptr) return TCOMMON_INVALID_ARGUMENT;
-  for (size_t i = 0; i < table.count; ++i) {
-    const KeyRow &row = table.rows[i];
-    if (!TCommonString_equal(key, row.key, 1)) continue;
-    const uint32_t code = serveRow(shell, record, value, row, site);
-    if (code != TCOMMON_SUCCESS) shellTrace(kTraceError, site, code);
-    return code;
-  }
-  return TCOMMON_NOT_REGISTERED;
+  const KeyRow *row = findKey(table, key);
+  if (row == nullptr) return TCOMMON_NOT_REGISTERED;
+  const uint32_t code = serveRow(shell, record, value, *row);
+  if (code != TCOMMON_SUCCESS) shellTrace(kTraceError, site, code);
+  return code;
 }
 
 uint32_t listSchema(TJsonValue *schema) {

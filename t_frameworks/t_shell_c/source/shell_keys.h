@@ -266,7 +266,10 @@ constexpr bool servesEveryField(const KeyRow (&rows)[N]) {
 // traced at site (the category's handler) and returned.
 uint32_t serveKey(TShell *shell, const KeyTable &table, const char *key, TJsonValue *value,
                   ShellSite site);
-// Matches key in table order and moves its field of record. No matching key:
+// The first row of table whose key is key, byte for byte; nullptr when there is none.
+// Registered tables are looked up through an index built once, not walked.
+const KeyRow *findKey(const KeyTable &table, const char *key);
+// Finds key's row (findKey) and moves its field of record. No matching key:
 // TCOMMON_NOT_REGISTERED, not traced.
 uint32_t serveRecord(TShell *shell, const KeyTable &table, void *record, const char *key,
                      TJsonValue *value, ShellSite site);

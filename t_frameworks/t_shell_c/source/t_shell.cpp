@@ -362,8 +362,9 @@ TJsonValue *respond(TShell *shell, TJsonValue *request) {
   if (type == TJSON_TYPE_OBJECT) {
     shell->commandIndex = 1;
     shell->commandCount = 1;
+    // The item's failure is TShell_process's step, whatever helper runs it.
     const uint32_t code = single(shell, request);
-    if (code != TCOMMON_SUCCESS) SHELL_TRACE(code);
+    if (code != TCOMMON_SUCCESS) SHELL_TRACE_AS("TShell_process", code);
     return request;
   }
   if (type != TJSON_TYPE_ARRAY) return nullptr;
