@@ -1,17 +1,123 @@
-// "CPD_1_1" in the simulated ISP. SCAFFOLD: passes the picture through until the block's
-// algorithm is written.
+// "CPD_1_1" in the simulated ISP: expands companded sensor data back to linear data.
+//
+// Sensors with a high dynamic range compress their output along a knee curve; the block undoes
+// it. Levels are on the 12-bit scale: a site's code is brought to that scale, loses the
+// black level of its channel (bls[], R, Gr, Gb, B) when blsEnable is set, and is then mapped
+// along the piecewise-linear curve expandCurveX (compressed level) -> expandCurveY (linear
+// level, which may exceed 12 bits). The curve is the run of points from the first whose X
+// rises strictly; below its first point and above its last it holds the end values. With
+// expandUseOutYCurve off the expansion is skipped and only the black level is removed. The
+// black and white levels of the mosaic are carried through the same mapping (infrared sites
+// and the black level use the mean of the four channel levels). Both exposures of a
+// two-exposure frame are expanded alike.
 #include <algorithm>
+#include <cmath>
 
 #include "stages.h"
 
 namespace tcamera {
+namespace {
 
-bool stageCompand_1_1(const Mosaic &in, const TDatabaseCompand_1_1 &state, const FrameContext &context, Mosaic &out) {
-  (void)in;
-  (void)state;
-  (void)context;
-  (void)out;
-  return false;
+constexpr int kRecordBits = 12;  // bls[] and the curve are on the 12-bit scale
+constexpr int kCurvePoints = 64;
+constexpr float kLargestLevel = 1 << 20;  // bounds the lookup table whatever the levels say
+
+struct Curve {
+  float x[kCurvePoints];
+  float y[kCurvePoints];
+  int points = 0;  // 0: no expansion
+};
+
+Curve expansionCurve(const TDatabaseCompand_1_1 &state) {
+  Curve curve;
+  if (!state.expandUseOutYCurve) return curve;
+  for (int i = 0; i < kCurvePoints; ++i) {
+    if (i > 0 && state.expandCurveX[i] <= state.expandCurveX[i - 1]) break;
+    curve.x[i] = static_cast<float>(state.expandCurveX[i]);
+    curve.y[i] = static_cast<float>(state.expandCurveY[i]);
+    curve.points = i + 1;
+  }
+  return curve;
+}
+
+// True when the curve maps every level from 0 up to top onto itself.
+bool isIdentity(const Curve &curve, float top) {
+  if (curve.points == 0) return true;
+  if (curve.x[0] > 0 || curve.x[curve.points - 1] < top) return false;
+  for (int i = 0; i < curve.points; ++i)
+    if (curve.x[i] != curve.y[i]) return false;
+  return true;
+}
+
+// Level on the 12-bit scale -> expanded level on the 12-bit scale.
+float expand(const Curve &curve, float level) {
+  if (curve.points == 0) return level;
+  if (level <= curve.x[0]) return curve.y[0];
+  const int last = curve.points - 1;
+  if (level >= curve.x[last]) return curve.y[last];
+  const int upper =
+      static_cast<int>(std::upper_bound(curve.x, curve.x + curve.points, level) - curve.x);
+  const int lower = upper - 1;
+  const float t = (level - curve.x[lower]) / (curve.x[upper] - curve.x[lower]);
+  return curve.y[lower] + t * (curve.y[upper] - curve.y[lower]);
+}
+
+// The curve at every whole level 0 .. ceil(top) + 1. The curve's points lie on whole levels,
+// so interpolating linearly between neighbouring entries reproduces it exactly.
+std::vector<float> expansionTable(const Curve &curve, float top) {
+  const float last = std::ceil(top > 0 ? std::min(top, kLargestLevel) : 0.0f);
+  std::vector<float> table(static_cast<size_t>(last) + 2);
+  for (size_t i = 0; i < table.size(); ++i) table[i] = expand(curve, static_cast<float>(i));
+  return table;
+}
+
+void expandPlane(const std::vector<float> &in, const Mosaic &shape, const std::vector<float> &table,
+                 const std::array<float, 5> &blackByColour, float scale, std::vector<float> &out) {
+  const float toRecord = 1 / scale;
+  const float topIndex = static_cast<float>(table.size() - 1);
+  parallelRows(shape.height, [&](int first, int last) {
+    for (int y = first; y < last; ++y) {
+      float rowBlack[4];
+      for (int x = 0; x < 4; ++x)
+        rowBlack[x] = blackByColour[static_cast<int>(shape.colourAt(x, y))];
+      const size_t row = static_cast<size_t>(y) * shape.width;
+      for (int x = 0; x < shape.width; ++x) {
+        const float level = std::clamp(in[row + x] * toRecord - rowBlack[x & 3], 0.0f, topIndex);
+        const int index = std::min(static_cast<int>(level), static_cast<int>(topIndex) - 1);
+        const float fraction = level - static_cast<float>(index);
+        out[row + x] = (table[index] + (table[index + 1] - table[index]) * fraction) * scale;
+      }
+    }
+  });
+}
+
+}  // namespace
+
+bool stageCompand_1_1(const Mosaic &in, const TDatabaseCompand_1_1 &state,
+                      const FrameContext &context, Mosaic &out) {
+  if (state.state == 0) return false;
+  const Curve curve = expansionCurve(state);
+  std::array<float, 5> blackByColour{};  // R, Gr, Gb, B, IR on the 12-bit scale
+  if (state.blsEnable) {
+    for (int c = 0; c < 4; ++c) blackByColour[c] = static_cast<float>(state.bls[c]);
+    blackByColour[4] =
+        (blackByColour[0] + blackByColour[1] + blackByColour[2] + blackByColour[3]) / 4;
+  }
+  const bool noBlack = std::all_of(blackByColour.begin(), blackByColour.end(),
+                                   [](float level) { return level == 0; });
+  const float scale = std::ldexp(1.0f, context.bitDepth - kRecordBits);
+  const float top = in.whiteLevel / scale;  // no site of the input lies above it
+  if (noBlack && isIdentity(curve, top)) return false;
+
+  const std::vector<float> table = expansionTable(curve, top);
+  out = in.sameShape();
+  expandPlane(in.data, in, table, blackByColour, scale, out.data);
+  if (!in.shortData.empty())
+    expandPlane(in.shortData, in, table, blackByColour, scale, out.shortData);
+  const float meanBlack = blackByColour[4];
+  out.blackLevel = expand(curve, std::max(0.0f, in.blackLevel / scale - meanBlack)) * scale;
+  out.whiteLevel = expand(curve, std::max(0.0f, in.whiteLevel / scale - meanBlack)) * scale;
+  return true;
 }
 
 }  // namespace tcamera

@@ -1,17 +1,46 @@
-// "DG" in the simulated ISP. SCAFFOLD: passes the picture through until the block's
-// algorithm is written.
+// "DG" in the simulated ISP: a digital gain per Bayer channel (r, gr, gb, b).
+//
+// Each site's signal above the black level still in the data is multiplied by the gain of its
+// channel and clipped at the white level, as the fixed-width pixel bus does; the pedestal (0
+// after black level subtraction) stays where it is. Infrared sites of an RGB-IR sensor keep
+// unity gain. Both exposures of a two-exposure frame are scaled alike.
 #include <algorithm>
 
 #include "stages.h"
 
 namespace tcamera {
+namespace {
 
-bool stageDigitalGain(const Mosaic &in, const TDatabaseDigitalGain &state, const FrameContext &context, Mosaic &out) {
-  (void)in;
-  (void)state;
+void applyGains(const std::vector<float> &in, const Mosaic &shape,
+                const std::array<float, 5> &gains, std::vector<float> &out) {
+  const float black = shape.blackLevel;
+  const float white = shape.whiteLevel;
+  parallelRows(shape.height, [&](int first, int last) {
+    for (int y = first; y < last; ++y) {
+      float rowGains[4];
+      for (int x = 0; x < 4; ++x) rowGains[x] = gains[static_cast<int>(shape.colourAt(x, y))];
+      const size_t row = static_cast<size_t>(y) * shape.width;
+      for (int x = 0; x < shape.width; ++x)
+        out[row + x] = std::min(white, black + (in[row + x] - black) * rowGains[x & 3]);
+    }
+  });
+}
+
+}  // namespace
+
+bool stageDigitalGain(const Mosaic &in, const TDatabaseDigitalGain &state,
+                      const FrameContext &context, Mosaic &out) {
   (void)context;
-  (void)out;
-  return false;
+  if (state.state == 0) return false;
+  // Indexed by site colour: R, Gr, Gb, B, IR. Negative gains are meaningless to the
+  // multiplier and act as 0.
+  const std::array<float, 5> gains = {std::max(0.0f, state.r), std::max(0.0f, state.gr),
+                                      std::max(0.0f, state.gb), std::max(0.0f, state.b), 1.0f};
+  if (std::all_of(gains.begin(), gains.end(), [](float gain) { return gain == 1; })) return false;
+  out = in.sameShape();
+  applyGains(in.data, in, gains, out.data);
+  if (!in.shortData.empty()) applyGains(in.shortData, in, gains, out.shortData);
+  return true;
 }
 
 }  // namespace tcamera
