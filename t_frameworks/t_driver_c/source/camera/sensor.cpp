@@ -1,104 +1,413 @@
-// The image sensor of the simulated camera: chart geometry and raw frame capture.
+// The image sensor of the simulated camera: lens, colour filters, exposure, noise, defects.
+//
+// What does not change from frame to frame is computed once and kept: the scene's radiance
+// through the lens (blur and vignetting) sampled at every site by its colour filter, in units
+// of full scale at 20 ms and unity gain. A frame then only scales it by lux x exposure x gain and
+// draws the noise, from a counter-based hash of (frame number, site), so that a frame is the
+// same bit for bit whenever it is rendered, and frames are independent of one another.
 #include "sensor.h"
 
 #include <algorithm>
 #include <cmath>
+#include <deque>
+#include <memory>
+#include <mutex>
+
+#include "scene.h"
 
 namespace tcamera {
 
 namespace {
 
-// A rectangle given in fractions of the frame's width and height, rounded to pixels.
-Rect fractionRect(int width, int height, double left, double top, double right, double bottom) {
-  const int x0 = static_cast<int>(std::lround(left * width));
-  const int y0 = static_cast<int>(std::lround(top * height));
-  const int x1 = static_cast<int>(std::lround(right * width));
-  const int y1 = static_cast<int>(std::lround(bottom * height));
-  return Rect{x0, y0, std::max(1, x1 - x0), std::max(1, y1 - y0)};
+// Electrons at full scale with unity gain; the analog gain amplifies before the converter. The
+// photodiode holds a quarter more, so that a saturated site clips cleanly at the white level
+// rather than showing its shot noise.
+constexpr double kFullWell = 6000;
+constexpr double kWellCapacity = 1.25 * kFullWell;
+// Read noise before the analog gain (electrons) and converter noise after it (10-bit codes).
+constexpr double kReadNoiseElectrons = 3;
+constexpr double kConverterNoise = 0.6;
+constexpr double kCodes10 = 1023 - 64;  // range above black of a 10-bit sensor
+
+// Lens: blur of the pixel aperture in focus, and defocus growing one pixel (of a 1080-line
+// frame) every kStepsPerPixel motor steps away from focus, up to kMaxDefocus.
+constexpr double kSharpSigma = 0.45;
+constexpr double kStepsPerPixel = 25;
+constexpr double kMaxDefocus = 8;
+constexpr double kReferenceLines = 1080;
+
+// Vignetting: cos^4 of the field angle, tan^2 of which is kCornerTan2 at the corner, and a
+// colour fall-off (R, Gr, Gb, B, IR) on top, growing with the square of the radius.
+constexpr double kCornerTan2 = 0.313;
+constexpr std::array<double, 5> kColourFalloff = {0.06, 0, 0, 0.03, 0.10};
+
+// RGB-IR sensors have no infrared-cut filter: their colour sites see some infrared too.
+constexpr std::array<double, 4> kInfraredLeak = {0.12, 0.05, 0.05, 0.08};
+
+// Defects: one site in kDefectSpacing, at least kMinDefects; hot sites read this high.
+constexpr int kDefectSpacing = 20000;
+constexpr int kMinDefects = 4;
+constexpr double kHotLevel = 0.8;
+
+// Sites rendered through the lens are kept for the last few settings, up to this many bytes.
+constexpr size_t kCacheBytes = size_t{96} << 20;
+constexpr size_t kCacheEntries = 4;
+
+constexpr uint64_t kGolden = 0x9E3779B97F4A7C15ull;
+constexpr uint64_t kLongStream = 0x5E25C0DEull, kShortStream = 0xC0FFEE5Full;
+constexpr uint64_t kDefectSeed = 0xDEFEC7ull;
+
+uint64_t mix(uint64_t z) {
+  z ^= z >> 33;
+  z *= 0xff51afd7ed558ccdull;
+  z ^= z >> 33;
+  z *= 0xc4ceb9fe1a85ec53ull;
+  z ^= z >> 33;
+  return z;
+}
+
+// A standard normal deviate from 64 random bits: the sum of four 16-bit uniforms, centred and
+// scaled (Irwin-Hall), which is close enough to Gaussian for sensor noise and cheap.
+float normalOf(uint64_t bits) {
+  constexpr float kScale = 1.7320508f / 65536;  // sqrt(3), and 16 bits to [0, 1)
+  const float sum = static_cast<float>((bits & 0xffff) + ((bits >> 16) & 0xffff) +
+                                       ((bits >> 32) & 0xffff) + (bits >> 48));
+  return (sum + 2 - 2 * 65536.0f) * kScale;
+}
+
+int planeOf(Cfa colour) {
+  switch (colour) {
+    case Cfa::kRed:
+      return 0;
+    case Cfa::kGreenRed:
+    case Cfa::kGreenBlue:
+      return 1;
+    case Cfa::kBlue:
+      return 2;
+    case Cfa::kInfrared:
+      return 3;
+  }
+  return 1;
+}
+
+int clampBitDepth(int bitDepth) {
+  return bitDepth >= 12 ? 12 : 10;
+}
+
+double codesAboveBlack(int bitDepth) {
+  return sensorWhiteLevel(bitDepth) - sensorBlackLevel(bitDepth);
+}
+
+// A finite, non-negative factor (exposure time, gain, lux) as the hardware would take it.
+double factor(double value) {
+  return std::isfinite(value) && value > 0 ? value : 0;
+}
+
+// Box blur of radius n + f: weight 1 out to n, f at n + 1. Three passes make a Gaussian whose
+// sigma follows the fractional radius smoothly, at a cost that does not grow with the blur.
+struct Box {
+  int n = 0;
+  float f = 0, norm = 1;
+};
+
+Box boxFor(double sigma) {
+  const double variance = sigma * sigma / 3;  // per pass
+  const auto boxVariance = [](double r) {
+    const double n = std::floor(r), f = r - n;
+    return (n * (n + 1) * (2 * n + 1) / 3 + 2 * f * (n + 1) * (n + 1)) / (2 * n + 1 + 2 * f);
+  };
+  double low = 0, high = 3 * sigma + 2;
+  for (int i = 0; i < 40; ++i) {
+    const double mid = (low + high) / 2;
+    (boxVariance(mid) < variance ? low : high) = mid;
+  }
+  Box box;
+  box.n = static_cast<int>(std::floor(low));
+  box.f = static_cast<float>(low - box.n);
+  box.norm = 1.0f / (2 * box.n + 1 + 2 * box.f);
+  return box;
+}
+
+// Three box passes along each row, edges repeated.
+void blurRows(std::vector<float> &plane, int width, int height, const Box &box) {
+  parallelRows(height, [&](int first, int last) {
+    const int pad = box.n + 1;
+    std::vector<float> line(width + 2 * pad), result(width);
+    for (int y = first; y < last; ++y) {
+      float *row = &plane[static_cast<size_t>(y) * width];
+      for (int pass = 0; pass < 3; ++pass) {
+        std::fill_n(line.begin(), pad, row[0]);
+        std::copy_n(row, width, line.begin() + pad);
+        std::fill_n(line.begin() + pad + width, pad, row[width - 1]);
+        const float *p = line.data() + pad;
+        double sum = 0;
+        for (int k = -box.n; k <= box.n; ++k) sum += p[k];
+        for (int x = 0; x < width; ++x) {
+          row[x] =
+              static_cast<float>((sum + box.f * (p[x - box.n - 1] + p[x + box.n + 1])) * box.norm);
+          sum += p[x + box.n + 1] - p[x - box.n];
+        }
+      }
+    }
+  });
+}
+
+// Three box passes down the columns, a band of columns per core, a whole line at a time.
+void blurColumns(std::vector<float> &plane, std::vector<float> &scratch, int width, int height,
+                 const Box &box) {
+  scratch.resize(plane.size());
+  const auto line = [&](const std::vector<float> &image, int y) {
+    return &image[static_cast<size_t>(std::clamp(y, 0, height - 1)) * width];
+  };
+  for (int pass = 0; pass < 3; ++pass) {
+    const std::vector<float> &src = pass == 1 ? scratch : plane;
+    std::vector<float> &dst = pass == 1 ? plane : scratch;
+    parallelRows(width, [&](int first, int last) {
+      const int columns = last - first;
+      std::vector<float> sum(columns, 0.0f);
+      for (int k = -box.n; k <= box.n; ++k) {
+        const float *in = line(src, k) + first;
+        for (int c = 0; c < columns; ++c) sum[c] += in[c];
+      }
+      for (int y = 0; y < height; ++y) {
+        const float *before = line(src, y - box.n - 1) + first;
+        const float *after = line(src, y + box.n + 1) + first;
+        const float *leaving = line(src, y - box.n) + first;
+        float *out = &dst[static_cast<size_t>(y) * width + first];
+        for (int c = 0; c < columns; ++c) {
+          out[c] = (sum[c] + box.f * (before[c] + after[c])) * box.norm;
+          sum[c] += after[c] - leaving[c];
+        }
+      }
+    });
+  }
+  plane.swap(scratch);
+}
+
+// What shapes the light at each site, apart from exposure and lux.
+struct SiteKey {
+  SceneKind scene;
+  double kelvin;
+  int width, height;
+  double sigma;
+  std::array<Cfa, 16> pattern;
+  bool infrared;
+  bool operator==(const SiteKey &other) const {
+    return scene == other.scene && kelvin == other.kelvin && width == other.width &&
+           height == other.height && sigma == other.sigma && pattern == other.pattern &&
+           infrared == other.infrared;
+  }
+};
+
+struct SiteRadiance {
+  SiteKey key;
+  std::vector<float> value;  // per site, full-scale units at 20 ms, unity gain, lux 1
+};
+
+std::shared_ptr<const SiteRadiance> renderSites(const SiteKey &key) {
+  ScenePlanes scene;
+  renderScene(key.scene, key.kelvin, key.infrared, key.width, key.height, scene);
+  if (key.sigma > 0.05) {
+    const Box box = boxFor(key.sigma);
+    std::vector<float> scratch;
+    for (auto &plane : scene.plane) {
+      if (plane.empty()) continue;
+      blurRows(plane, key.width, key.height, box);
+      blurColumns(plane, scratch, key.width, key.height, box);
+    }
+  }
+  auto sites = std::make_shared<SiteRadiance>();
+  sites->key = key;
+  sites->value.resize(static_cast<size_t>(key.width) * key.height);
+  const double halfWidth = key.width / 2.0, halfHeight = key.height / 2.0;
+  const double cornerSquared = halfWidth * halfWidth + halfHeight * halfHeight;
+  parallelRows(key.height, [&](int first, int last) {
+    for (int y = first; y < last; ++y) {
+      const double dy = y + 0.5 - halfHeight;
+      for (int x = 0; x < key.width; ++x) {
+        const size_t i = static_cast<size_t>(y) * key.width + x;
+        const Cfa colour = key.pattern[(y & 3) * 4 + (x & 3)];
+        double light = scene.plane[planeOf(colour)][i];
+        if (key.infrared && colour != Cfa::kInfrared)
+          light += kInfraredLeak[static_cast<int>(colour)] * scene.plane[3][i];
+        const double dx = x + 0.5 - halfWidth;
+        const double radius = std::sqrt((dx * dx + dy * dy) / cornerSquared);
+        sites->value[i] = static_cast<float>(light * relativeIllumination(colour, radius));
+      }
+    }
+  });
+  return sites;
+}
+
+// The sites for these settings, from the cache when they were rendered lately.
+std::shared_ptr<const SiteRadiance> sitesFor(const SiteKey &key) {
+  static std::mutex mutex;
+  static std::deque<std::shared_ptr<const SiteRadiance>> cache;
+  std::lock_guard<std::mutex> lock(mutex);
+  for (auto it = cache.begin(); it != cache.end(); ++it) {
+    if ((*it)->key == key) {
+      auto found = *it;
+      cache.erase(it);
+      cache.push_front(found);
+      return found;
+    }
+  }
+  auto made = renderSites(key);
+  cache.push_front(made);
+  size_t bytes = 0;
+  for (size_t i = 0; i < cache.size(); ++i) {
+    bytes += cache[i]->value.size() * sizeof(float);
+    if (i > 0 && (bytes > kCacheBytes || i >= kCacheEntries)) {
+      cache.resize(i);
+      break;
+    }
+  }
+  return made;
+}
+
+// One exposure of every site: light in, noisy codes out.
+struct Exposure {
+  double electronsPerUnit;  // electrons per unit of site radiance
+  float codesPerElectron;
+  float readVariance;  // codes^2, before and after the gain
+  float black, white;
+  uint64_t seed;
+  bool noise;
+};
+
+Exposure exposureOf(const SensorSettings &settings, int bitDepth, double time, uint64_t stream,
+                    uint64_t frameNumber) {
+  const double gain = std::min(factor(settings.analogGain), 1e6);
+  const double range = codesAboveBlack(bitDepth);
+  Exposure exposure;
+  exposure.electronsPerUnit = factor(settings.lux) * factor(time) / kFullScaleExposure * kFullWell;
+  exposure.codesPerElectron = static_cast<float>(gain * range / kFullWell);
+  exposure.readVariance = static_cast<float>(sensorNoiseVariance(bitDepth, gain, 0));
+  exposure.black = sensorBlackLevel(bitDepth);
+  exposure.white = sensorWhiteLevel(bitDepth);
+  exposure.seed = mix(frameNumber * kGolden ^ stream);
+  exposure.noise = settings.noise;
+  return exposure;
+}
+
+// The code a site delivers for its electrons, its noise drawn from the site's own counter.
+float siteCode(const Exposure &exposure, float electrons, size_t index) {
+  const float signal = electrons * exposure.codesPerElectron;
+  float code = exposure.black + signal;
+  if (exposure.noise) {
+    const float variance =
+        electrons * exposure.codesPerElectron * exposure.codesPerElectron + exposure.readVariance;
+    code += std::sqrt(variance) * normalOf(mix(exposure.seed + index * kGolden));
+  }
+  return std::clamp(std::nearbyint(code), 0.0f, exposure.white);
+}
+
+void expose(const SiteRadiance &sites, const Exposure &exposure,
+            const std::vector<SensorDefect> &defects, std::vector<float> &out) {
+  const int width = sites.key.width;
+  out.resize(sites.value.size());
+  const float perUnit = static_cast<float>(exposure.electronsPerUnit);
+  const float well = static_cast<float>(kWellCapacity);
+  parallelRows(sites.key.height, [&](int first, int last) {
+    for (size_t i = static_cast<size_t>(first) * width; i < static_cast<size_t>(last) * width; ++i)
+      out[i] = siteCode(exposure, std::min(sites.value[i] * perUnit, well), i);
+  });
+  const float range = exposure.white - exposure.black;
+  for (const SensorDefect &defect : defects) {
+    const size_t i = static_cast<size_t>(defect.y) * width + defect.x;
+    out[i] = defect.hot ? std::nearbyint(exposure.black + static_cast<float>(kHotLevel) * range)
+                        : siteCode(exposure, 0, i);
+  }
 }
 
 }  // namespace
 
 float sensorBlackLevel(int bitDepth) {
-  return bitDepth >= 12 ? 256.0f : 64.0f;
+  return clampBitDepth(bitDepth) == 12 ? 256.0f : 64.0f;
 }
 
 float sensorWhiteLevel(int bitDepth) {
-  return bitDepth >= 12 ? 4095.0f : 1023.0f;
+  return clampBitDepth(bitDepth) == 12 ? 4095.0f : 1023.0f;
 }
 
-ChartLayout chartLayout(int width, int height) {
-  ChartLayout layout{};
-  // The colour chart: 6 x 4 cells on the left, each patch inset by a tenth of its cell.
-  constexpr double kLeft = 0.04, kTop = 0.10, kRight = 0.56, kBottom = 0.62;
-  const double cellWidth = (kRight - kLeft) / 6, cellHeight = (kBottom - kTop) / 4;
-  for (int i = 0; i < 24; ++i) {
-    const double left = kLeft + (i % 6) * cellWidth, top = kTop + (i / 6) * cellHeight;
-    layout.patches[i] = fractionRect(width, height, left + 0.1 * cellWidth, top + 0.1 * cellHeight,
-                                     left + 0.9 * cellWidth, top + 0.9 * cellHeight);
-  }
-  layout.greyRamp = fractionRect(width, height, 0.04, 0.80, 0.96, 0.90);
-  layout.flatArea = fractionRect(width, height, 0.62, 0.62, 0.96, 0.76);
-  // The focus target is a square of 44% of the frame height centred at (0.77, 0.34).
-  const int side = std::max(8, static_cast<int>(std::lround(0.44 * height)));
-  layout.focusTarget = Rect{static_cast<int>(std::lround(0.77 * width)) - side / 2,
-                            static_cast<int>(std::lround(0.34 * height)) - side / 2, side, side};
-  // Lamps and highlight are discs; their rectangles bound them.
-  const auto disc = [&](double cx, double cy, double radius) {
-    const int r = std::max(2, static_cast<int>(std::lround(radius * height)));
-    return Rect{static_cast<int>(std::lround(cx * width)) - r,
-                static_cast<int>(std::lround(cy * height)) - r, 2 * r, 2 * r};
+std::array<Cfa, 16> rgbIrPattern(unsigned order) {
+  static constexpr std::array<Cfa, 16> kTile = {
+      Cfa::kRed,       Cfa::kGreenRed, Cfa::kBlue,      Cfa::kGreenRed,  //
+      Cfa::kGreenBlue, Cfa::kInfrared, Cfa::kGreenBlue, Cfa::kInfrared,  //
+      Cfa::kBlue,      Cfa::kGreenRed, Cfa::kRed,       Cfa::kGreenRed,  //
+      Cfa::kGreenBlue, Cfa::kInfrared, Cfa::kGreenBlue, Cfa::kInfrared,  //
   };
-  layout.lamps = {disc(0.68, 0.055, 0.035), disc(0.88, 0.055, 0.035)};
-  layout.highlight = disc(0.60, 0.36, 0.018);
-  return layout;
+  const unsigned dx = order & 1, dy = (order >> 1) & 1;
+  std::array<Cfa, 16> pattern{};
+  for (unsigned y = 0; y < 4; ++y)
+    for (unsigned x = 0; x < 4; ++x)
+      pattern[y * 4 + x] = kTile[((y + dy) & 3) * 4 + ((x + dx) & 3)];
+  return pattern;
 }
 
-const std::array<Lab, 24> &chartReferenceLab() {
-  // Published D50 values of the 24-patch chart (editions from November 2014 on).
-  static constexpr std::array<Lab, 24> kReference = {{
-      {37.54, 14.37, 14.92},    // dark skin
-      {64.66, 19.27, 17.50},    // light skin
-      {49.32, -3.82, -22.54},   // blue sky
-      {43.46, -12.74, 22.72},   // foliage
-      {54.94, 9.61, -24.79},    // blue flower
-      {70.48, -32.26, -0.37},   // bluish green
-      {62.73, 35.83, 56.50},    // orange
-      {39.43, 10.75, -45.17},   // purplish blue
-      {50.57, 48.64, 16.67},    // moderate red
-      {30.10, 22.54, -20.87},   // purple
-      {71.77, -24.13, 58.19},   // yellow green
-      {71.51, 18.24, 67.37},    // orange yellow
-      {28.37, 15.42, -49.80},   // blue
-      {54.38, -39.72, 32.27},   // green
-      {42.43, 51.05, 28.62},    // red
-      {81.80, 2.67, 80.41},     // yellow
-      {50.63, 51.28, -14.12},   // magenta
-      {49.57, -29.71, -28.32},  // cyan
-      {95.19, -1.03, 2.93},     // white 9.5
-      {81.29, -0.57, 0.44},     // neutral 8
-      {66.89, -0.75, -0.06},    // neutral 6.5
-      {50.76, -0.13, 0.14},     // neutral 5
-      {35.63, -0.46, -0.48},    // neutral 3.5
-      {20.64, 0.07, -0.46},     // black 2
-  }};
-  return kReference;
+std::vector<SensorDefect> sensorDefects(int width, int height) {
+  if (width <= 0 || height <= 0) return {};
+  const int count =
+      std::max(kMinDefects, static_cast<int>(int64_t{width} * height / kDefectSpacing));
+  std::vector<SensorDefect> defects;
+  defects.reserve(count);
+  for (int k = 0; k < count; ++k) {
+    const uint64_t bits = mix(kDefectSeed + k * kGolden);
+    defects.push_back(SensorDefect{static_cast<int>((bits & 0xffffffff) % width),
+                                   static_cast<int>((bits >> 32) % height), k % 2 == 0});
+  }
+  return defects;
+}
+
+double sensorNoiseVariance(int bitDepth, double analogGain, double signalCodes) {
+  const double codesPerElectron = analogGain * codesAboveBlack(bitDepth) / kFullWell;
+  const double converter = kConverterNoise * codesAboveBlack(bitDepth) / kCodes10;
+  const double read = kReadNoiseElectrons * codesPerElectron;
+  return std::max(0.0, signalCodes) * codesPerElectron + read * read + converter * converter;
+}
+
+double relativeIllumination(Cfa colour, double radius) {
+  const double r2 = radius * radius;
+  const double cosine2 = 1 / (1 + kCornerTan2 * r2);
+  return cosine2 * cosine2 * (1 - kColourFalloff[static_cast<int>(colour)] * r2);
+}
+
+double focusBlurSigma(double lensPosition, int height) {
+  const double distance = std::isfinite(lensPosition) ? lensPosition - kInFocusPosition : 1e9;
+  const double defocus =
+      std::min(kMaxDefocus, std::abs(distance) / kStepsPerPixel) * height / kReferenceLines;
+  return std::sqrt(kSharpSigma * kSharpSigma + defocus * defocus);
 }
 
 Mosaic captureSensor(const SensorSettings &settings, uint64_t frameNumber) {
-  // First cut: the frame geometry and levels, every site at the pedestal. The scene, optics
-  // and noise follow.
-  (void)frameNumber;
   Mosaic raw;
   raw.width = std::clamp(settings.width, 16, kMaxWidth) & ~1;
   raw.height = std::clamp(settings.height, 16, kMaxHeight) & ~1;
-  raw.pattern = bayerPattern(settings.bayerOrder);
-  raw.blackLevel = sensorBlackLevel(settings.bitDepth);
-  raw.whiteLevel = sensorWhiteLevel(settings.bitDepth);
-  raw.data.assign(static_cast<size_t>(raw.width) * raw.height, raw.blackLevel);
+  raw.pattern =
+      settings.rgbIr ? rgbIrPattern(settings.bayerOrder) : bayerPattern(settings.bayerOrder);
+  const int bitDepth = clampBitDepth(settings.bitDepth);
+  raw.blackLevel = sensorBlackLevel(bitDepth);
+  raw.whiteLevel = sensorWhiteLevel(bitDepth);
+
+  SiteKey key{settings.scene,
+              std::isfinite(settings.illuminantKelvin) ? settings.illuminantKelvin : 5000,
+              raw.width,
+              raw.height,
+              focusBlurSigma(settings.lensPosition, raw.height),
+              raw.pattern,
+              settings.rgbIr};
+  const auto sites = sitesFor(key);
+  const auto defects =
+      settings.defects ? sensorDefects(raw.width, raw.height) : std::vector<SensorDefect>{};
+  expose(*sites, exposureOf(settings, bitDepth, settings.exposureTime, kLongStream, frameNumber),
+         defects, raw.data);
   if (settings.twoExposure) {
-    raw.shortData = raw.data;
-    raw.exposureRatio = static_cast<float>(settings.exposureRatio);
+    const double ratio =
+        std::isfinite(settings.exposureRatio) ? std::clamp(settings.exposureRatio, 1.0, 1e6) : 1.0;
+    raw.exposureRatio = static_cast<float>(ratio);
+    expose(*sites,
+           exposureOf(settings, bitDepth, settings.exposureTime / ratio, kShortStream, frameNumber),
+           defects, raw.shortData);
   }
   return raw;
 }

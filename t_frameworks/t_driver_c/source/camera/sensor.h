@@ -11,6 +11,7 @@
 
 #include <array>
 #include <cstdint>
+#include <vector>
 
 #include "frame.h"
 
@@ -38,6 +39,8 @@ struct SensorSettings {
   double illuminantKelvin = 5000;  // colour temperature of the light
   bool noise = true;               // shot and read noise (off only for tests that need exact
                                    // levels)
+  bool defects = true;             // hot and dead sites (off only for tests that read single
+                                   // sites)
 };
 
 // The raw frame number frameNumber as the sensor delivers it: same settings and number give
@@ -48,6 +51,34 @@ Mosaic captureSensor(const SensorSettings &settings, uint64_t frameNumber);
 float sensorBlackLevel(int bitDepth);
 // Clip level in codes: 2^bitDepth - 1.
 float sensorWhiteLevel(int bitDepth);
+
+// The RGB-IR colour filter array: R G B G / G I G I / B G R G / G I G I, the order choosing
+// where the frame starts in it (x shifted by order & 1, y by order >> 1 & 1). Greens that share
+// lines with red and blue are kGreenRed, greens between infrared sites kGreenBlue.
+std::array<Cfa, 16> rgbIrPattern(unsigned order);
+
+// A site that does not respond to light: a hot site reads near the top of the range whatever
+// the exposure, a dead site reads black (with read noise). The same sites in every frame of a
+// given size.
+struct SensorDefect {
+  int x, y;
+  bool hot;
+};
+std::vector<SensorDefect> sensorDefects(int width, int height);
+
+// Temporal noise variance (codes^2, rounding aside) of a site signalCodes above black: photon
+// shot noise, read noise before the analog gain and converter noise after it.
+double sensorNoiseVariance(int bitDepth, double analogGain, double signalCodes);
+
+// Light reaching a site of the given colour relative to the centre of the frame, at radius 0
+// (centre) to 1 (corner): cos^4 fall-off, green 58% at the corners, red and blue (the colour
+// filters' angle dependence) a little less.
+double relativeIllumination(Cfa colour, double radius);
+
+// Standard deviation (pixels) of the lens blur at a motor position for a frame height: the
+// pixel aperture alone in focus, defocus growing with the distance from kInFocusPosition and
+// scaled with the frame so that the chart looks the same at any size.
+double focusBlurSigma(double lensPosition, int height);
 
 // Lens position at which the chart is in focus.
 constexpr double kInFocusPosition = 400;
