@@ -1,17 +1,214 @@
-// "EE_3" in the simulated ISP. SCAFFOLD: passes the picture through until the block's
-// algorithm is written.
+// "EE_3" in the simulated ISP: sharpens the luma of the display-encoded picture and adds the
+// luma change to R, G and B alike, so hue stays. Levels and thresholds are in 10-bit luma
+// steps (0 .. 1023), gains in 1/256.
+//   - Two bands of the luma: detail = Y - blur3(Y) and edge = blur3(Y) - blur5(Y) (binomial
+//     3 x 3 and 5 x 5), summed as detail x detailScaler / 32 + edge x edgeScaler / 32.
+//   - Coring: the band's size is reduced by gradTh[0], so noise below it is left alone; with
+//     isCurve the result is scaled by hfMergeCurve, four gains spread evenly from gradTh[0]
+//     to gradTh[1] (joined by lines, held beyond).
+//   - Gain: strength / 64, times sharpGain[0] for bright (overshoot) and sharpGain[1] for dark
+//     (undershoot) edges; with isCa times caCurve over the chroma size (65 points over 0 .. 128
+//     8-bit chroma steps) where the pixel's Cb and Cr lie inside the cb/cr Down/Up window.
+//   - Only where the luma lies within yDownThreshold .. yUpThreshold.
+//   - Halo clips with isSharpLimit: the overshoot at most sharpLimit[0], the undershoot at most
+//     sharpLimit[1]; sharpLimitType 0 measures them from the pixel's own luma, type 1 from the
+//     brightest and darkest luma of its 3 x 3 neighbourhood (flat halos, crisp edges).
+//   - Skin (skinProcessEn): pixels whose chroma lies near the skin tone (weight scaled by
+//     skinDetectStrength / 128) use gradThSkin, hfMergeCurveSkin, sharpGainSkin and
+//     sharpLimitSkin instead, blended by that weight.
+//   - isYuvDomain 0 sharpens the luma made linear with the power deGamma and encodes it back:
+//     equal steps in light, so on the display the dark side of an edge deepens more than the
+//     bright side rises. Thresholds and limits then apply to linear luma.
+//   - isDci maps the sharpened luma through dciCurve (65 points, input i x 16, 10-bit out).
 #include <algorithm>
+#include <cmath>
+#include <vector>
 
 #include "stages.h"
 
 namespace tcamera {
+namespace {
 
-bool stageEdgeEnhance_3(const RgbImage &in, const TDatabaseEdgeEnhance_3 &state, const FrameContext &context, RgbImage &out) {
-  (void)in;
-  (void)state;
-  (void)context;
-  (void)out;
-  return false;
+constexpr float kKr = 0.299f, kKg = 0.587f, kKb = 0.114f;
+constexpr float kCbScale = 0.5f / (1.0f - kKb);
+constexpr float kCrScale = 0.5f / (1.0f - kKr);
+constexpr float kSteps = 1023.0f;       // 10-bit luma steps
+constexpr float kChromaSteps = 255.0f;  // 8-bit chroma steps for the chroma thresholds
+constexpr float kGainUnit = 256.0f;
+constexpr float kStrengthUnity = 64.0f;
+constexpr float kScalerUnity = 32.0f;
+constexpr int kCurvePoints = 65;
+constexpr float kCaSpan = 128.0f;  // chroma size covered by caCurve, 8-bit steps
+constexpr float kDciStep = 16.0f;  // input spacing of dciCurve
+// Skin tones in 8-bit chroma steps, and how far from that centre the weight reaches zero.
+constexpr float kSkinCb = -26.0f, kSkinCr = 25.0f, kSkinRadius = 24.0f;
+constexpr int kDomainTable = 4096;
+
+// The settings of one kind of pixel (ordinary or skin), in luma 0..1 units.
+struct Shape {
+  float core, curveEnd;  // gradTh
+  float curve[4];        // hfMergeCurve gains
+  float gainUp, gainDown;
+  float limitUp, limitDown;
+};
+
+Shape shapeOf(const uint16_t gradTh[2], const uint16_t curve[4], const uint16_t gain[2],
+              const uint16_t limit[2], bool useCurve, float strength) {
+  Shape s{};
+  s.core = gradTh[0] / kSteps;
+  s.curveEnd = std::max(gradTh[1] / kSteps, s.core + 1.0f / kSteps);
+  for (int i = 0; i < 4; ++i) s.curve[i] = useCurve ? curve[i] / kGainUnit : 1.0f;
+  s.gainUp = strength * gain[0] / kGainUnit;
+  s.gainDown = strength * gain[1] / kGainUnit;
+  s.limitUp = limit[0] / kSteps;
+  s.limitDown = limit[1] / kSteps;
+  return s;
+}
+
+// The sharpening added for band value hf.
+float boost(const Shape &s, float hf) {
+  const float size = std::fabs(hf) - s.core;
+  if (size <= 0) return 0;
+  const float position = std::min(size / (s.curveEnd - s.core), 1.0f) * 3;
+  const int i = std::min(static_cast<int>(position), 2);
+  const float gain = s.curve[i] + (position - i) * (s.curve[i + 1] - s.curve[i]);
+  return hf > 0 ? size * gain * s.gainUp : -size * gain * s.gainDown;
+}
+
+float interpolate(const float *table, float position, int last) {
+  position = std::clamp(position, 0.0f, static_cast<float>(last));
+  const int i = std::min(static_cast<int>(position), last - 1);
+  return table[i] + (position - i) * (table[i + 1] - table[i]);
+}
+
+// Separable binomial blurs of a plane, rows clamped at the borders.
+void blurRows(const std::vector<float> &in, int width, int height, std::vector<float> &blur3,
+              std::vector<float> &blur5) {
+  parallelRows(height, [&](int first, int last) {
+    for (int y = first; y < last; ++y) {
+      const float *src = &in[static_cast<size_t>(y) * width];
+      float *b3 = &blur3[static_cast<size_t>(y) * width];
+      float *b5 = &blur5[static_cast<size_t>(y) * width];
+      for (int x = 0; x < width; ++x) {
+        const float l2 = src[std::max(x - 2, 0)], l1 = src[std::max(x - 1, 0)], c = src[x];
+        const float r1 = src[std::min(x + 1, width - 1)], r2 = src[std::min(x + 2, width - 1)];
+        b3[x] = 0.25f * (l1 + r1) + 0.5f * c;
+        b5[x] = 0.0625f * (l2 + r2) + 0.25f * (l1 + r1) + 0.375f * c;
+      }
+    }
+  });
+}
+
+}  // namespace
+
+bool stageEdgeEnhance_3(const RgbImage &in, const TDatabaseEdgeEnhance_3 &state,
+                        const FrameContext &, RgbImage &out) {
+  if (state.state == 0) return false;
+  const float strength = state.strength / kStrengthUnity;
+  const bool sharpens = strength > 0 && (state.detailScaler > 0 || state.edgeScaler > 0);
+  if (!sharpens && !state.isDci) return false;
+  const int width = in.width, height = in.height;
+  const size_t pixels = static_cast<size_t>(width) * height;
+
+  const bool useCurve = state.isCurve != 0;
+  const Shape normal = shapeOf(state.gradTh, state.hfMergeCurve, state.sharpGain, state.sharpLimit,
+                               useCurve, strength);
+  const Shape skin = shapeOf(state.gradThSkin, state.hfMergeCurveSkin, state.sharpGainSkin,
+                             state.sharpLimitSkin, useCurve, strength);
+  const float skinStrength = state.skinProcessEn ? state.skinDetectStrength / 128.0f : 0.0f;
+  const float detailScale = state.detailScaler / kScalerUnity;
+  const float edgeScale = state.edgeScaler / kScalerUnity;
+  const float yLow = state.yDownThreshold / kSteps, yHigh = state.yUpThreshold / kSteps;
+  float caCurve[kCurvePoints], dciCurve[kCurvePoints];
+  for (int i = 0; i < kCurvePoints; ++i) {
+    caCurve[i] = state.caCurve[i] / kGainUnit;
+    dciCurve[i] = std::min(state.dciCurve[i] / kSteps, 1.0f);
+  }
+  // Sharpening domain: the encoded luma itself, or luma made linear with deGamma.
+  const bool linearDomain = !state.isYuvDomain && state.deGamma > 0;
+  std::vector<float> decode, encode;
+  if (linearDomain) {
+    decode.resize(kDomainTable + 1);
+    encode.resize(kDomainTable + 1);
+    for (int i = 0; i <= kDomainTable; ++i) {
+      const float v = static_cast<float>(i) / kDomainTable;
+      decode[i] = std::pow(v, state.deGamma);
+      encode[i] = std::pow(v, 1.0f / state.deGamma);
+    }
+  }
+
+  std::vector<float> luma(pixels), rows3(pixels), rows5(pixels);
+  parallelRows(height, [&](int first, int last) {
+    for (size_t i = static_cast<size_t>(first) * width; i < static_cast<size_t>(last) * width;
+         ++i) {
+      const float *p = &in.data[i * 3];
+      const float y = kKr * p[0] + kKg * p[1] + kKb * p[2];
+      luma[i] = linearDomain ? interpolate(decode.data(), y * kDomainTable, kDomainTable) : y;
+    }
+  });
+  blurRows(luma, width, height, rows3, rows5);
+
+  out = in.sameShape();
+  parallelRows(height, [&](int first, int last) {
+    for (int y = first; y < last; ++y) {
+      const size_t up1 = static_cast<size_t>(std::max(y - 1, 0)) * width;
+      const size_t up2 = static_cast<size_t>(std::max(y - 2, 0)) * width;
+      const size_t down1 = static_cast<size_t>(std::min(y + 1, height - 1)) * width;
+      const size_t down2 = static_cast<size_t>(std::min(y + 2, height - 1)) * width;
+      const size_t row = static_cast<size_t>(y) * width;
+      for (int x = 0; x < width; ++x) {
+        const float *p = &in.data[(row + x) * 3];
+        float *q = &out.data[(row + x) * 3];
+        const float encodedY = kKr * p[0] + kKg * p[1] + kKb * p[2];
+        float level = luma[row + x];
+        if (sharpens && encodedY >= yLow && encodedY <= yHigh) {
+          const float b3 = 0.25f * (rows3[up1 + x] + rows3[down1 + x]) + 0.5f * rows3[row + x];
+          const float b5 = 0.0625f * (rows5[up2 + x] + rows5[down2 + x]) +
+                           0.25f * (rows5[up1 + x] + rows5[down1 + x]) + 0.375f * rows5[row + x];
+          const float hf = (level - b3) * detailScale + (b3 - b5) * edgeScale;
+          const float cb = (p[2] - encodedY) * kCbScale * kChromaSteps;
+          const float cr = (p[0] - encodedY) * kCrScale * kChromaSteps;
+          float skinWeight = 0;
+          if (skinStrength > 0) {
+            const float distance = std::hypot(cb - kSkinCb, cr - kSkinCr);
+            skinWeight = std::clamp(skinStrength * (1 - distance / kSkinRadius), 0.0f, 1.0f);
+          }
+          float delta = boost(normal, hf);
+          float limitUp = normal.limitUp, limitDown = normal.limitDown;
+          if (skinWeight > 0) {
+            delta += skinWeight * (boost(skin, hf) - delta);
+            limitUp += skinWeight * (skin.limitUp - limitUp);
+            limitDown += skinWeight * (skin.limitDown - limitDown);
+          }
+          if (state.isCa && cb >= state.cbDownThreshold && cb <= state.cbUpThreshold &&
+              cr >= state.crDownThreshold && cr <= state.crUpThreshold) {
+            const float size = std::hypot(cb, cr) / kCaSpan * (kCurvePoints - 1);
+            delta *= interpolate(caCurve, size, kCurvePoints - 1);
+          }
+          if (state.isSharpLimit) {
+            float low = level, high = level;
+            if (state.sharpLimitType == 1) {
+              const int xl = std::max(x - 1, 0), xr = std::min(x + 1, width - 1);
+              for (const size_t r : {up1, row, down1}) {
+                low = std::min({low, luma[r + xl], luma[r + x], luma[r + xr]});
+                high = std::max({high, luma[r + xl], luma[r + x], luma[r + xr]});
+              }
+            }
+            delta = std::clamp(level + delta, low - limitDown, high + limitUp) - level;
+          }
+          level += delta;
+        }
+        float newY =
+            linearDomain ? interpolate(encode.data(), level * kDomainTable, kDomainTable) : level;
+        if (state.isDci)
+          newY = interpolate(dciCurve, std::clamp(newY, 0.0f, 1.0f) * kSteps / kDciStep,
+                             kCurvePoints - 1);
+        const float shift = newY - encodedY;
+        for (int c = 0; c < 3; ++c) q[c] = std::clamp(p[c] + shift, 0.0f, 1.0f);
+      }
+    }
+  });
+  return true;
 }
 
 }  // namespace tcamera
