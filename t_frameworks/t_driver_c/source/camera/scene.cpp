@@ -33,7 +33,7 @@ constexpr double kInfraredWavelength = 850e-9, kGreenWavelength = 560e-9;
 
 // Linear sRGB to camera R, G, B: rows are the red, green and blue filters.
 constexpr std::array<double, 9> kCameraResponse = {
-    0.364, 0.130, 0.026,  //
+    0.364, 0.114, 0.042,  //
     0.150, 0.750, 0.100,  //
     0.031, 0.199, 0.536,  //
 };
