@@ -1,19 +1,213 @@
-// "3DNR_4" in the simulated ISP. SCAFFOLD: passes the picture through until the block's
-// algorithm is written.
+// "3DNR_4" in the simulated ISP: temporal noise reduction. Each pixel is blended with the
+// previous frame as it left this block, as far as the two frames differ by no more than
+// noise; where they differ more (motion) the current frame is kept, so moving edges do not
+// smear. The first frame, and a frame whose size changed, pass through.
+//   - Motion is detected on the luma, gamma-compressed as it arrives (isGammaFeBe) or made
+//     linear again with the display gamma, in levels of inputBits.
+//   - Each difference is measured against the noise expected at that level, deviation
+//     sqrt(noiseModelA x level + noiseModelB): absolute differences over 1.13 deviations
+//     (diffType 0, about 1 for pure noise) or squared ones over twice the variance, times
+//     sqrDiffFactor / 4 (diffType 1, weighs large changes more).
+//   - The measure is averaged over a filterLen x filterLen2 window (binomial weights with
+//     isGaussBlur, else flat) and mixed with the pixel's own by sadWeight (of 16, the
+//     window's share); isMotionDilate spreads motion dilateH pixels sideways; a box of
+//     radius motionSmoothLevel smooths the motion map, mixed in by motionSmoothFactor.
+//   - Motion = (measure - noiseLevel / 32) x thrMotionSlope / 256 x the motion slope at that
+//     level (tnrMotionSlopeY / 64), held within 0 .. 1.
+//   - The previous frame's share is (1 - motion) x the luma curve at that level
+//     (tnrLumaCurveX / tnrLumaCurveY of 1023, held at its value at fixCurveStart below it)
+//     x tnrStrength / 256 for the luma and tnrStrength2 / 256 for the chroma.
 #include <algorithm>
+#include <cmath>
+#include <vector>
 
 #include "stages.h"
 
 namespace tcamera {
+namespace {
 
-bool stage3DNoiseReduction_4(const RgbImage &in, const TDatabase3DNoiseReduction_4 &state, const FrameContext &context,
-    TemporalHistory &history, RgbImage &out) {
-  (void)in;
-  (void)state;
-  (void)context;
-  (void)out;
-  (void)history;
-  return false;
+constexpr float kKr = 0.299f, kKg = 0.587f, kKb = 0.114f;
+constexpr float kDisplayGamma = 2.2f;
+constexpr float kMeanAbsOfNoiseDifference = 1.128f;  // E|a - b| / deviation, a, b Gaussian
+constexpr float kSquareUnit = 4.0f;
+constexpr float kSadUnit = 16.0f;
+constexpr float kNoiseLevelUnit = 32.0f;
+constexpr float kSlopeUnit = 256.0f;
+constexpr float kSlopeCurveUnit = 64.0f;
+constexpr float kCurveUnit = 1023.0f;
+constexpr float kStrengthUnit = 256.0f;
+constexpr int kCurvePoints = 12;
+constexpr int kMaxWindow = 9;
+constexpr int kMinBits = 8, kMaxBits = 16;
+constexpr int kLinearTable = 1024;
+
+using Plane = std::vector<float>;
+
+// Piecewise-linear curve over rising x, held flat outside.
+float curveAt(const uint16_t *xs, const uint16_t *ys, float x) {
+  if (x <= xs[0]) return ys[0];
+  for (int i = 1; i < kCurvePoints; ++i) {
+    if (x < xs[i]) {
+      if (xs[i] <= xs[i - 1]) return ys[i];
+      const float t = (x - xs[i - 1]) / static_cast<float>(xs[i] - xs[i - 1]);
+      return ys[i - 1] + t * (static_cast<float>(ys[i]) - ys[i - 1]);
+    }
+  }
+  return ys[kCurvePoints - 1];
+}
+
+// Weights of an odd window of `length` taps: flat or binomial, summing to 1.
+std::vector<float> window(int length, bool gaussian) {
+  length = std::clamp(length | 1, 1, kMaxWindow);
+  std::vector<float> weights(length, 1.0f);
+  if (gaussian)
+    for (int n = 1; n < length; ++n)
+      for (int k = n - 1; k > 0; --k) weights[k] += weights[k - 1];
+  float sum = 0;
+  for (float w : weights) sum += w;
+  for (float &w : weights) w /= sum;
+  return weights;
+}
+
+// out = in filtered by weightsX along rows then weightsY along columns, borders clamped.
+void separable(const Plane &in, int width, int height, const std::vector<float> &weightsX,
+               const std::vector<float> &weightsY, Plane &scratch, Plane &out) {
+  const int rx = static_cast<int>(weightsX.size()) / 2, ry = static_cast<int>(weightsY.size()) / 2;
+  parallelRows(height, [&](int first, int last) {
+    for (int y = first; y < last; ++y) {
+      const float *src = &in[static_cast<size_t>(y) * width];
+      float *dst = &scratch[static_cast<size_t>(y) * width];
+      for (int x = 0; x < width; ++x) {
+        float sum = 0;
+        for (int k = -rx; k <= rx; ++k)
+          sum += weightsX[k + rx] * src[std::clamp(x + k, 0, width - 1)];
+        dst[x] = sum;
+      }
+    }
+  });
+  parallelRows(height, [&](int first, int last) {
+    for (int y = first; y < last; ++y) {
+      float *dst = &out[static_cast<size_t>(y) * width];
+      std::fill(dst, dst + width, 0.0f);
+      for (int k = -ry; k <= ry; ++k) {
+        const float *src = &scratch[static_cast<size_t>(std::clamp(y + k, 0, height - 1)) * width];
+        const float w = weightsY[k + ry];
+        for (int x = 0; x < width; ++x) dst[x] += w * src[x];
+      }
+    }
+  });
+}
+
+}  // namespace
+
+bool stage3DNoiseReduction_4(const RgbImage &in, const TDatabase3DNoiseReduction_4 &state,
+                             const FrameContext &, TemporalHistory &history, RgbImage &out) {
+  if (state.state == 0 || !history.valid || history.previous.width != in.width ||
+      history.previous.height != in.height || history.previous.data.size() != in.data.size())
+    return false;
+  const int width = in.width, height = in.height;
+  const size_t pixels = static_cast<size_t>(width) * height;
+  const RgbImage &previous = history.previous;
+
+  const float levels =
+      std::exp2(static_cast<float>(std::clamp<int>(state.inputBits, kMinBits, kMaxBits))) - 1;
+  const bool linear = !state.isGammaFeBe;
+  std::vector<float> toLinear;
+  if (linear) {
+    toLinear.resize(kLinearTable + 2);
+    for (int i = 0; i <= kLinearTable; ++i)
+      toLinear[i] = std::pow(static_cast<float>(i) / kLinearTable, kDisplayGamma);
+    toLinear[kLinearTable + 1] = 1.0f;
+  }
+  auto detectionLevel = [&](const float *p) {
+    float luma = std::clamp(kKr * p[0] + kKg * p[1] + kKb * p[2], 0.0f, 1.0f);
+    if (linear) {
+      const float position = luma * kLinearTable;
+      const int i = static_cast<int>(position);
+      luma = toLinear[i] + (position - i) * (toLinear[i + 1] - toLinear[i]);
+    }
+    return luma * levels;
+  };
+
+  // Per pixel: its level and its difference measured against the noise.
+  const double noiseA = state.noiseModelA, noiseB = state.noiseModelB;
+  const bool squared = state.diffType == 1;
+  const float squareWeight = state.sqrDiffFactor / kSquareUnit;
+  Plane level(pixels), measure(pixels);
+  parallelRows(height, [&](int first, int last) {
+    for (size_t i = static_cast<size_t>(first) * width; i < static_cast<size_t>(last) * width;
+         ++i) {
+      const float now = detectionLevel(&in.data[i * 3]);
+      const float before = detectionLevel(&previous.data[i * 3]);
+      const float variance = static_cast<float>(std::max(noiseA * now + noiseB, 1e-6));
+      const float d = now - before;
+      level[i] = now;
+      measure[i] = squared ? d * d / (2 * variance) * squareWeight
+                           : std::fabs(d) / (kMeanAbsOfNoiseDifference * std::sqrt(variance));
+    }
+  });
+
+  // Window mean, mixed with the pixel's own measure.
+  Plane scratch(pixels), motion(pixels);
+  separable(measure, width, height, window(state.filterLen, state.isGaussBlur),
+            window(state.filterLen2, state.isGaussBlur), scratch, motion);
+  const float sadShare = std::min(state.sadWeight / kSadUnit, 1.0f);
+  for (size_t i = 0; i < pixels; ++i) motion[i] = measure[i] + sadShare * (motion[i] - measure[i]);
+
+  if (state.isMotionDilate && state.dilateH > 0) {
+    const int reach = state.dilateH;
+    parallelRows(height, [&](int first, int last) {
+      for (int y = first; y < last; ++y) {
+        const float *src = &motion[static_cast<size_t>(y) * width];
+        float *dst = &scratch[static_cast<size_t>(y) * width];
+        for (int x = 0; x < width; ++x) {
+          float most = src[x];
+          for (int k = std::max(x - reach, 0); k <= std::min(x + reach, width - 1); ++k)
+            most = std::max(most, src[k]);
+          dst[x] = most;
+        }
+      }
+    });
+    motion.swap(scratch);
+  }
+  const float smoothShare = std::clamp(static_cast<float>(state.motionSmoothFactor), 0.0f, 1.0f);
+  if (state.motionSmoothLevel > 0 && smoothShare > 0) {
+    const std::vector<float> box =
+        window(2 * std::min<int>(state.motionSmoothLevel, kMaxWindow / 2) + 1, false);
+    separable(motion, width, height, box, box, scratch, measure);
+    for (size_t i = 0; i < pixels; ++i) motion[i] += smoothShare * (measure[i] - motion[i]);
+  }
+
+  // Blend.
+  const float threshold = state.noiseLevel / kNoiseLevelUnit;
+  const float slope = state.thrMotionSlope / kSlopeUnit;
+  const float lumaStrength = state.tnrStrength / kStrengthUnit;
+  const float chromaStrength = state.tnrStrength2 / kStrengthUnit;
+  const float fixStart = state.fixCurveStart;
+  out = in.sameShape();
+  parallelRows(height, [&](int first, int last) {
+    for (size_t i = static_cast<size_t>(first) * width; i < static_cast<size_t>(last) * width;
+         ++i) {
+      const float at = level[i];
+      const float curveLevel = std::max(at, fixStart);
+      const float localSlope =
+          slope * curveAt(state.tnrLumaCurveX, state.tnrMotionSlopeY, at) / kSlopeCurveUnit;
+      const float moving = std::clamp((motion[i] - threshold) * localSlope, 0.0f, 1.0f);
+      const float still = (1.0f - moving) *
+                          curveAt(state.tnrLumaCurveX, state.tnrLumaCurveY, curveLevel) /
+                          kCurveUnit;
+      const float kLuma = std::min(still * lumaStrength, 1.0f);
+      const float kChroma = std::min(still * chromaStrength, 1.0f);
+      const float *p = &in.data[i * 3];
+      const float *q = &previous.data[i * 3];
+      float *o = &out.data[i * 3];
+      const float delta[3] = {q[0] - p[0], q[1] - p[1], q[2] - p[2]};
+      const float deltaLuma = kKr * delta[0] + kKg * delta[1] + kKb * delta[2];
+      for (int c = 0; c < 3; ++c)
+        o[c] = p[c] + kLuma * deltaLuma + kChroma * (delta[c] - deltaLuma);
+    }
+  });
+  return true;
 }
 
 }  // namespace tcamera
