@@ -178,6 +178,51 @@ TEST(Sensor, RadianceOneReachesFullScaleAt20Milliseconds) {
   }
 }
 
+TEST(Sensor, PatchesReadTheirColourThroughLensAndExposure) {
+  // Each patch's centre, on each colour of site, reads the patch's radiance x the lens
+  // fall-off there x exposure x gain, in and out of focus, for every Bayer order.
+  const struct {
+    unsigned order;
+    double lensPosition, time, gain, kelvin;
+  } kCases[] = {{0, 400, 0.01, 1, 5000}, {1, 512, 0.005, 2, 3000}, {3, 300, 0.02, 1, 6500}};
+  for (const auto &c : kCases) {
+    SensorSettings settings = smallFrame();
+    settings.noise = false;
+    settings.defects = false;
+    settings.bayerOrder = c.order;
+    settings.lensPosition = c.lensPosition;
+    settings.exposureTime = c.time;
+    settings.analogGain = c.gain;
+    settings.illuminantKelvin = c.kelvin;
+    const Mosaic raw = captureSensor(settings, 0);
+    const double range = raw.whiteLevel - raw.blackLevel;
+    const double halfDiagonal = std::hypot(kWidth / 2.0, kHeight / 2.0);
+    const ChartLayout layout = chartLayout(kWidth, kHeight);
+    for (int patch = 0; patch < 24; ++patch) {
+      const CameraColour colour = chartPatchResponse(patch, c.kelvin);
+      const Rect &p = layout.patches[patch];
+      double measured[3] = {}, expected[3] = {}, sites[3] = {};
+      for (int y = p.y + p.height / 4; y < p.y + p.height * 3 / 4; ++y)
+        for (int x = p.x + p.width / 4; x < p.x + p.width * 3 / 4; ++x) {
+          const Cfa site = raw.colourAt(x, y);
+          const int channel = site == Cfa::kRed ? 0 : site == Cfa::kBlue ? 2 : 1;
+          const double radiance = channel == 0 ? colour.r : channel == 1 ? colour.g : colour.b;
+          const double radius =
+              std::hypot(x + 0.5 - kWidth / 2.0, y + 0.5 - kHeight / 2.0) / halfDiagonal;
+          measured[channel] += raw.at(x, y) - raw.blackLevel;
+          sites[channel] += 1;
+          expected[channel] += radiance * relativeIllumination(site, radius) * c.time /
+                               kFullScaleExposure * c.gain * range;
+        }
+      for (int channel = 0; channel < 3; ++channel)
+        // 2%, and rounding to whole codes.
+        EXPECT_NEAR(measured[channel], expected[channel],
+                    0.02 * expected[channel] + 0.5 * sites[channel])
+            << "patch " << patch << " channel " << channel << " order " << c.order;
+    }
+  }
+}
+
 TEST(Sensor, LensCapShowsThePedestalAndReadNoise) {
   const struct {
     int bitDepth;
