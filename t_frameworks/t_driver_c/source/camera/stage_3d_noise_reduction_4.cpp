@@ -40,6 +40,7 @@ constexpr int kCurvePoints = 12;
 constexpr int kMaxWindow = 9;
 constexpr int kMinBits = 8, kMaxBits = 16;
 constexpr int kLinearTable = 1024;
+constexpr int kLevelTable = 1024;
 
 using Plane = std::vector<float>;
 
@@ -54,6 +55,24 @@ float curveAt(const uint16_t *xs, const uint16_t *ys, float x) {
     }
   }
   return ys[kCurvePoints - 1];
+}
+
+// A function of the level sampled over 0 .. levels, read at the nearest sample.
+struct LevelTable {
+  float scale = 0;  // samples per level
+  std::vector<float> values;
+  float at(float level) const {
+    return values[std::clamp(static_cast<int>(level * scale + 0.5f), 0, kLevelTable)];
+  }
+};
+
+template <typename F>
+LevelTable levelTable(float levels, F f) {
+  LevelTable table;
+  table.scale = kLevelTable / levels;
+  table.values.resize(kLevelTable + 1);
+  for (int i = 0; i <= kLevelTable; ++i) table.values[i] = f(levels * i / kLevelTable);
+  return table;
 }
 
 // Weights of an odd window of `length` taps: flat or binomial, summing to 1.
@@ -77,12 +96,21 @@ void separable(const Plane &in, int width, int height, const std::vector<float> 
     for (int y = first; y < last; ++y) {
       const float *src = &in[static_cast<size_t>(y) * width];
       float *dst = &scratch[static_cast<size_t>(y) * width];
-      for (int x = 0; x < width; ++x) {
+      auto clamped = [&](int x) {
         float sum = 0;
         for (int k = -rx; k <= rx; ++k)
           sum += weightsX[k + rx] * src[std::clamp(x + k, 0, width - 1)];
         dst[x] = sum;
+      };
+      // Clamped reads only near the borders.
+      const int inner = std::max(rx, width - rx);
+      for (int x = 0; x < std::min(rx, width); ++x) clamped(x);
+      for (int x = rx; x < inner; ++x) {
+        float sum = 0;
+        for (int k = -rx; k <= rx; ++k) sum += weightsX[k + rx] * src[x + k];
+        dst[x] = sum;
       }
+      for (int x = std::max(inner, std::min(rx, width)); x < width; ++x) clamped(x);
     }
   });
   parallelRows(height, [&](int first, int last) {
@@ -95,6 +123,14 @@ void separable(const Plane &in, int width, int height, const std::vector<float> 
         for (int x = 0; x < width; ++x) dst[x] += w * src[x];
       }
     }
+  });
+}
+
+// a[i] += share * (b[i] - a[i]) over the whole plane.
+void mix(Plane &a, const Plane &b, float share, int width, int height) {
+  parallelRows(height, [&](int first, int last) {
+    const size_t end = static_cast<size_t>(last) * width;
+    for (size_t i = static_cast<size_t>(first) * width; i < end; ++i) a[i] += share * (b[i] - a[i]);
   });
 }
 
@@ -129,21 +165,23 @@ bool stage3DNoiseReduction_4(const RgbImage &in, const TDatabase3DNoiseReduction
     return luma * levels;
   };
 
-  // Per pixel: its level and its difference measured against the noise.
-  const double noiseA = state.noiseModelA, noiseB = state.noiseModelB;
+  // Per pixel: its level and its difference measured against the noise expected there.
   const bool squared = state.diffType == 1;
   const float squareWeight = state.sqrDiffFactor / kSquareUnit;
+  const LevelTable noiseScale = levelTable(levels, [&](float at) {
+    const float variance =
+        static_cast<float>(std::max(state.noiseModelA * at + state.noiseModelB, 1e-6));
+    return squared ? squareWeight / (2 * variance)
+                   : 1.0f / (kMeanAbsOfNoiseDifference * std::sqrt(variance));
+  });
   Plane level(pixels), measure(pixels);
   parallelRows(height, [&](int first, int last) {
-    for (size_t i = static_cast<size_t>(first) * width; i < static_cast<size_t>(last) * width;
-         ++i) {
+    const size_t end = static_cast<size_t>(last) * width;
+    for (size_t i = static_cast<size_t>(first) * width; i < end; ++i) {
       const float now = detectionLevel(&in.data[i * 3]);
-      const float before = detectionLevel(&previous.data[i * 3]);
-      const float variance = static_cast<float>(std::max(noiseA * now + noiseB, 1e-6));
-      const float d = now - before;
+      const float d = now - detectionLevel(&previous.data[i * 3]);
       level[i] = now;
-      measure[i] = squared ? d * d / (2 * variance) * squareWeight
-                           : std::fabs(d) / (kMeanAbsOfNoiseDifference * std::sqrt(variance));
+      measure[i] = (squared ? d * d : std::fabs(d)) * noiseScale.at(now);
     }
   });
 
@@ -151,8 +189,7 @@ bool stage3DNoiseReduction_4(const RgbImage &in, const TDatabase3DNoiseReduction
   Plane scratch(pixels), motion(pixels);
   separable(measure, width, height, window(state.filterLen, state.isGaussBlur),
             window(state.filterLen2, state.isGaussBlur), scratch, motion);
-  const float sadShare = std::min(state.sadWeight / kSadUnit, 1.0f);
-  for (size_t i = 0; i < pixels; ++i) motion[i] = measure[i] + sadShare * (motion[i] - measure[i]);
+  mix(motion, measure, 1.0f - std::min(state.sadWeight / kSadUnit, 1.0f), width, height);
 
   if (state.isMotionDilate && state.dilateH > 0) {
     const int reach = state.dilateH;
@@ -175,27 +212,28 @@ bool stage3DNoiseReduction_4(const RgbImage &in, const TDatabase3DNoiseReduction
     const std::vector<float> box =
         window(2 * std::min<int>(state.motionSmoothLevel, kMaxWindow / 2) + 1, false);
     separable(motion, width, height, box, box, scratch, measure);
-    for (size_t i = 0; i < pixels; ++i) motion[i] += smoothShare * (measure[i] - motion[i]);
+    mix(motion, measure, smoothShare, width, height);
   }
 
   // Blend.
   const float threshold = state.noiseLevel / kNoiseLevelUnit;
   const float slope = state.thrMotionSlope / kSlopeUnit;
+  const float fixStart = state.fixCurveStart;
+  const LevelTable motionSlope = levelTable(levels, [&](float at) {
+    return slope * curveAt(state.tnrLumaCurveX, state.tnrMotionSlopeY, at) / kSlopeCurveUnit;
+  });
+  const LevelTable stillShare = levelTable(levels, [&](float at) {
+    return curveAt(state.tnrLumaCurveX, state.tnrLumaCurveY, std::max(at, fixStart)) / kCurveUnit;
+  });
   const float lumaStrength = state.tnrStrength / kStrengthUnit;
   const float chromaStrength = state.tnrStrength2 / kStrengthUnit;
-  const float fixStart = state.fixCurveStart;
   out = in.sameShape();
   parallelRows(height, [&](int first, int last) {
-    for (size_t i = static_cast<size_t>(first) * width; i < static_cast<size_t>(last) * width;
-         ++i) {
+    const size_t end = static_cast<size_t>(last) * width;
+    for (size_t i = static_cast<size_t>(first) * width; i < end; ++i) {
       const float at = level[i];
-      const float curveLevel = std::max(at, fixStart);
-      const float localSlope =
-          slope * curveAt(state.tnrLumaCurveX, state.tnrMotionSlopeY, at) / kSlopeCurveUnit;
-      const float moving = std::clamp((motion[i] - threshold) * localSlope, 0.0f, 1.0f);
-      const float still = (1.0f - moving) *
-                          curveAt(state.tnrLumaCurveX, state.tnrLumaCurveY, curveLevel) /
-                          kCurveUnit;
+      const float moving = std::clamp((motion[i] - threshold) * motionSlope.at(at), 0.0f, 1.0f);
+      const float still = (1.0f - moving) * stillShare.at(at);
       const float kLuma = std::min(still * lumaStrength, 1.0f);
       const float kChroma = std::min(still * chromaStrength, 1.0f);
       const float *p = &in.data[i * 3];

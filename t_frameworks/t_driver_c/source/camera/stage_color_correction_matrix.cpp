@@ -29,17 +29,22 @@ bool stageColorCorrectionMatrix(const RgbImage &in, const TDatabaseColorCorrecti
                            state.ccOffset[1] / kOffsetFullScale,
                            state.ccOffset[2] / kOffsetFullScale};
   out = in.sameShape();
-  const size_t rowFloats = static_cast<size_t>(in.width) * 3;
-  parallelRows(in.height, [&](int first, int last) {
-    for (int y = first; y < last; ++y) {
-      const float *src = in.data.data() + y * rowFloats;
-      float *dst = out.data.data() + y * rowFloats;
-      for (int x = 0; x < in.width; ++x, src += 3, dst += 3) {
-        const float r = src[0], g = src[1], b = src[2];
-        dst[0] = std::max(0.0f, m[0] * r + m[1] * g + m[2] * b + offset[0]);
-        dst[1] = std::max(0.0f, m[3] * r + m[4] * g + m[5] * b + offset[1]);
-        dst[2] = std::max(0.0f, m[6] * r + m[7] * g + m[8] * b + offset[2]);
-      }
+  const int width = in.width;
+  const float *source = in.data.data();
+  float *target = out.data.data();
+  parallelRows(in.height, [=](int first, int last) {
+    // Coefficients in locals: the compiler need not reload them after every store.
+    const float m0 = m[0], m1 = m[1], m2 = m[2], m3 = m[3], m4 = m[4], m5 = m[5], m6 = m[6],
+                m7 = m[7], m8 = m[8];
+    const float o0 = offset[0], o1 = offset[1], o2 = offset[2];
+    const float *src = source + static_cast<size_t>(first) * width * 3;
+    float *dst = target + static_cast<size_t>(first) * width * 3;
+    const size_t count = static_cast<size_t>(last - first) * width;
+    for (size_t i = 0; i < count; ++i, src += 3, dst += 3) {
+      const float r = src[0], g = src[1], b = src[2];
+      dst[0] = std::max(0.0f, m0 * r + m1 * g + m2 * b + o0);
+      dst[1] = std::max(0.0f, m3 * r + m4 * g + m5 * b + o1);
+      dst[2] = std::max(0.0f, m6 * r + m7 * g + m8 * b + o2);
     }
   });
   return true;

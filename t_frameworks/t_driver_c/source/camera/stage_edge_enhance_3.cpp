@@ -89,12 +89,19 @@ void blurRows(const std::vector<float> &in, int width, int height, std::vector<f
       const float *src = &in[static_cast<size_t>(y) * width];
       float *b3 = &blur3[static_cast<size_t>(y) * width];
       float *b5 = &blur5[static_cast<size_t>(y) * width];
-      for (int x = 0; x < width; ++x) {
-        const float l2 = src[std::max(x - 2, 0)], l1 = src[std::max(x - 1, 0)], c = src[x];
-        const float r1 = src[std::min(x + 1, width - 1)], r2 = src[std::min(x + 2, width - 1)];
+      auto at = [&](int x) { return src[std::clamp(x, 0, width - 1)]; };
+      auto blur = [&](int x, float l2, float l1, float c, float r1, float r2) {
         b3[x] = 0.25f * (l1 + r1) + 0.5f * c;
         b5[x] = 0.0625f * (l2 + r2) + 0.25f * (l1 + r1) + 0.375f * c;
-      }
+      };
+      // Clamped reads only near the borders, so the middle of the row vectorises.
+      const int inner = std::max(2, width - 2);
+      for (int x = 0; x < std::min(2, width); ++x)
+        blur(x, at(x - 2), at(x - 1), src[x], at(x + 1), at(x + 2));
+      for (int x = 2; x < inner; ++x)
+        blur(x, src[x - 2], src[x - 1], src[x], src[x + 1], src[x + 2]);
+      for (int x = std::max(inner, std::min(2, width)); x < width; ++x)
+        blur(x, at(x - 2), at(x - 1), src[x], at(x + 1), at(x + 2));
     }
   });
 }
@@ -116,6 +123,7 @@ bool stageEdgeEnhance_3(const RgbImage &in, const TDatabaseEdgeEnhance_3 &state,
   const Shape skin = shapeOf(state.gradThSkin, state.hfMergeCurveSkin, state.sharpGainSkin,
                              state.sharpLimitSkin, useCurve, strength);
   const float skinStrength = state.skinProcessEn ? state.skinDetectStrength / 128.0f : 0.0f;
+  const float minCore = skinStrength > 0 ? std::min(normal.core, skin.core) : normal.core;
   const float detailScale = state.detailScaler / kScalerUnity;
   const float edgeScale = state.edgeScaler / kScalerUnity;
   const float yLow = state.yDownThreshold / kSteps, yHigh = state.yUpThreshold / kSteps;
@@ -166,26 +174,31 @@ bool stageEdgeEnhance_3(const RgbImage &in, const TDatabaseEdgeEnhance_3 &state,
           const float b5 = 0.0625f * (rows5[up2 + x] + rows5[down2 + x]) +
                            0.25f * (rows5[up1 + x] + rows5[down1 + x]) + 0.375f * rows5[row + x];
           const float hf = (level - b3) * detailScale + (b3 - b5) * edgeScale;
-          const float cb = (p[2] - encodedY) * kCbScale * kChromaSteps;
-          const float cr = (p[0] - encodedY) * kCrScale * kChromaSteps;
-          float skinWeight = 0;
-          if (skinStrength > 0) {
-            const float distance = std::hypot(cb - kSkinCb, cr - kSkinCr);
-            skinWeight = std::clamp(skinStrength * (1 - distance / kSkinRadius), 0.0f, 1.0f);
-          }
-          float delta = boost(normal, hf);
+          float delta = 0;
           float limitUp = normal.limitUp, limitDown = normal.limitDown;
-          if (skinWeight > 0) {
-            delta += skinWeight * (boost(skin, hf) - delta);
-            limitUp += skinWeight * (skin.limitUp - limitUp);
-            limitDown += skinWeight * (skin.limitDown - limitDown);
+          // Below both coring thresholds nothing is added: most of a frame stops here.
+          if (std::fabs(hf) > minCore) {
+            const float cb = (p[2] - encodedY) * kCbScale * kChromaSteps;
+            const float cr = (p[0] - encodedY) * kCrScale * kChromaSteps;
+            float skinWeight = 0;
+            if (skinStrength > 0) {
+              const float dcb = cb - kSkinCb, dcr = cr - kSkinCr;
+              const float distance = std::sqrt(dcb * dcb + dcr * dcr);
+              skinWeight = std::clamp(skinStrength * (1 - distance / kSkinRadius), 0.0f, 1.0f);
+            }
+            delta = boost(normal, hf);
+            if (skinWeight > 0) {
+              delta += skinWeight * (boost(skin, hf) - delta);
+              limitUp += skinWeight * (skin.limitUp - limitUp);
+              limitDown += skinWeight * (skin.limitDown - limitDown);
+            }
+            if (state.isCa && cb >= state.cbDownThreshold && cb <= state.cbUpThreshold &&
+                cr >= state.crDownThreshold && cr <= state.crUpThreshold) {
+              const float size = std::sqrt(cb * cb + cr * cr) / kCaSpan * (kCurvePoints - 1);
+              delta *= interpolate(caCurve, size, kCurvePoints - 1);
+            }
           }
-          if (state.isCa && cb >= state.cbDownThreshold && cb <= state.cbUpThreshold &&
-              cr >= state.crDownThreshold && cr <= state.crUpThreshold) {
-            const float size = std::hypot(cb, cr) / kCaSpan * (kCurvePoints - 1);
-            delta *= interpolate(caCurve, size, kCurvePoints - 1);
-          }
-          if (state.isSharpLimit) {
+          if (delta != 0 && state.isSharpLimit) {
             float low = level, high = level;
             if (state.sharpLimitType == 1) {
               const int xl = std::max(x - 1, 0), xr = std::min(x + 1, width - 1);
