@@ -26,7 +26,7 @@ TDatabase3DNoiseReduction_4 matched() {
   s.isGammaFeBe = 1, s.isGaussBlur = 1, s.isMotionDilate = 1;
   s.inputBits = 12;
   s.motionSmoothFactor = 0.5, s.motionSmoothLevel = 2;
-  s.noiseLevel = 64;
+  s.noiseLevel = 16;  // twice the deviation of the (matched) model
   s.noiseModelA = 0, s.noiseModelB = 3000;
   s.sadWeight = 8, s.sqrDiffFactor = 4;
   s.thrMotionSlope = 256;
@@ -115,13 +115,13 @@ TEST(Stage3DNoiseReduction_4, StaticNoiseDropsFrameToFrame) {
        1.01f},
       {"a noise model far below the noise sees motion everywhere",
        [](auto &s) { s.noiseModelB = 30; }, 0.9f, 1.01f, 0.9f, 1.01f},
-      {"a lower motion threshold keeps more noise", [](auto &s) { s.noiseLevel = 16; },
+      {"a lower motion threshold keeps more noise", [](auto &s) { s.noiseLevel = 4; },
        1.3f * reference.luma, 1, 0, 1},
-      {"a threshold at the noise sees much of it as motion", [](auto &s) { s.noiseLevel = 32; },
+      {"a threshold at the noise sees much of it as motion", [](auto &s) { s.noiseLevel = 8; },
        0.6f, 1, 0, 1},
       {"... unless the motion slope is gentle",
        [](auto &s) {
-         s.noiseLevel = 32;
+         s.noiseLevel = 8;
          s.thrMotionSlope = 16;
        },
        0, 0.45f, 0, 1},

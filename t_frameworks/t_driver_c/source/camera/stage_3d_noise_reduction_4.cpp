@@ -12,7 +12,7 @@
 //     isGaussBlur, else flat) and mixed with the pixel's own by sadWeight (of 16, the
 //     window's share); isMotionDilate spreads motion dilateH pixels sideways; a box of
 //     radius motionSmoothLevel smooths the motion map, mixed in by motionSmoothFactor.
-//   - Motion = (measure - noiseLevel / 32) x thrMotionSlope / 256 x the motion slope at that
+//   - Motion = (measure - noiseLevel / 8) x thrMotionSlope / 256 x the motion slope at that
 //     level (tnrMotionSlopeY / 64), held within 0 .. 1.
 //   - The previous frame's share is (1 - motion) x the luma curve at that level
 //     (tnrLumaCurveX / tnrLumaCurveY of 1023, held at its value at fixCurveStart below it)
@@ -31,7 +31,9 @@ constexpr float kDisplayGamma = 2.2f;
 constexpr float kMeanAbsOfNoiseDifference = 1.128f;  // E|a - b| / deviation, a, b Gaussian
 constexpr float kSquareUnit = 4.0f;
 constexpr float kSadUnit = 16.0f;
-constexpr float kNoiseLevelUnit = 32.0f;
+// noiseLevel counts eighths of the modelled deviation: the shipped 64 passes changes up to eight
+// deviations of a model that may underestimate the sensor; a calibrated model wants about 16.
+constexpr float kNoiseLevelUnit = 8.0f;
 constexpr float kSlopeUnit = 256.0f;
 constexpr float kSlopeCurveUnit = 64.0f;
 constexpr float kCurveUnit = 1023.0f;
