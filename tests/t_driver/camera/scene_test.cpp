@@ -24,7 +24,11 @@ double planeMean(const ScenePlanes &scene, int plane, const Rect &rect) {
   return sum / (static_cast<double>(rect.width) * rect.height);
 }
 
-std::pair<float, float> planeRange(const ScenePlanes &scene, int plane, const Rect &rect) {
+struct Range {
+  float low, high;
+};
+
+Range planeRange(const ScenePlanes &scene, int plane, const Rect &rect) {
   float low = 1e30f, high = -1e30f;
   for (int y = rect.y; y < rect.y + rect.height; ++y)
     for (int x = rect.x; x < rect.x + rect.width; ++x) {
