@@ -160,24 +160,6 @@ TEST(Sensor, FlatAreaScalesWithExposureGainAndLux) {
   }
 }
 
-TEST(Sensor, RadianceOneReachesFullScaleAt20Milliseconds) {
-  // A flat scene lit so that its radiance is 1, noise off, read at the centre of the frame.
-  for (const int bitDepth : {10, 12}) {
-    SensorSettings settings = smallFrame();
-    settings.scene = SceneKind::kFlat;
-    settings.noise = false;
-    settings.defects = false;
-    settings.bitDepth = bitDepth;
-    settings.exposureTime = kFullScaleExposure / 2;
-    settings.analogGain = 2;
-    settings.lux = 1 / (kFlatReflectance * kNominalWhite);
-    const Mosaic raw = captureSensor(settings, 0);
-    const Stats centre = siteStats(raw, centreRect(kWidth, kHeight, 4), kGreens);
-    const double range = raw.whiteLevel - raw.blackLevel;
-    EXPECT_NEAR(centre.mean, range, 0.005 * range) << bitDepth;
-  }
-}
-
 TEST(Sensor, PatchesReadTheirColourThroughLensAndExposure) {
   // Each patch's centre, on each colour of site, reads the patch's radiance x the lens
   // fall-off there x exposure x gain, in and out of focus, for every Bayer order.
