@@ -1,17 +1,191 @@
-// "RGBIR and RGBIR_1_1" in the simulated ISP. SCAFFOLD: passes the picture through until the block's
-// algorithm is written.
+// "RGBIR" and "RGBIR_1_1" in the simulated ISP: separates the infrared seen by an RGB-IR
+// sensor and rebuilds a Bayer mosaic from what is left.
+//
+// An RGB-IR sensor has no infrared-cut filter: its colour sites see some infrared as well, and
+// a quarter of its sites see infrared only. The block works on the frame's own 4 x 4 colour
+// layout. First, per channel (R, G, B, IR), each site's black level is evened out (the channel's
+// bls less the mean of the four: the common pedestal is the black-level block's business) and
+// lone defects are replaced by the mean of their nearest same-channel neighbours. Then every
+// site gets an estimate of all four channels (its own value for its own channel, the mean of
+// the nearest sites of that channel otherwise), and the colour that the output Bayer order
+// wants there is rebuilt through the 3 x 4 matrix (R, G, B out of R, G, B, IR). Near
+// saturation the infrared estimate is unreliable, so above irThreshold (infrared level) and
+// lThreshold (green level, standing for luma) the removal fades out over kFadeWidth. Levels
+// are on the 12-bit scale and scaled to the sensor's depth. A Bayer frame passes through.
 #include <algorithm>
+#include <array>
+#include <cmath>
+#include <vector>
 
 #include "stages.h"
 
 namespace tcamera {
+namespace {
 
-bool stageRgbInfraredRadiation(const Mosaic &in, const TDatabaseRgbInfraredRadiation &state, const FrameContext &context, Mosaic &out) {
-  (void)in;
-  (void)state;
+constexpr float kRecordCodes = 4096;  // levels are on the 12-bit scale
+constexpr float kFadeWidth = 256;     // 12-bit codes over which the removal fades out
+constexpr int kChannels = 4;          // R, G, B, IR
+constexpr int kMaxTaps = 8;
+constexpr int kReach = 2;  // nearest sites are looked for up to this far
+
+int channelOf(Cfa c) {
+  switch (c) {
+    case Cfa::kRed:
+      return 0;
+    case Cfa::kBlue:
+      return 2;
+    case Cfa::kInfrared:
+      return 3;
+    default:
+      return 1;
+  }
+}
+
+// The nearest sites of each channel around each of the 16 positions of the pattern (the
+// site itself left out).
+struct Taps {
+  int count = 0;
+  std::array<int8_t, kMaxTaps> dx{}, dy{};
+};
+using TapTable = std::array<std::array<Taps, kChannels>, 16>;
+
+TapTable tapTable(const std::array<Cfa, 16> &pattern) {
+  TapTable table{};
+  for (int py = 0; py < 4; ++py)
+    for (int px = 0; px < 4; ++px)
+      for (int channel = 0; channel < kChannels; ++channel) {
+        int nearest = 1 << 30;
+        for (int dy = -kReach; dy <= kReach; ++dy)
+          for (int dx = -kReach; dx <= kReach; ++dx) {
+            const Cfa c = pattern[((py + dy) & 3) * 4 + ((px + dx) & 3)];
+            if ((dx || dy) && channelOf(c) == channel)
+              nearest = std::min(nearest, dx * dx + dy * dy);
+          }
+        Taps &taps = table[py * 4 + px][channel];
+        for (int dy = -kReach; dy <= kReach; ++dy)
+          for (int dx = -kReach; dx <= kReach; ++dx) {
+            const Cfa c = pattern[((py + dy) & 3) * 4 + ((px + dx) & 3)];
+            if ((dx || dy) && channelOf(c) == channel && dx * dx + dy * dy == nearest &&
+                taps.count < kMaxTaps) {
+              taps.dx[taps.count] = static_cast<int8_t>(dx);
+              taps.dy[taps.count] = static_cast<int8_t>(dy);
+              ++taps.count;
+            }
+          }
+      }
+  return table;
+}
+
+struct Separation {
+  std::array<float, kChannels> offset;  // black level of each channel above the common one
+  std::array<float, kChannels> threshold, midThreshold;  // defect detection
+  float matrix[3][kChannels];
+  float irThreshold, lumaThreshold, fadeWidth;
+};
+
+// A neighbour's coordinate; beyond the edge, the site of the same pattern position one period in.
+int wrap(int i, int size) {
+  return i < 0 ? i + 4 : i >= size ? i - 4 : i;
+}
+
+// Black levels evened out and lone defects replaced, on one exposure.
+void cleanSites(const Mosaic &in, const std::vector<float> &src, const TapTable &table,
+                const Separation &s, std::vector<float> &dst) {
+  const int width = in.width, height = in.height;
+  parallelRows(height, [&](int first, int last) {
+    for (int y = first; y < last; ++y)
+      for (int x = 0; x < width; ++x) {
+        const int channel = channelOf(in.colourAt(x, y));
+        const float offset = in.blackLevel + s.offset[channel];
+        const float v = src[static_cast<size_t>(y) * width + x] - offset;
+        const Taps &taps = table[(y & 3) * 4 + (x & 3)][channel];
+        float lo = 1e30f, hi = -1e30f, sum = 0;
+        for (int t = 0; t < taps.count; ++t) {
+          const float n = src[static_cast<size_t>(wrap(y + taps.dy[t], height)) * width +
+                              wrap(x + taps.dx[t], width)] -
+                          offset;
+          lo = std::min(lo, n), hi = std::max(hi, n), sum += n;
+        }
+        const float mean = taps.count ? sum / taps.count : v;
+        // Far outside the neighbours' range, or off a flat neighbourhood by the mid threshold.
+        const bool lone = v > hi + s.threshold[channel] || v < lo - s.threshold[channel];
+        const bool flatOutlier =
+            hi - lo < s.midThreshold[channel] && std::fabs(v - mean) > s.midThreshold[channel];
+        dst[static_cast<size_t>(y) * width + x] = taps.count && (lone || flatOutlier) ? mean : v;
+      }
+  });
+}
+
+// The Bayer mosaic rebuilt from the cleaned sites (values above black).
+void separate(const Mosaic &in, const std::vector<float> &clean, const TapTable &table,
+              const Separation &s, const std::array<Cfa, 16> &outPattern, std::vector<float> &dst) {
+  const int width = in.width, height = in.height;
+  parallelRows(height, [&](int first, int last) {
+    for (int y = first; y < last; ++y)
+      for (int x = 0; x < width; ++x) {
+        const int own = channelOf(in.colourAt(x, y));
+        const auto &siteTaps = table[(y & 3) * 4 + (x & 3)];
+        float estimate[kChannels];
+        for (int channel = 0; channel < kChannels; ++channel) {
+          const Taps &taps = siteTaps[channel];
+          if (channel == own || taps.count == 0) {
+            estimate[channel] = channel == own ? clean[static_cast<size_t>(y) * width + x] : 0;
+            continue;
+          }
+          float sum = 0;
+          for (int t = 0; t < taps.count; ++t)
+            sum += clean[static_cast<size_t>(wrap(y + taps.dy[t], height)) * width +
+                         wrap(x + taps.dx[t], width)];
+          estimate[channel] = sum / taps.count;
+        }
+        const int target = channelOf(outPattern[(y & 3) * 4 + (x & 3)]);
+        float corrected = 0;
+        for (int channel = 0; channel < kChannels; ++channel)
+          corrected += s.matrix[target][channel] * estimate[channel];
+        const float keep =
+            std::clamp((s.irThreshold + s.fadeWidth - estimate[3]) / s.fadeWidth, 0.0f, 1.0f) *
+            std::clamp((s.lumaThreshold + s.fadeWidth - estimate[1]) / s.fadeWidth, 0.0f, 1.0f);
+        const float v = estimate[target] + keep * (corrected - estimate[target]);
+        dst[static_cast<size_t>(y) * width + x] = in.blackLevel + std::max(0.0f, v);
+      }
+  });
+}
+
+}  // namespace
+
+bool stageRgbInfraredRadiation(const Mosaic &in, const TDatabaseRgbInfraredRadiation &state,
+                               const FrameContext &context, Mosaic &out) {
   (void)context;
-  (void)out;
-  return false;
+  const bool infrared =
+      std::any_of(in.pattern.begin(), in.pattern.end(), [](Cfa c) { return c == Cfa::kInfrared; });
+  if (state.state == 0 || !infrared || in.width < 8 || in.height < 8) return false;
+  // The record's levels are on the 12-bit scale: scale them to the sensor's depth.
+  const float scale = (in.whiteLevel + 1) / kRecordCodes;
+  Separation s{};
+  const float meanBls =
+      (static_cast<float>(state.bls[0]) + state.bls[1] + state.bls[2] + state.bls[3]) / kChannels;
+  for (int c = 0; c < kChannels; ++c) {
+    s.offset[c] = (state.bls[c] - meanBls) * scale;
+    s.threshold[c] = state.dpccTh[c] * scale;
+    s.midThreshold[c] = state.dpccMidTh[c] * scale;
+  }
+  for (int r = 0; r < 3; ++r)
+    for (int c = 0; c < kChannels; ++c) s.matrix[r][c] = state.ccMatrix[r * kChannels + c];
+  s.irThreshold = state.irThreshold * scale;
+  s.lumaThreshold = state.lThreshold * scale;
+  s.fadeWidth = kFadeWidth * scale;
+
+  const TapTable table = tapTable(in.pattern);
+  out = in.sameShape();
+  out.pattern = bayerPattern(state.outRgbPattern & 3);
+  std::vector<float> clean(in.data.size());
+  cleanSites(in, in.data, table, s, clean);
+  separate(in, clean, table, s, out.pattern, out.data);
+  if (!in.shortData.empty()) {
+    cleanSites(in, in.shortData, table, s, clean);
+    separate(in, clean, table, s, out.pattern, out.shortData);
+  }
+  return true;
 }
 
 }  // namespace tcamera
