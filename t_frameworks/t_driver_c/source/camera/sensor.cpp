@@ -326,7 +326,7 @@ Exposure exposureOf(const SensorSettings &settings, int bitDepth, double time, u
 }
 
 // The code a site delivers for its electrons, its noise drawn from the site's own counter.
-float siteCode(const Exposure &exposure, float electrons, size_t index) {
+inline float siteCode(const Exposure &exposure, float electrons, size_t index) {
   const float signal = electrons * exposure.codesPerElectron;
   float code = exposure.black + signal;
   if (exposure.noise) {
@@ -334,8 +334,10 @@ float siteCode(const Exposure &exposure, float electrons, size_t index) {
         electrons * exposure.codesPerElectron * exposure.codesPerElectron + exposure.readVariance;
     code += std::sqrt(variance) * normalOf(mix(exposure.seed + index * kGolden));
   }
-  // Whole codes, rounded half up; below zero reads zero.
-  return std::min(std::floor(std::max(code, 0.0f) + 0.5f), exposure.white);
+  // Whole codes, rounded half up, from 0 to white: the conversion truncates, which for these
+  // non-negative values is rounding.
+  const float clamped = std::clamp(code + 0.5f, 0.0f, exposure.white + 0.5f);
+  return static_cast<float>(static_cast<int32_t>(clamped));
 }
 
 void expose(const SiteRadiance &sites, const Exposure &exposure,
