@@ -6,10 +6,17 @@ namespace {
 
 constexpr InertKey kInertKeys[] = {
     // --- BLS
+    {"BLS", "isStatistics", "a statistics-view switch of the client; no role in the picture"},
     // --- DPCC
+    {"DPCC", "isStatistics", "a statistics-view switch of the client; no role in the picture"},
     // --- LSC_3
+    {"LSC_3", "isStatistics", "a statistics-view switch of the client; no role in the picture"},
+    {"LSC_3", "import",
+     "a calibration upload, not a setting: its grid reaches the picture through matrix, xSize and "
+     "ySize"},
     // --- GE
     // --- DG
+    {"DG", "isStatistics", "a statistics-view switch of the client; no role in the picture"},
     // --- WB_1_1
     // --- CPD_1_1
     // --- HDR_3_2DOL
