@@ -12,6 +12,7 @@
 // Levels are in 10-bit codes above black whatever the sensor's depth.
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <vector>
 
 #include "stages.h"
@@ -58,35 +59,78 @@ struct Params {
   std::vector<float> inverseStatic, inverseMoving;
 };
 
+// Four sites at once: the filter is the costliest arithmetic of the mosaic stages, and GCC
+// vector types give SSE on x86-64 and NEON on AArch64 alike.
+using Vec = float __attribute__((vector_size(16)));
+constexpr int kLanes = 4;
+
+inline Vec load(const float *p) {
+  Vec v;
+  std::memcpy(&v, p, sizeof v);
+  return v;
+}
+
+inline Vec splat(float v) {
+  return Vec{v, v, v, v};
+}
+
+inline Vec max(Vec a, Vec b) {
+  return a > b ? a : b;
+}
+
+inline Vec min(Vec a, Vec b) {
+  return a < b ? a : b;
+}
+
 // What the filter takes off, partly given back: detail above the threshold returns less the
-// threshold, boosted past the boost threshold up to the clip. Written without branches: noise
-// makes them unpredictable.
-float restore(float removed, const Filter &f) {
-  const float size = std::fabs(removed);
-  const float back = std::max(size - f.detailThreshold, 0.0f);
-  const float boosted = std::min(back * f.boost, std::max(back, f.clip));
-  const float high = static_cast<float>(size > f.boostThreshold);
-  return std::copysign(back + high * (boosted - back), removed);
+// threshold, boosted past the boost threshold up to the clip.
+inline Vec restore(Vec removed, const Filter &f) {
+  const Vec zero = splat(0);
+  const Vec size = removed < zero ? -removed : removed;
+  const Vec back = max(size - splat(f.detailThreshold), zero);
+  const Vec boosted = min(back * splat(f.boost), max(back, splat(f.clip)));
+  const Vec given = size > splat(f.boostThreshold) ? boosted : back;
+  return removed < zero ? -given : given;
 }
 
-// The two range filters over the same nine taps (the centre is taps[4]), in one sweep.
-void rangeFilters(const float *taps, float inverseA, float inverseB, float &a, float &b) {
-  const float centre = taps[4];
-  float sumA = 0, weightsA = 0, sumB = 0, weightsB = 0;
-  for (int i = 0; i < 9; ++i) {
-    const float d2 = (taps[i] - centre) * (taps[i] - centre);
-    const float wa = std::max(0.0f, 1 - d2 * inverseA), wb = std::max(0.0f, 1 - d2 * inverseB);
-    sumA += wa * taps[i], weightsA += wa;
-    sumB += wb * taps[i], weightsB += wb;
+// One tap of both range filters.
+inline void accumulate(Vec tap, Vec centre, Vec inverseS, Vec inverseM, Vec &sumS, Vec &weightS,
+                       Vec &sumM, Vec &weightM) {
+  const Vec one = splat(1), zero = splat(0);
+  const Vec d2 = (tap - centre) * (tap - centre);
+  const Vec ws = max(zero, one - d2 * inverseS), wm = max(zero, one - d2 * inverseM);
+  sumS += ws * tap, weightS += ws;
+  sumM += wm * tap, weightM += wm;
+}
+
+// One row of sites: up, mid and down hold the rows two above, this one and two below, in codes
+// above black, with two reflected sites at each end (index x + 2 is site x) and padded to
+// whole groups of kLanes; inverse* give each site's 1 / range^2. Both range filters run over
+// the nine same-colour taps in one sweep.
+void filterRow(const float *up, const float *mid, const float *down, const float *inverseStatic,
+               const float *inverseMoving, const Filter &stat, const Filter &moving,
+               float movingWeight, int span, float *result) {
+  const Vec staticShare = splat(1 - movingWeight), movingShare = splat(movingWeight);
+  for (int x = 0; x < span; x += kLanes) {
+    const Vec centre = load(mid + x + 2);
+    const Vec is = load(inverseStatic + x), im = load(inverseMoving + x);
+    Vec sumS = centre, weightS = splat(1), sumM = centre, weightM = splat(1);
+    accumulate(load(up + x), centre, is, im, sumS, weightS, sumM, weightM);
+    accumulate(load(up + x + 2), centre, is, im, sumS, weightS, sumM, weightM);
+    accumulate(load(up + x + 4), centre, is, im, sumS, weightS, sumM, weightM);
+    accumulate(load(mid + x), centre, is, im, sumS, weightS, sumM, weightM);
+    accumulate(load(mid + x + 4), centre, is, im, sumS, weightS, sumM, weightM);
+    accumulate(load(down + x), centre, is, im, sumS, weightS, sumM, weightM);
+    accumulate(load(down + x + 2), centre, is, im, sumS, weightS, sumM, weightM);
+    accumulate(load(down + x + 4), centre, is, im, sumS, weightS, sumM, weightM);
+    const Vec fs = sumS / weightS, fm = sumM / weightM;
+    const Vec out = staticShare * (fs + restore(centre - fs, stat)) +
+                    movingShare * (fm + restore(centre - fm, moving));
+    std::memcpy(result + x, &out, sizeof out);
   }
-  a = sumA / weightsA;  // the centre's own weight is 1
-  b = sumB / weightsB;
 }
 
-void filterRows(const Mosaic &in, const Params &shared, Mosaic &out, int first, int last) {
-  const Params &p = shared;
-  const Filter stat = p.stat, moving = p.moving;
-  const float movingWeight = p.movingWeight;
+void filterRows(const Mosaic &in, const Params &p, Mosaic &out, int first, int last) {
   const int width = in.width, height = in.height;
   const float black = in.blackLevel;
   const float toCodes = kCodes / std::max(in.whiteLevel - black, 1.0f);
@@ -96,30 +140,30 @@ void filterRows(const Mosaic &in, const Params &shared, Mosaic &out, int first, 
   const auto reflect = [](int i, int size) {
     return i < 0 ? -i : i >= size ? 2 * (size - 1) - i : i;
   };
+  const int span = (width + kLanes - 1) / kLanes * kLanes;
+  std::vector<float> padded[3], inverseStatic(span), inverseMoving(span), result(span);
+  for (auto &row : padded) row.resize(span + 4);
   for (int y = first; y < last; ++y) {
-    const float *rows[3] = {&in.data[static_cast<size_t>(reflect(y - 2, height)) * width],
-                            &in.data[static_cast<size_t>(y) * width],
-                            &in.data[static_cast<size_t>(reflect(y + 2, height)) * width]};
+    for (int j = 0; j < 3; ++j) {
+      const float *src = &in.data[static_cast<size_t>(reflect(y + 2 * j - 2, height)) * width];
+      float *row = padded[j].data() + 2;
+      for (int x = 0; x < width; ++x) row[x] = (src[x] - black) * toCodes;
+      for (int k = 1; k <= 2; ++k)
+        row[-k] = row[reflect(-k, width)], row[width - 1 + k] = row[reflect(width - 1 + k, width)];
+    }
+    const float *up = padded[0].data(), *mid = padded[1].data(), *down = padded[2].data();
+    for (int x = 0; x < width; ++x) {
+      const float mean = (up[x] + up[x + 2] + up[x + 4] + mid[x] + mid[x + 2] + mid[x + 4] +
+                          down[x] + down[x + 2] + down[x + 4]) *
+                         (1.0f / 9);
+      const int level = std::clamp(static_cast<int>(mean), 0, levels);
+      inverseStatic[x] = p.inverseStatic[level];
+      inverseMoving[x] = p.inverseMoving[level];
+    }
+    filterRow(up, mid, down, inverseStatic.data(), inverseMoving.data(), p.stat, p.moving,
+              p.movingWeight, span, result.data());
     float *dst = &out.data[static_cast<size_t>(y) * width];
-    const auto site = [&](int x, int left, int right) {
-      const int cols[3] = {left, x, right};
-      float taps[9];
-      float mean = 0;
-      for (int j = 0; j < 3; ++j)
-        for (int i = 0; i < 3; ++i) mean += taps[j * 3 + i] = (rows[j][cols[i]] - black) * toCodes;
-      const int level = std::clamp(static_cast<int>(mean * (1.0f / 9)), 0, levels);
-      const float centre = taps[4];
-      float fs, fm;
-      rangeFilters(taps, p.inverseStatic[level], p.inverseMoving[level], fs, fm);
-      const float result = (1 - movingWeight) * (fs + restore(centre - fs, stat)) +
-                           movingWeight * (fm + restore(centre - fm, moving));
-      dst[x] = black + result * toInput;
-    };
-    for (int x = 0; x < std::min(2, width); ++x)
-      site(x, reflect(x - 2, width), reflect(x + 2, width));
-    for (int x = 2; x < width - 2; ++x) site(x, x - 2, x + 2);
-    for (int x = std::max(2, width - 2); x < width; ++x)
-      site(x, reflect(x - 2, width), reflect(x + 2, width));
+    for (int x = 0; x < width; ++x) dst[x] = black + result[x] * toInput;
   }
 }
 
