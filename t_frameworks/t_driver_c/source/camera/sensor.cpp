@@ -41,6 +41,11 @@ constexpr double kReferenceLines = 1080;
 constexpr double kCornerTan2 = 0.313;
 constexpr std::array<double, 5> kColourFalloff = {0.06, 0, 0, 0.03, 0.10};
 
+// Crosstalk from the neighbouring red and blue sites makes the two greens differ: Gr reads this
+// much above the mean green and Gb as much below at the centre, twice that at the corners,
+// where the rays come in more steeply.
+constexpr double kGreenSplit = 0.01;
+
 // RGB-IR sensors have no infrared-cut filter: their colour sites see some infrared too.
 constexpr std::array<double, 4> kInfraredLeak = {0.12, 0.05, 0.05, 0.08};
 
@@ -79,6 +84,12 @@ float normalOf(uint64_t bits) {
 double illuminationAt(Cfa colour, double radiusSquared) {
   const double cosine2 = 1 / (1 + kCornerTan2 * radiusSquared);
   return cosine2 * cosine2 * (1 - kColourFalloff[static_cast<int>(colour)] * radiusSquared);
+}
+
+// Sensitivity of a green site relative to the mean green; 1 for the other colours.
+double greenSplit(Cfa colour, double radiusSquared) {
+  const double split = kGreenSplit * (1 + radiusSquared);
+  return colour == Cfa::kGreenRed ? 1 + split : colour == Cfa::kGreenBlue ? 1 - split : 1;
 }
 
 int planeOf(Cfa colour) {
@@ -266,8 +277,9 @@ std::shared_ptr<const SiteRadiance> renderSites(const SiteKey &key) {
         if (key.infrared && colour != Cfa::kInfrared)
           light += kInfraredLeak[static_cast<int>(colour)] * scene.plane[3][i];
         const double dx = x + 0.5 - halfWidth;
-        sites->value[i] =
-            static_cast<float>(light * illuminationAt(colour, (dx * dx + dy * dy) / cornerSquared));
+        const double radiusSquared = (dx * dx + dy * dy) / cornerSquared;
+        sites->value[i] = static_cast<float>(light * illuminationAt(colour, radiusSquared) *
+                                             greenSplit(colour, radiusSquared));
       }
     }
   });
