@@ -5,7 +5,15 @@
 // by the colour filter array, scaled by exposure time x analog gain, with photon shot noise and
 // read noise seeded by the frame number, a black pedestal, a fixed set of hot and dead sites and
 // clipping at the bit depth. Chart radiance 1 reaches full scale above black at 20 ms with unity
-// gain; the lens is in focus at motor position 400.
+// gain; the lens is in focus at motor position 400. Lux scales the whole scene, lamps included.
+//
+// Noise: 6000 electrons make full scale at unity gain; read noise is 3 electrons before the
+// analog gain and 0.6 codes (10-bit) after it (sensorNoiseVariance). Noise is drawn from a hash
+// of (frame number, site), so frames are reproducible and independent of each other.
+//
+// What shapes a frame apart from exposure, gain, lux and noise (scene, light, size, lens
+// position, colour filter array) is rendered once and kept for the next frames; a frame then
+// costs one pass over its sites.
 #ifndef T_DRIVER_CAMERA_SENSOR_H
 #define T_DRIVER_CAMERA_SENSOR_H
 
