@@ -62,6 +62,8 @@ constexpr uint64_t kGolden = 0x9E3779B97F4A7C15ull;
 constexpr uint64_t kLongStream = 0x5E25C0DEull, kShortStream = 0xC0FFEE5Full;
 constexpr uint64_t kDefectSeed = 0xDEFEC7ull;
 
+// A 64-bit finaliser (MurmurHash3's): every input bit flips about half of the output bits, so
+// neighbouring counters give unrelated numbers.
 uint64_t mix(uint64_t z) {
   z ^= z >> 33;
   z *= 0xff51afd7ed558ccdull;
