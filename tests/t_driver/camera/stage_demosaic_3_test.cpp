@@ -102,6 +102,26 @@ const Scene kFineGrating = [](float x, float y) {
   return grey(0.4f + 0.3f * std::sin(2.3f * x + 0.4f * y));
 };
 const Scene kSoftBars = [](float x, float) { return grey(0.4f + 0.15f * std::sin(0.6f * x)); };
+// Thin dark lines, one site wide, every eighth column; and bars eight sites wide.
+const Scene kThinLines = [](float x, float) {
+  return grey(static_cast<int>(x) % 8 == 3 ? 0.5f : 0.6f);
+};
+const Scene kWideBars = [](float x, float) {
+  return grey((static_cast<int>(x) / 8) % 2 ? 0.2f : 0.6f);
+};
+
+// Mean green of the sites beside the lines minus that on them.
+float lineContrast(const RgbImage &image) {
+  double on = 0, off = 0;
+  int n = 0;
+  for (int y = kMargin; y < image.height - kMargin; ++y)
+    for (int x = 8; x < image.width - 8; x += 8, ++n) {
+      on += image.pixel(x + 3, y)[1];
+      off += 0.5f * (image.pixel(x + 1, y)[1] + image.pixel(x + 5, y)[1]);
+    }
+  return static_cast<float>((off - on) / n);
+}
+
 // A disc with a soft rim whose red image is 4% larger than its green and blue ones, as a
 // lens with lateral chromatic aberration draws it.
 float softDisc(float r) {
@@ -198,6 +218,40 @@ TEST(StageDeMosaic3, ParametersMoveTheMeasuredProperty) {
          s.threshold = 255;
        },
        highFrequency, 0.95f, 1.05f},
+      {"line sharpening raises the contrast of thin lines", kThinLines,
+       [&](auto &s) {
+         plain(s);
+         s.isSharpen = 1;
+       },
+       [&](auto &s) {
+         plain(s);
+         s.isSharpen = 1;
+         s.isSharpenLine = 1;
+       },
+       lineContrast, 1.1f, 100},
+      {"line sharpening leaves edges of wide bars alone", kWideBars,
+       [&](auto &s) {
+         plain(s);
+         s.isSharpen = 1;
+       },
+       [&](auto &s) {
+         plain(s);
+         s.isSharpen = 1;
+         s.isSharpenLine = 1;
+       },
+       highFrequency, 0.97f, 1.03f},
+      {"a stronger line curve sharpens lines more", kThinLines,
+       [&](auto &s) {
+         plain(s);
+         s.isSharpenLine = 1;
+       },
+       [&](auto &s) {
+         plain(s);
+         s.isSharpenLine = 1;
+         s.sharpenLineCurve[0].strength = 255;
+         s.sharpenLineCurve[0].r2 = 255;
+       },
+       lineContrast, 1.05f, 100},
       {"aberration correction with the lens's red scale removes fringes", kAberratedDisc, plain,
        [&](auto &s) {
          plain(s);

@@ -17,13 +17,15 @@
 namespace tcamera {
 namespace {
 
-constexpr float kCodes = 4095;         // level thresholds are 12-bit codes
-constexpr float kGreenLapUnit = 32;    // interpDirStrength[0..1]: 8 = a quarter (1/32 steps)
-constexpr float kColourDiffUnit = 16;  // interpDirStrength[2..3]: 16 = full colour difference
-constexpr float kStrengthUnit = 16;    // colorStrength, saturationShrink: 16 = all the way
-constexpr float kFactorUnit = 64;      // sharpening factors
-constexpr float kCurveGainUnit = 256;  // sharpening curve gains layerR*
-constexpr int kFringeReach = 4;        // sites from an edge a purple fringe may reach
+constexpr float kCodes = 4095;            // level thresholds are 12-bit codes
+constexpr float kGreenLapUnit = 32;       // interpDirStrength[0..1]: 8 = a quarter (1/32 steps)
+constexpr float kColourDiffUnit = 16;     // interpDirStrength[2..3]: 16 = full colour difference
+constexpr float kStrengthUnit = 16;       // colorStrength, saturationShrink: 16 = all the way
+constexpr float kFactorUnit = 64;         // sharpening factors
+constexpr float kCurveGainUnit = 256;     // sharpening curve gains layerR*
+constexpr int kFringeReach = 4;           // sites from an edge a purple fringe may reach
+constexpr float kLineStrengthUnit = 128;  // sharpenLineCurve strength: 128 = 1
+constexpr float kLineGain = 4;  // sensor gain that selects line curve 2 (3 from kHighGain)
 constexpr float kMidGain = 2, kHighGain = 8;  // sensor gains that select curves 1 and 2
 
 enum Site : uint8_t { kR, kG, kB };
@@ -276,6 +278,8 @@ struct Finish {
   float positive, negative;  // factors for brightening and darkening detail
   float clipUp, clipDown;    // largest change either way
   float highlight, highlightScale;
+  bool lines;
+  float lineStrength, lineT1, lineRise, lineR1, lineR2;  // line sharpening
 };
 
 Finish finishFrom(const TDatabaseDeMosaic_3 &s, const FrameContext &context, bool bypassed) {
@@ -305,6 +309,17 @@ Finish finishFrom(const TDatabaseDeMosaic_3 &s, const FrameContext &context, boo
   f.clipDown = s.clips[2 * level + 1] / kCodes;
   f.highlight = s.highlightControlThreshold / kCodes;
   f.highlightScale = 1.0f / static_cast<float>(1u << std::min<int>(s.highlightControlShift, 16));
+  f.lines = s.isSharpenLine != 0;
+  const int lineLevel = context.sensorGain < kMidGain    ? 0
+                        : context.sensorGain < kLineGain ? 1
+                        : context.sensorGain < kHighGain ? 2
+                                                         : 3;
+  const auto &line = s.sharpenLineCurve[lineLevel];
+  f.lineStrength = line.strength / kLineStrengthUnit;
+  f.lineT1 = line.t1 / kCodes;
+  f.lineRise = kCodes / static_cast<float>(1u << std::min<int>(line.shift1, 16));
+  f.lineR1 = line.r1 / kCurveGainUnit;
+  f.lineR2 = line.r2 / kCurveGainUnit;
   return f;
 }
 
@@ -337,6 +352,34 @@ void sharpenRow(const Plane &g, int y, const Finish &shared, float *out) {
   }
 }
 
+// Thin lines (one or two sites wide) get sharpening of their own, on top: the second
+// difference across the line, where it exceeds the one along the line and the slope across it
+// (which marks an edge, not a line) by more than t1, with a gain rising from r1 at t1 to r2 at
+// t1 + 2^shift1, times strength.
+void sharpenLines(const Plane &g, int y, const Finish &f, float *out) {
+  const float *gu = g.row(y - 1), *g0 = g.row(y), *gd = g.row(y + 1);
+  for (int x = 0; x < g.width; ++x) {
+    const float c = g0[x];
+    // Second differences and slopes across each of four directions; the perpendicular
+    // direction's second difference is the one along a line.
+    const float second[4] = {c - 0.5f * (g0[x - 1] + g0[x + 1]), c - 0.5f * (gu[x] + gd[x]),
+                             c - 0.5f * (gu[x - 1] + gd[x + 1]),
+                             c - 0.5f * (gu[x + 1] + gd[x - 1])};
+    const float slope[4] = {g0[x + 1] - g0[x - 1], gd[x] - gu[x], gd[x + 1] - gu[x - 1],
+                            gd[x - 1] - gu[x + 1]};
+    constexpr int kAlong[4] = {1, 0, 3, 2};
+    float across = 0, margin = 0;
+    for (int d = 0; d < 4; ++d) {
+      const float m =
+          std::fabs(second[d]) - std::fabs(second[kAlong[d]]) - 0.5f * std::fabs(slope[d]);
+      if (m > margin) margin = m, across = second[d];
+    }
+    if (margin <= f.lineT1) continue;
+    const float gain = f.lineR1 + (f.lineR2 - f.lineR1) * unit((margin - f.lineT1) * f.lineRise);
+    out[x] += std::clamp(across * gain * f.lineStrength, -f.clipDown, f.clipUp);
+  }
+}
+
 void finishRows(const Plane &g, const Plane &diffR, const Plane &diffB, const Finish &f,
                 RgbImage &out, int first, int last) {
   std::vector<float> rowR(g.width), rowB(g.width), rowG(g.width);
@@ -359,6 +402,10 @@ void finishRows(const Plane &g, const Plane &diffR, const Plane &diffB, const Fi
     if (f.sharpen) {
       sharpenRow(g, y, f, rowG.data());
       green = rowG.data();
+    }
+    if (f.lines) {
+      if (green != rowG.data()) std::copy_n(green, g.width, rowG.data()), green = rowG.data();
+      sharpenLines(g, y, f, rowG.data());
     }
     float *o = out.pixel(0, y);
     for (int x = 0; x < g.width; ++x, o += 3) {
