@@ -15,6 +15,7 @@
 //   - The gain is held within minGain .. maxGain (256 = 1.0) and rises from 1 at black to its
 //     full value at darkAttentionLevel (8-bit luma), so the noise floor is not lifted.
 //   - contrast (512 = 1.0) scales the pixel's detail about its local mean.
+// The curve is evaluated at the block centres and the gains interpolated between them.
 // R, G and B are multiplied by the gain, which keeps the hue.
 #include <algorithm>
 #include <cmath>
@@ -159,36 +160,49 @@ bool stageWideDynamicRange_5_2_1(const RgbImage &in, const TDatabaseWideDynamicR
           local + fixedWeight * (frameMean - local);
     }
 
+  // The curve is read at the block centres; pixels interpolate the gains between them.
+  std::vector<float> gainGrid(grid.size()), loGrid(grid.size());
+  for (size_t i = 0; i < grid.size(); ++i) {
+    gainGrid[i] = lookUp(curve.gain, curveInput[i]);
+    loGrid[i] = lookUp(curve.loWeight, curveInput[i]);
+  }
+
   const Taps tx = taps(width, block, columns), ty = taps(height, block, rows);
+  const bool detail = contrast != 1.0f;
   out = in.sameShape();
   parallelRows(height, [&](int first, int last) {
+    // One grid row interpolated to this pixel row, per quantity.
+    std::vector<float> rowGain(columns), rowLocal(columns), rowLo(columns);
     for (int y = first; y < last; ++y) {
-      const float *g0 = &smooth[static_cast<size_t>(ty.near[y]) * columns];
-      const float *g1 = &smooth[static_cast<size_t>(ty.far[y]) * columns];
-      const float *c0 = &curveInput[static_cast<size_t>(ty.near[y]) * columns];
-      const float *c1 = &curveInput[static_cast<size_t>(ty.far[y]) * columns];
+      const size_t r0 = static_cast<size_t>(ty.near[y]) * columns;
+      const size_t r1 = static_cast<size_t>(ty.far[y]) * columns;
       const float wy = ty.weight[y];
+      for (int bx = 0; bx < columns; ++bx) {
+        rowGain[bx] = gainGrid[r0 + bx] + wy * (gainGrid[r1 + bx] - gainGrid[r0 + bx]);
+        rowLocal[bx] = smooth[r0 + bx] + wy * (smooth[r1 + bx] - smooth[r0 + bx]);
+        rowLo[bx] = loGrid[r0 + bx] + wy * (loGrid[r1 + bx] - loGrid[r0 + bx]);
+      }
       const float *p = in.pixel(0, y);
       float *q = out.pixel(0, y);
       for (int x = 0; x < width; ++x, p += 3, q += 3) {
         const int a = tx.near[x], b = tx.far[x];
         const float wx = tx.weight[x];
-        const float local =
-            (1 - wy) * (g0[a] + wx * (g0[b] - g0[a])) + wy * (g1[a] + wx * (g1[b] - g1[a]));
-        const float level =
-            (1 - wy) * (c0[a] + wx * (c0[b] - c0[a])) + wy * (c1[a] + wx * (c1[b] - c1[a]));
         const float luma = coef[0] * p[0] + coef[1] * p[1] + coef[2] * p[2];
-        float gain = lookUp(curve.gain, level);
+        float gain = rowGain[a] + wx * (rowGain[b] - rowGain[a]);
         if (darkLevel > 0 && luma < darkLevel) gain = 1.0f + (gain - 1.0f) * (luma / darkLevel);
-        const float detail = gain * (contrast - 1.0f) * (luma - local);
+        float shift = 0;  // the detail change, the same for R, G and B
+        if (detail) {
+          const float local = rowLocal[a] + wx * (rowLocal[b] - rowLocal[a]);
+          shift = gain * (contrast - 1.0f) * (luma - local);
+        }
         if (curve1) {
           // Shadows: luma takes the full gain, chroma only the fraction curve2LoSat of it.
-          const float lo = lookUp(curve.loWeight, level);
+          const float lo = rowLo[a] + wx * (rowLo[b] - rowLo[a]);
           const float chromaGain = gain + lo * (loSat - 1.0f) * (gain - 1.0f);
           for (int c = 0; c < 3; ++c)
-            q[c] = std::clamp(gain * luma + chromaGain * (p[c] - luma) + detail, 0.0f, 1.0f);
+            q[c] = std::clamp(gain * luma + chromaGain * (p[c] - luma) + shift, 0.0f, 1.0f);
         } else {
-          for (int c = 0; c < 3; ++c) q[c] = std::clamp(gain * p[c] + detail, 0.0f, 1.0f);
+          for (int c = 0; c < 3; ++c) q[c] = std::clamp(gain * p[c] + shift, 0.0f, 1.0f);
         }
       }
     }
