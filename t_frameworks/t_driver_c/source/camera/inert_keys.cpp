@@ -20,9 +20,104 @@ constexpr InertKey kInertKeys[] = {
     // --- WB_1_1
     // --- CPD_1_1
     // --- HDR_3_2DOL
+    {"HDR_3_2DOL", "deGhostLsVs.darkLowerThreshold",
+     "de-ghosting against a third, very short exposure; the two-frame sensor has none"},
+    {"HDR_3_2DOL", "deGhostLsVs.darkUpperThreshold",
+     "de-ghosting against a third, very short exposure; the two-frame sensor has none"},
+    {"HDR_3_2DOL", "deGhostLsVs.isEnable",
+     "de-ghosting against a third, very short exposure; the two-frame sensor has none"},
+    {"HDR_3_2DOL", "deGhostLsVs.motionLowerThreshold",
+     "de-ghosting against a third, very short exposure; the two-frame sensor has none"},
+    {"HDR_3_2DOL", "deGhostLsVs.motionUpperThreshold",
+     "de-ghosting against a third, very short exposure; the two-frame sensor has none"},
     // --- RGBIR, RGBIR_1_1
+    {"RGBIR", "irBayerPattern",
+     "the frame carries its own 4 x 4 layout; the model finds the infrared sites there"},
+    {"RGBIR", "rcccEnable", "the simulated sensor has no RCCC mode"},
+    {"RGBIR_1_1", "irBayerPattern",
+     "the frame carries its own 4 x 4 layout; the model finds the infrared sites there"},
+    {"RGBIR_1_1", "rcccEnable", "the simulated sensor has no RCCC mode"},
     // --- 2DNR_6
+    {"2DNR_6", "isStatistics", "a statistics-view switch of the client; no role in the picture"},
+    {"2DNR_6", "blendMotion",
+     "shapes the filter mix by motion; a single frame carries none (motion level 0)"},
+    {"2DNR_6", "blendSlope",
+     "shapes the filter mix by motion; a single frame carries none (motion level 0)"},
+    {"2DNR_6", "lscCompCurvePx",
+     "strength over the lens-shading gain; the stage is not told that gain per site"},
+    {"2DNR_6", "lscCompCurveX",
+     "strength over the lens-shading gain; the stage is not told that gain per site"},
+    {"2DNR_6", "lscCompCurveY",
+     "strength over the lens-shading gain; the stage is not told that gain per site"},
+    {"2DNR_6", "isLscGainComp",
+     "strength over the lens-shading gain; the stage is not told that gain per site"},
+    {"2DNR_6", "motionAnchorX",
+     "shapes the filter mix by motion; a single frame carries none (motion level 0)"},
+    {"2DNR_6", "isMotionCtrl",
+     "shapes the filter mix by motion; a single frame carries none (motion level 0)"},
+    {"2DNR_6", "motionFactorCurvePx",
+     "shapes the filter mix by motion; a single frame carries none (motion level 0)"},
+    {"2DNR_6", "motionFactorCurveX",
+     "shapes the filter mix by motion; a single frame carries none (motion level 0)"},
+    {"2DNR_6", "motionFactorCurveY",
+     "shapes the filter mix by motion; a single frame carries none (motion level 0)"},
     // --- DMSC_3
+    {"DMSC_3", "isStatistics", "a statistics-view switch of the client; no role in the picture"},
+    {"DMSC_3", "adaptCoefficientMax",
+     "adaptive kernel coefficients of the chip; the model weighs directions by "
+     "gradThresholdMin/Max"},
+    {"DMSC_3", "adaptCoefficientMin",
+     "adaptive kernel coefficients of the chip; the model weighs directions by "
+     "gradThresholdMin/Max"},
+    {"DMSC_3", "adaptCoefficientMode",
+     "adaptive kernel coefficients of the chip; the model weighs directions by "
+     "gradThresholdMin/Max"},
+    {"DMSC_3", "adaptCoefficientThresholdLow",
+     "adaptive kernel coefficients of the chip; the model weighs directions by "
+     "gradThresholdMin/Max"},
+    {"DMSC_3", "adaptCoefficientThresholdShift",
+     "adaptive kernel coefficients of the chip; the model weighs directions by "
+     "gradThresholdMin/Max"},
+    {"DMSC_3", "cbCrMode",
+     "chroma classes of the chip's artefact classifier; the model tells purple by "
+     "cbCrClassThreshold"},
+    {"DMSC_3", "cbCrRange",
+     "chroma classes of the chip's artefact classifier; the model tells purple by "
+     "cbCrClassThreshold"},
+    {"DMSC_3", "colorRangeMode",
+     "chroma number range of the chip; the model computes in floating point"},
+    {"DMSC_3", "cornerLowTh",
+     "corner handling of the chip's interpolation; the model interpolates corner sites like any "
+     "other"},
+    {"DMSC_3", "cornerShift",
+     "corner handling of the chip's interpolation; the model interpolates corner sites like any "
+     "other"},
+    {"DMSC_3", "deBurstMode", "a read-out mode of the chip's line buffers; nothing to model"},
+    {"DMSC_3", "isDecline", "a mode of the chip the model does not have"},
+    {"DMSC_3", "deNoiseStrength",
+     "smoothing inside the chip's interpolation; the model leaves noise to 2DNR and the sharpening "
+     "threshold"},
+    {"DMSC_3", "diffColorCoefficient",
+     "colour-difference refinement weight of the chip; the model uses interpDirStrength[2..3]"},
+    {"DMSC_3", "grayProtectStrength",
+     "grey protection of the chip's false-colour filter; the model's filter has colorStrength "
+     "only"},
+    {"DMSC_3", "isInterpCorner",
+     "corner handling of the chip's interpolation; the model interpolates corner sites like any "
+     "other"},
+    {"DMSC_3", "interpLargeStr",
+     "the chip's large-kernel interpolation; the model has one kernel size"},
+    {"DMSC_3", "isOverrideCalibration",
+     "chooses calibration or manual values in the chip's driver; the model takes the record as it "
+     "is"},
+    {"DMSC_3", "pureGreenWeight", "pure-colour area handling of the chip; not in the model"},
+    {"DMSC_3", "pureGreenWeightIso", "pure-colour area handling of the chip; not in the model"},
+    {"DMSC_3", "pureRedBlueWeight", "pure-colour area handling of the chip; not in the model"},
+    {"DMSC_3", "pureRedBlueWeightIso", "pure-colour area handling of the chip; not in the model"},
+    {"DMSC_3", "sharpenCurveIndex",
+     "selects the entry the client edits; the curve in use follows the sensor gain"},
+    {"DMSC_3", "sharpenLineCurveIndex",
+     "selects the entry the client edits; the curve in use follows the sensor gain"},
     // --- CCM
     // --- GC_2
     {"GC_2", "isStatistics", "a statistics-view switch of the client; no role in the picture"},
