@@ -22,6 +22,7 @@ constexpr int kLayers = 3;
 constexpr float kKr = 0.299f, kKg = 0.587f, kKb = 0.114f;
 constexpr float kCbScale = 0.5f / (1.0f - kKb);
 constexpr float kCrScale = 0.5f / (1.0f - kKr);
+constexpr float kCbToB = 1.0f / kCbScale, kCrToR = 1.0f / kCrScale, kInverseKg = 1.0f / kKg;
 constexpr float kChromaStep = 1.0f / 255.0f;  // cSigmaLayer unit
 // Detail at twice the noise sigma is halved: most of the noise, which rarely reaches that
 // far, goes, while colour edges well above it stay.
@@ -84,32 +85,41 @@ Taps taps(int to, int from) {
   return t;
 }
 
-// fine <- up(coarseDone) + shrink(fine - up(coarse)), in place; mask (one value per fine
-// pixel, 1 = no texture) scales the noise level, or is null.
-void restoreLayer(Plane<2> &fine, const Plane<2> &coarse, const Plane<2> &coarseDone, float sigma,
-                  const Plane<1> *mask) {
+// For every pixel of a layer: up(coarseDone) + shrink(fine - up(coarse)), handed to
+// sink(y, x, cb, cr). mask (one value per fine pixel, 1 = no texture) scales the noise level,
+// or is null. The coarse layers are interpolated a row at a time.
+template <typename Sink>
+void restoreLayer(const Plane<2> &fine, const Plane<2> &coarse, const Plane<2> &coarseDone,
+                  float sigma, const Plane<1> *mask, Sink sink) {
   const Taps tx = taps(fine.width, coarse.width), ty = taps(fine.height, coarse.height);
   const float sigma2 = sigma * sigma;
+  const int coarseFloats = coarse.width * 2;
   parallelRows(fine.height, [&](int first, int last) {
+    // The coarse layer and its cleaning (done - coarse) at this row's height.
+    std::vector<float> upC(coarseFloats), upE(coarseFloats);
     for (int y = first; y < last; ++y) {
       const float wy = ty.weight[y];
       const float *c0 = coarse.row(ty.near[y]), *c1 = coarse.row(ty.far[y]);
       const float *d0 = coarseDone.row(ty.near[y]), *d1 = coarseDone.row(ty.far[y]);
+      for (int i = 0; i < coarseFloats; ++i) {
+        upC[i] = c0[i] + wy * (c1[i] - c0[i]);
+        upE[i] = (d0[i] - c0[i]) + wy * ((d1[i] - c1[i]) - (d0[i] - c0[i]));
+      }
       const float *m = mask ? mask->row(y) : nullptr;
-      float *f = fine.row(y);
+      const float *f = fine.row(y);
       for (int x = 0; x < fine.width; ++x) {
         const int a = tx.near[x] * 2, b = tx.far[x] * 2;
         const float wx = tx.weight[x];
         const float s2 = m ? sigma2 * m[x] * m[x] : sigma2;
+        float result[2];
         for (int c = 0; c < 2; ++c) {
-          const float upC = (1 - wy) * (c0[a + c] + wx * (c0[b + c] - c0[a + c])) +
-                            wy * (c1[a + c] + wx * (c1[b + c] - c1[a + c]));
-          const float upD = (1 - wy) * (d0[a + c] + wx * (d0[b + c] - d0[a + c])) +
-                            wy * (d1[a + c] + wx * (d1[b + c] - d1[a + c]));
-          const float detail = f[x * 2 + c] - upC;
+          const float up = upC[a + c] + wx * (upC[b + c] - upC[a + c]);
+          const float cleaning = upE[a + c] + wx * (upE[b + c] - upE[a + c]);
+          const float detail = f[x * 2 + c] - up;
           const float d2 = detail * detail;
-          f[x * 2 + c] = upD + (d2 + s2 > 0 ? detail * d2 / (d2 + s2) : 0.0f);
+          result[c] = up + cleaning + (d2 + s2 > 0 ? detail * d2 / (d2 + s2) : 0.0f);
         }
+        sink(y, x, result[0], result[1]);
       }
     }
   });
@@ -170,32 +180,36 @@ bool stageColorNoiseReduction_2_2(const RgbImage &in, const TDatabaseColorNoiseR
   }
 
   for (int layer = 1; layer <= kLayers; ++layer) chroma[layer] = half(chroma[layer - 1]);
-  // From the coarsest remainder back up. A layer's original stays for the step below it,
-  // except the finest, which is cleaned in place.
+  // From the coarsest remainder back up; the finest layer goes straight into the picture.
   Plane<2> done = chroma[kLayers];
-  for (int layer = kLayers - 1; layer >= 0; --layer) {
-    Plane<2> cleaned = layer > 0 ? chroma[layer] : std::move(chroma[0]);
-    restoreLayer(cleaned, chroma[layer + 1], done, sigma[layer],
-                 layer < maskedLayers ? &mask[layer] : nullptr);
+  for (int layer = kLayers - 1; layer >= 1; --layer) {
+    Plane<2> cleaned;
+    cleaned.resize(chroma[layer].width, chroma[layer].height);
+    restoreLayer(chroma[layer], chroma[layer + 1], done, sigma[layer],
+                 layer < maskedLayers ? &mask[layer] : nullptr,
+                 [&](int y, int x, float cb, float cr) {
+                   float *c = cleaned.row(y) + x * 2;
+                   c[0] = cb;
+                   c[1] = cr;
+                 });
     done = std::move(cleaned);
   }
 
   out = in.sameShape();
-  parallelRows(height, [&](int first, int last) {
-    for (int y = first; y < last; ++y) {
-      const float *src = in.data.data() + static_cast<size_t>(y) * width * 3;
-      float *dst = out.data.data() + static_cast<size_t>(y) * width * 3;
-      const float *c = done.row(y);
-      for (int x = 0; x < width; ++x, src += 3, dst += 3) {
-        const float yy = kKr * src[0] + kKg * src[1] + kKb * src[2];
-        const float r = yy + c[x * 2 + 1] / kCrScale;
-        const float b = yy + c[x * 2] / kCbScale;
-        dst[0] = std::clamp(r, 0.0f, 1.0f);
-        dst[1] = std::clamp((yy - kKr * r - kKb * b) / kKg, 0.0f, 1.0f);
-        dst[2] = std::clamp(b, 0.0f, 1.0f);
-      }
-    }
-  });
+  const float *source = in.data.data();
+  float *target = out.data.data();
+  restoreLayer(chroma[0], chroma[1], done, sigma[0], maskedLayers > 0 ? &mask[0] : nullptr,
+               [=](int y, int x, float cb, float cr) {
+                 const size_t at = (static_cast<size_t>(y) * width + x) * 3;
+                 const float *src = source + at;
+                 float *dst = target + at;
+                 const float yy = kKr * src[0] + kKg * src[1] + kKb * src[2];
+                 const float r = yy + cr * kCrToR;
+                 const float b = yy + cb * kCbToB;
+                 dst[0] = std::clamp(r, 0.0f, 1.0f);
+                 dst[1] = std::clamp((yy - kKr * r - kKb * b) * kInverseKg, 0.0f, 1.0f);
+                 dst[2] = std::clamp(b, 0.0f, 1.0f);
+               });
   return true;
 }
 
