@@ -18,6 +18,7 @@
 #include <thread>
 
 #include "events.h"
+#include "frame_clock.h"
 #include "instance.h"
 #include "routes.h"
 #include "t_common.h"
@@ -257,6 +258,7 @@ int main(int argc, char **argv) {
     fprintf(stderr, "tshell-server: %s\n", error.c_str());
     return kExitStartFailure;
   }
+  tshell_server::FrameClock frameClock(instance->driver());
 
   httplib::Server server;
   server.new_task_queue = [] { return new httplib::ThreadPool(kWorkerThreads); };
@@ -336,6 +338,7 @@ int main(int argc, char **argv) {
   signalThread.join();
   events.close();
 
+  frameClock.stop();
   bool saved = instance->finish();
   instance.reset();
   if (!served) {
