@@ -99,11 +99,11 @@ Plane planeOf(const TDatabaseDefectPixelClusterCorrection &state, int plane, flo
   return result;
 }
 
-// Rows and columns beyond the frame read those mirrored into it, which keeps the colour.
-int mirror(int index, int size) {
-  if (index < 0) return -index;
-  if (index >= size) return 2 * (size - 1) - index;
-  return index;
+// The same-colour neighbour at offset (kRadius or -kRadius) from index along a side of size
+// sites: beyond the frame, the one on the other side of the site.
+int neighbourAt(int index, int offset, int size) {
+  const int at = index + offset;
+  return at < 0 || at >= size ? index - offset : at;
 }
 
 // Neighbour order: the row above (left, middle, right), left, right, the row below.
@@ -246,26 +246,29 @@ Sites sitesOf(const Mosaic &shape) {
   return sites;
 }
 
-// Rows of the frame with kRadius mirrored columns on each side, so that the neighbours of
-// every column are plain offsets. Each band keeps the last five it padded.
+// Rows of the frame with kRadius columns added on each side, so that the neighbours of every
+// column are plain offsets: a column beyond the frame holds the neighbour on the other side
+// of the site that reads it. Each band keeps the last five rows it padded.
 class PaddedRows {
  public:
-  PaddedRows(const std::vector<float> &in, int width, int height)
-      : in_(in), width_(width), height_(height), rows_(kSlots * (width + 2 * kRadius)) {
+  PaddedRows(const std::vector<float> &in, int width)
+      : in_(in), width_(width), rows_(kSlots * (width + 2 * kRadius)) {
     std::fill(std::begin(held_), std::end(held_), -1);
   }
 
-  // Column x of row y (mirrored into the frame) is at [x + kRadius].
+  // Column x of row y is at [x + kRadius].
   const float *row(int y) {
-    y = mirror(y, height_);
     const int slot = y % kSlots;
     float *padded = &rows_[static_cast<size_t>(slot) * (width_ + 2 * kRadius)];
     if (held_[slot] != y) {
       const float *source = &in_[static_cast<size_t>(y) * width_];
       std::copy(source, source + width_, padded + kRadius);
+      // Column -i is read only by site kRadius - i, column width - 1 + i only by site
+      // width - 1 + i - kRadius.
       for (int i = 1; i <= kRadius; ++i) {
-        padded[kRadius - i] = source[mirror(-i, width_)];
-        padded[kRadius + width_ - 1 + i] = source[mirror(width_ - 1 + i, width_)];
+        padded[kRadius - i] = source[neighbourAt(kRadius - i, -kRadius, width_)];
+        padded[kRadius + width_ - 1 + i] =
+            source[neighbourAt(width_ - 1 + i - kRadius, kRadius, width_)];
       }
       held_[slot] = y;
     }
@@ -275,7 +278,7 @@ class PaddedRows {
  private:
   static constexpr int kSlots = 2 * kRadius + 1;
   const std::vector<float> &in_;
-  int width_, height_;
+  int width_;
   std::vector<float> rows_;
   int held_[kSlots];
 };
@@ -318,7 +321,7 @@ void correctPlane(const std::vector<float> &in, const Mosaic &shape, const Setti
   const int width = shape.width, height = shape.height;
   const float black = shape.blackLevel;
   parallelRows(height, [&](int first, int last) {
-    PaddedRows rows(in, width, height);
+    PaddedRows rows(in, width);
     for (int y = first; y < last; ++y) {
       const size_t start = static_cast<size_t>(y) * width;
       std::copy(&in[start], &in[start] + width, &out[start]);
@@ -329,8 +332,8 @@ void correctPlane(const std::vector<float> &in, const Mosaic &shape, const Setti
         const Plane &plane = settings.planes[sites.plane[position]];
         planeAt[x] = sites.checked[position] && plane.any ? &plane : nullptr;
       }
-      const float *above = rows.row(y - kRadius);
-      const float *below = rows.row(y + kRadius);
+      const float *above = rows.row(neighbourAt(y, -kRadius, height));
+      const float *below = rows.row(neighbourAt(y, kRadius, height));
       const float *here = rows.row(y);
       // The peak gate over a run of sites, in fixed runs the compiler can vectorise; a site
       // that fails it (most sites) is done with.
@@ -365,12 +368,13 @@ void correctPlane(const std::vector<float> &in, const Mosaic &shape, const Setti
   });
   if (!state.bptEnable) return;
   const int entries = std::min<int>(state.bptNum, TDATABASE_DPCC_BPT_ENTRIES);
-  PaddedRows rows(in, width, height);
+  PaddedRows rows(in, width);
   for (int i = 0; i < entries; ++i) {
     const int x = state.bptPosX[i], y = state.bptPosY[i];
     if (x >= width || y >= height || !sites.checked[(y & 3) * 4 + (x & 3)]) continue;
     float n[kNeighbours];
-    gather(rows.row(y - kRadius), rows.row(y), rows.row(y + kRadius), x, n);
+    gather(rows.row(neighbourAt(y, -kRadius, height)), rows.row(y),
+           rows.row(neighbourAt(y, kRadius, height)), x, n);
     out[static_cast<size_t>(y) * width + x] = replacement(n, settings.tableMode);
   }
 }
