@@ -158,22 +158,28 @@ bool stageEdgeEnhance_3(const RgbImage &in, const TDatabaseEdgeEnhance_3 &state,
 
   out = in.sameShape();
   parallelRows(height, [&](int first, int last) {
+    std::vector<float> bands(width);  // the row's band sum, before coring
     for (int y = first; y < last; ++y) {
       const size_t up1 = static_cast<size_t>(std::max(y - 1, 0)) * width;
       const size_t up2 = static_cast<size_t>(std::max(y - 2, 0)) * width;
       const size_t down1 = static_cast<size_t>(std::min(y + 1, height - 1)) * width;
       const size_t down2 = static_cast<size_t>(std::min(y + 2, height - 1)) * width;
       const size_t row = static_cast<size_t>(y) * width;
+      // The vertical halves of the blurs and the bands for the whole row, branch-free.
+      for (int x = 0; x < width; ++x) {
+        const float b3 = 0.25f * (rows3[up1 + x] + rows3[down1 + x]) + 0.5f * rows3[row + x];
+        const float b5 = 0.0625f * (rows5[up2 + x] + rows5[down2 + x]) +
+                         0.25f * (rows5[up1 + x] + rows5[down1 + x]) + 0.375f * rows5[row + x];
+        bands[x] = (luma[row + x] - b3) * detailScale + (b3 - b5) * edgeScale;
+      }
       for (int x = 0; x < width; ++x) {
         const float *p = &in.data[(row + x) * 3];
         float *q = &out.data[(row + x) * 3];
         const float encodedY = kKr * p[0] + kKg * p[1] + kKb * p[2];
         float level = luma[row + x];
+        bool changed = false;
         if (sharpens && encodedY >= yLow && encodedY <= yHigh) {
-          const float b3 = 0.25f * (rows3[up1 + x] + rows3[down1 + x]) + 0.5f * rows3[row + x];
-          const float b5 = 0.0625f * (rows5[up2 + x] + rows5[down2 + x]) +
-                           0.25f * (rows5[up1 + x] + rows5[down1 + x]) + 0.375f * rows5[row + x];
-          const float hf = (level - b3) * detailScale + (b3 - b5) * edgeScale;
+          const float hf = bands[x];
           float delta = 0;
           float limitUp = normal.limitUp, limitDown = normal.limitDown;
           // Below both coring thresholds nothing is added: most of a frame stops here.
@@ -210,6 +216,11 @@ bool stageEdgeEnhance_3(const RgbImage &in, const TDatabaseEdgeEnhance_3 &state,
             delta = std::clamp(level + delta, low - limitDown, high + limitUp) - level;
           }
           level += delta;
+          changed = delta != 0;
+        }
+        if (!changed && !state.isDci) {  // nothing added: the pixel passes as it is
+          q[0] = p[0], q[1] = p[1], q[2] = p[2];
+          continue;
         }
         float newY =
             linearDomain ? interpolate(encode.data(), level * kDomainTable, kDomainTable) : level;
