@@ -157,6 +157,13 @@ bool stageEdgeEnhance_3(const RgbImage &in, const TDatabaseEdgeEnhance_3 &state,
   blurRows(luma, width, height, rows3, rows5);
 
   out = in.sameShape();
+  // Settings read per pixel, as locals the compiler can keep in registers.
+  const bool chromaAdaptive = state.isCa != 0, limits = state.isSharpLimit != 0;
+  const bool neighbourhoodLimits = state.sharpLimitType == 1, dci = state.isDci != 0;
+  const float cbLow = state.cbDownThreshold, cbHigh = state.cbUpThreshold;
+  const float crLow = state.crDownThreshold, crHigh = state.crUpThreshold;
+  const float *source = in.data.data();
+  float *target = out.data.data();
   parallelRows(height, [&](int first, int last) {
     std::vector<float> bands(width);  // the row's band sum, before coring
     for (int y = first; y < last; ++y) {
@@ -173,8 +180,8 @@ bool stageEdgeEnhance_3(const RgbImage &in, const TDatabaseEdgeEnhance_3 &state,
         bands[x] = (luma[row + x] - b3) * detailScale + (b3 - b5) * edgeScale;
       }
       for (int x = 0; x < width; ++x) {
-        const float *p = &in.data[(row + x) * 3];
-        float *q = &out.data[(row + x) * 3];
+        const float *p = source + (row + x) * 3;
+        float *q = target + (row + x) * 3;
         const float encodedY = kKr * p[0] + kKg * p[1] + kKb * p[2];
         float level = luma[row + x];
         bool changed = false;
@@ -198,15 +205,14 @@ bool stageEdgeEnhance_3(const RgbImage &in, const TDatabaseEdgeEnhance_3 &state,
               limitUp += skinWeight * (skin.limitUp - limitUp);
               limitDown += skinWeight * (skin.limitDown - limitDown);
             }
-            if (state.isCa && cb >= state.cbDownThreshold && cb <= state.cbUpThreshold &&
-                cr >= state.crDownThreshold && cr <= state.crUpThreshold) {
+            if (chromaAdaptive && cb >= cbLow && cb <= cbHigh && cr >= crLow && cr <= crHigh) {
               const float size = std::sqrt(cb * cb + cr * cr) / kCaSpan * (kCurvePoints - 1);
               delta *= interpolate(caCurve, size, kCurvePoints - 1);
             }
           }
-          if (delta != 0 && state.isSharpLimit) {
+          if (delta != 0 && limits) {
             float low = level, high = level;
-            if (state.sharpLimitType == 1) {
+            if (neighbourhoodLimits) {
               const int xl = std::max(x - 1, 0), xr = std::min(x + 1, width - 1);
               for (const size_t r : {up1, row, down1}) {
                 low = std::min({low, luma[r + xl], luma[r + x], luma[r + xr]});
@@ -218,13 +224,13 @@ bool stageEdgeEnhance_3(const RgbImage &in, const TDatabaseEdgeEnhance_3 &state,
           level += delta;
           changed = delta != 0;
         }
-        if (!changed && !state.isDci) {  // nothing added: the pixel passes as it is
+        if (!changed && !dci) {  // nothing added: the pixel passes as it is
           q[0] = p[0], q[1] = p[1], q[2] = p[2];
           continue;
         }
         float newY =
             linearDomain ? interpolate(encode.data(), level * kDomainTable, kDomainTable) : level;
-        if (state.isDci)
+        if (dci)
           newY = interpolate(dciCurve, std::clamp(newY, 0.0f, 1.0f) * kSteps / kDciStep,
                              kCurvePoints - 1);
         const float shift = newY - encodedY;
