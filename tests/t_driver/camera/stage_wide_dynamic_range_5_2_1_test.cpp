@@ -70,12 +70,14 @@ TDatabaseWideDynamicRange_5_2_1 defaults() {
   s.ratioActual = 16.0f;
   s.strength = 128;
   s.wdrRgbCoef[0] = 77, s.wdrRgbCoef[1] = 150, s.wdrRgbCoef[2] = 29;
+  s.wdrLightnessWeight = 128;
   return s;
 }
 
 TEST(StageWideDynamicRange_5_2_1, LocalCurveLiftsShadows) {
   const RgbImage grey = shadowAndLight({0.2f, 0.2f, 0.2f});
   const RgbImage tinted = shadowAndLight({0.24f, 0.2f, 0.12f});
+  const RgbImage saturated = shadowAndLight({0.35f, 0.15f, 0.05f});
   RgbImage reference;
   ASSERT_TRUE(stageWideDynamicRange_5_2_1(grey, defaults(), FrameContext{}, reference));
   const Region shadowIn = shadowOf(grey), lightIn = lightOf(grey);
@@ -149,6 +151,17 @@ TEST(StageWideDynamicRange_5_2_1, LocalCurveLiftsShadows) {
        true,
        [&](const RgbImage &, const RgbImage &out) {
          EXPECT_GT(shadowOf(out).mean - shadowIn.mean, 1.1f * liftRef);
+       }},
+      {"lightness weight lifts saturated shadows less", &saturated,
+       [](auto &s) { s.wdrLightnessWeight = 255; }, true,
+       [&](const RgbImage &in, const RgbImage &out) {
+         TDatabaseWideDynamicRange_5_2_1 lumaOnly = defaults();
+         lumaOnly.wdrLightnessWeight = 0;
+         RgbImage byLuma;
+         ASSERT_TRUE(stageWideDynamicRange_5_2_1(in, lumaOnly, FrameContext{}, byLuma));
+         const float lift = shadowOf(out).mean - shadowOf(in).mean;
+         EXPECT_GT(lift, 0.0f);
+         EXPECT_LT(lift, 0.85f * (shadowOf(byLuma).mean - shadowOf(in).mean));
        }},
       {"curve 1 without shadow factor keeps the shadow", &grey,
        [](auto &s) {

@@ -192,8 +192,8 @@ constexpr InertKey kInertKeys[] = {
      "saturation control by gain is not modelled: the gain scales R, G and B alike"},
     {"WDR_5_2_1", "satThrGainUp",
      "saturation control by gain is not modelled: the gain scales R, G and B alike"},
-    {"WDR_5_2_1", "wdrColorWeight", "the curve is driven by the luma of wdrRgbCoef alone"},
-    {"WDR_5_2_1", "wdrLightnessWeight", "the curve is driven by the luma of wdrRgbCoef alone"},
+    {"WDR_5_2_1", "wdrColorWeight",
+     "the curve is driven by the luma of wdrRgbCoef and wdrLightnessWeight alone"},
     {"WDR_5_2_1", "wdrLumaThr", "the lift near black is governed by darkAttentionLevel alone"},
     // --- CP_1_2
     {"CP_1_2", "isStatistics", "a statistics-view switch of the client; no role in the picture"},

@@ -1,7 +1,9 @@
 // "WDR_5_2_1" in the simulated ISP: local tone mapping of the display-encoded picture. It
 // lifts dark regions and may compress bright ones with a gain that follows the local mean
 // luma, so a shadow gets brighter without flattening the detail inside it.
-//   - Luma from wdrRgbCoef (of 256). Its local mean comes from a coarse grid of blocks
+//   - Luma from wdrRgbCoef (of 256), moved towards the brightest of R, G and B by
+//     wdrLightnessWeight (of 256), so saturated colours are lifted less and do not clip in
+//     one channel. Its local mean comes from a coarse grid of blocks
 //     (about a sixteenth of the frame's shorter side), smoothed and interpolated; fixedWeight
 //     (of 256) pulls the curve's input towards the frame's mean, a more global curve.
 //   - Curve 0: the local mean A is mapped to A^(1 / (1 + k)), k = strength / 128 x
@@ -113,6 +115,7 @@ bool stageWideDynamicRange_5_2_1(const RgbImage &in, const TDatabaseWideDynamicR
   const float contrast = state.contrast / kContrastUnit;
   const float darkLevel = state.darkAttentionLevel / kLumaSteps;
   const float fixedWeight = std::min(state.fixedWeight / kCoefUnit, 1.0f);
+  const float lightness = std::min(state.wdrLightnessWeight / kCoefUnit, 1.0f);
 
   // Mean luma per block.
   const int block = std::clamp(std::min(width, height) / kGridDivisions, kMinBlock, kMaxBlock);
@@ -128,8 +131,10 @@ bool stageWideDynamicRange_5_2_1(const RgbImage &in, const TDatabaseWideDynamicR
         for (int bx = 0; bx < columns; ++bx) {
           const int x1 = std::min((bx + 1) * block, width);
           float sum = 0;
-          for (int x = bx * block; x < x1; ++x, p += 3)
-            sum += coef[0] * p[0] + coef[1] * p[1] + coef[2] * p[2];
+          for (int x = bx * block; x < x1; ++x, p += 3) {
+            const float luma = coef[0] * p[0] + coef[1] * p[1] + coef[2] * p[2];
+            sum += luma + lightness * (std::max({p[0], p[1], p[2]}) - luma);
+          }
           sums[bx] += sum;
         }
       }
@@ -193,7 +198,8 @@ bool stageWideDynamicRange_5_2_1(const RgbImage &in, const TDatabaseWideDynamicR
         float shift = 0;  // the detail change, the same for R, G and B
         if (detail) {
           const float local = rowLocal[a] + wx * (rowLocal[b] - rowLocal[a]);
-          shift = gain * (contrast - 1.0f) * (luma - local);
+          const float drive = luma + lightness * (std::max({p[0], p[1], p[2]}) - luma);
+          shift = gain * (contrast - 1.0f) * (drive - local);
         }
         if (curve1) {
           // Shadows: luma takes the full gain, chroma only the fraction curve2LoSat of it.
