@@ -16,7 +16,8 @@ namespace {
 constexpr float kKr = 0.299f, kKg = 0.587f, kKb = 0.114f;
 constexpr float kCbScale = 0.5f / (1.0f - kKb);  // (B - Y) to Cb
 constexpr float kCrScale = 0.5f / (1.0f - kKr);  // (R - Y) to Cr
-constexpr float kCodeSteps = 255.0f;             // bright and chroma offsets are 8-bit steps
+constexpr float kCbToB = 1.0f / kCbScale, kCrToR = 1.0f / kCrScale, kInverseKg = 1.0f / kKg;
+constexpr float kCodeSteps = 255.0f;  // bright and chroma offsets are 8-bit steps
 constexpr float kLimitedBlack = 16.0f / 255.0f;
 constexpr float kLimitedLumaSpan = 219.0f / 255.0f;
 constexpr float kLimitedChromaSpan = 224.0f / 255.0f;
@@ -60,9 +61,9 @@ bool stageColorProcess_1_2(const RgbImage &in, const TDatabaseColorProcess_1_2 &
           cb2 *= kLimitedChromaSpan;
           cr2 *= kLimitedChromaSpan;
         }
-        const float r = y2 + cr2 / kCrScale;
-        const float b = y2 + cb2 / kCbScale;
-        const float g = (y2 - kKr * r - kKb * b) / kKg;
+        const float r = y2 + cr2 * kCrToR;
+        const float b = y2 + cb2 * kCbToB;
+        const float g = (y2 - kKr * r - kKb * b) * kInverseKg;
         dst[0] = std::clamp(r, 0.0f, 1.0f);
         dst[1] = std::clamp(g, 0.0f, 1.0f);
         dst[2] = std::clamp(b, 0.0f, 1.0f);

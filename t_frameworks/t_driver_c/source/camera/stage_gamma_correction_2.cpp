@@ -80,7 +80,9 @@ bool stageGammaCorrection_2(const RgbImage &in, const TDatabaseGammaCorrection_2
       const float *src = in.data.data() + y * rowFloats;
       float *dst = out.data.data() + y * rowFloats;
       for (size_t i = 0; i < rowFloats; ++i) {
-        const float position = std::clamp(src[i], 0.0f, 1.0f) * kInputMax;
+        // Written so that a NaN from upstream maps to black rather than to any index.
+        const float level = src[i] > 0.0f ? std::min(src[i], 1.0f) : 0.0f;
+        const float position = level * kInputMax;
         const int index = static_cast<int>(position);
         const float t = position - static_cast<float>(index);
         dst[i] = lut[index] + t * (lut[index + 1] - lut[index]);
