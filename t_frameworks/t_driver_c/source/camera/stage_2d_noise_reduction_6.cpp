@@ -12,10 +12,10 @@
 // Levels are in 10-bit codes above black whatever the sensor's depth.
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <vector>
 
 #include "stages.h"
+#include "vector4.h"
 
 namespace tcamera {
 namespace {
@@ -59,36 +59,18 @@ struct Params {
   std::vector<float> inverseStatic, inverseMoving;
 };
 
-// Four sites at once: the filter is the costliest arithmetic of the mosaic stages, and GCC
-// vector types give SSE on x86-64 and NEON on AArch64 alike.
-using Vec = float __attribute__((vector_size(16)));
-constexpr int kLanes = 4;
-
-inline Vec load(const float *p) {
-  Vec v;
-  std::memcpy(&v, p, sizeof v);
-  return v;
-}
-
-inline Vec splat(float v) {
-  return Vec{v, v, v, v};
-}
-
-inline Vec max(Vec a, Vec b) {
-  return a > b ? a : b;
-}
-
-inline Vec min(Vec a, Vec b) {
-  return a < b ? a : b;
-}
+using vector4::kLanes;
+using vector4::load;
+using vector4::splat;
+using vector4::Vec;
 
 // What the filter takes off, partly given back: detail above the threshold returns less the
 // threshold, boosted past the boost threshold up to the clip.
 inline Vec restore(Vec removed, const Filter &f) {
   const Vec zero = splat(0);
-  const Vec size = removed < zero ? -removed : removed;
-  const Vec back = max(size - splat(f.detailThreshold), zero);
-  const Vec boosted = min(back * splat(f.boost), max(back, splat(f.clip)));
+  const Vec size = vector4::abs(removed);
+  const Vec back = vector4::max(size - splat(f.detailThreshold), zero);
+  const Vec boosted = vector4::min(back * splat(f.boost), vector4::max(back, splat(f.clip)));
   const Vec given = size > splat(f.boostThreshold) ? boosted : back;
   return removed < zero ? -given : given;
 }
@@ -98,7 +80,8 @@ inline void accumulate(Vec tap, Vec centre, Vec inverseS, Vec inverseM, Vec &sum
                        Vec &sumM, Vec &weightM) {
   const Vec one = splat(1), zero = splat(0);
   const Vec d2 = (tap - centre) * (tap - centre);
-  const Vec ws = max(zero, one - d2 * inverseS), wm = max(zero, one - d2 * inverseM);
+  const Vec ws = vector4::max(zero, one - d2 * inverseS);
+  const Vec wm = vector4::max(zero, one - d2 * inverseM);
   sumS += ws * tap, weightS += ws;
   sumM += wm * tap, weightM += wm;
 }
@@ -126,7 +109,7 @@ void filterRow(const float *up, const float *mid, const float *down, const float
     const Vec fs = sumS / weightS, fm = sumM / weightM;
     const Vec out = staticShare * (fs + restore(centre - fs, stat)) +
                     movingShare * (fm + restore(centre - fm, moving));
-    std::memcpy(result + x, &out, sizeof out);
+    vector4::store(result + x, out);
   }
 }
 
@@ -140,7 +123,7 @@ void filterRows(const Mosaic &in, const Params &p, Mosaic &out, int first, int l
   const auto reflect = [](int i, int size) {
     return i < 0 ? -i : i >= size ? 2 * (size - 1) - i : i;
   };
-  const int span = (width + kLanes - 1) / kLanes * kLanes;
+  const int span = vector4::roundUp(width);
   std::vector<float> padded[3], inverseStatic(span), inverseMoving(span), result(span);
   for (auto &row : padded) row.resize(span + 4);
   for (int y = first; y < last; ++y) {

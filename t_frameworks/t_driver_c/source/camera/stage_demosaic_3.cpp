@@ -13,6 +13,7 @@
 #include <cmath>
 
 #include "stages.h"
+#include "vector4.h"
 
 namespace tcamera {
 namespace {
@@ -27,6 +28,11 @@ constexpr int kFringeReach = 4;           // sites from an edge a purple fringe 
 constexpr float kLineStrengthUnit = 128;  // sharpenLineCurve strength: 128 = 1
 constexpr float kLineGain = 4;  // sensor gain that selects line curve 2 (3 from kHighGain)
 constexpr float kMidGain = 2, kHighGain = 8;  // sensor gains that select curves 1 and 2
+
+using vector4::kLanes;
+using vector4::load;
+using vector4::splat;
+using vector4::Vec;
 
 enum Site : uint8_t { kR, kG, kB };
 
@@ -233,19 +239,22 @@ void correctAberration(const Plane &g, const Plane &red, const Plane &blue,
   }
 }
 
-float median3(float a, float b, float c) {
-  return std::max(std::min(a, b), std::min(std::max(a, b), c));
+Vec median3(Vec a, Vec b, Vec c) {
+  return vector4::max(vector4::min(a, b), vector4::min(vector4::max(a, b), c));
 }
 
 // A colour-difference row pulled towards the median of the row medians of its 3 x 3
-// neighbourhood (a separable stand-in for the 3 x 3 median that keeps thin lines).
+// neighbourhood (a separable stand-in for the 3 x 3 median that keeps thin lines). Four sites
+// at once, over the row padded to whole groups (the plane's border covers the overhang).
 void pullToMedian(const Plane &diff, int y, float strength, float *out) {
   const float *u = diff.row(y - 1), *m = diff.row(y), *d = diff.row(y + 1);
-  for (int x = 0; x < diff.width; ++x) {
-    const float median =
-        median3(median3(u[x - 1], u[x], u[x + 1]), median3(m[x - 1], m[x], m[x + 1]),
-                median3(d[x - 1], d[x], d[x + 1]));
-    out[x] = m[x] + strength * (median - m[x]);
+  const Vec share = splat(strength);
+  for (int x = 0; x < vector4::roundUp(diff.width); x += kLanes) {
+    const Vec centre = load(m + x);
+    const Vec median = median3(median3(load(u + x - 1), load(u + x), load(u + x + 1)),
+                               median3(load(m + x - 1), centre, load(m + x + 1)),
+                               median3(load(d + x - 1), load(d + x), load(d + x + 1)));
+    vector4::store(out + x, centre + share * (median - centre));
   }
 }
 
@@ -327,28 +336,32 @@ Finish finishFrom(const TDatabaseDeMosaic_3 &s, const FrameContext &context, boo
 // times the curve's gain at the detail level (r1 up to t1, rising to r2 at t2, r2 up to t3,
 // moving to r3 at t4, r3 beyond) and the factor of its sign, clipped, and weakened in
 // near-white highlights.
-void sharpenRow(const Plane &g, int y, const Finish &shared, float *out) {
-  const Finish f = shared;  // a local copy: stores to out cannot alias it
+void sharpenRow(const Plane &g, int y, const Finish &f, float *out) {
   const float *gu = g.row(y - 1), *g0 = g.row(y), *gd = g.row(y + 1);
-  const float rise = 1.0f / std::max(f.t2 - f.t1, 1e-6f),
-              fall = 1.0f / std::max(f.t4 - f.t3, 1e-6f);
-  for (int x = 0; x < g.width; ++x) {
-    const float green = g0[x];
-    const float blur = (gu[x - 1] + gu[x + 1] + gd[x - 1] + gd[x + 1] +
-                        2 * (gu[x] + gd[x] + g0[x - 1] + g0[x + 1]) + 4 * green) *
-                       (1.0f / 16);
-    const float detail = green - blur;
-    const float level = std::fabs(detail);
-    const float cored = std::max(level - f.coring, 0.0f);
-    const float gain = f.r1 + (f.r2 - f.r1) * unit((level - f.t1) * rise) +
-                       (f.r3 - f.r2) * unit((level - f.t3) * fall);
-    // Comparisons turned into 0 / 1 factors: noise makes branches here unpredictable.
-    const float up = static_cast<float>(detail > 0);
-    const float factor = f.negative + up * (f.positive - f.negative);
-    const float clip = f.clipDown + up * (f.clipUp - f.clipDown);
-    const float delta = std::copysign(std::min(cored * gain * factor, clip), detail);
-    const float high = static_cast<float>(green > f.highlight);
-    out[x] = green + delta * (1 + high * (f.highlightScale - 1));
+  const Vec rise = splat(1.0f / std::max(f.t2 - f.t1, 1e-6f));
+  const Vec fall = splat(1.0f / std::max(f.t4 - f.t3, 1e-6f));
+  const Vec zero = splat(0), one = splat(1);
+  const Vec coring = splat(f.coring), t1 = splat(f.t1), t3 = splat(f.t3), r1 = splat(f.r1);
+  const Vec r21 = splat(f.r2 - f.r1), r32 = splat(f.r3 - f.r2);
+  const Vec positive = splat(f.positive), negative = splat(f.negative);
+  const Vec clipUp = splat(f.clipUp), clipDown = splat(f.clipDown);
+  const Vec highlight = splat(f.highlight), highlightScale = splat(f.highlightScale);
+  const auto unit = [&](Vec v) { return vector4::min(one, vector4::max(zero, v)); };
+  for (int x = 0; x < vector4::roundUp(g.width); x += kLanes) {
+    const Vec green = load(g0 + x);
+    const Vec blur =
+        (load(gu + x - 1) + load(gu + x + 1) + load(gd + x - 1) + load(gd + x + 1) +
+         splat(2) * (load(gu + x) + load(gd + x) + load(g0 + x - 1) + load(g0 + x + 1)) +
+         splat(4) * green) *
+        splat(1.0f / 16);
+    const Vec detail = green - blur;
+    const Vec level = vector4::abs(detail);
+    const Vec cored = vector4::max(level - coring, zero);
+    const Vec gain = r1 + r21 * unit((level - t1) * rise) + r32 * unit((level - t3) * fall);
+    const Vec up = vector4::min(cored * gain * positive, clipUp);
+    const Vec down = vector4::min(cored * gain * negative, clipDown);
+    const Vec delta = detail > zero ? up : -down;
+    vector4::store(out + x, green + (green > highlight ? delta * highlightScale : delta));
   }
 }
 
@@ -382,7 +395,8 @@ void sharpenLines(const Plane &g, int y, const Finish &f, float *out) {
 
 void finishRows(const Plane &g, const Plane &diffR, const Plane &diffB, const Finish &f,
                 RgbImage &out, int first, int last) {
-  std::vector<float> rowR(g.width), rowB(g.width), rowG(g.width);
+  const int span = vector4::roundUp(g.width);
+  std::vector<float> rowR(span), rowB(span), rowG(span);
   for (int y = first; y < last; ++y) {
     const float *cr = diffR.row(y), *cb = diffB.row(y), *green = g.row(y);
     if (f.falseColour) {
@@ -433,10 +447,11 @@ bool stageDeMosaic_3(const Mosaic &in, const TDatabaseDeMosaic_3 &state,
   const bool bypassed = state.state == 0;
   const bool cac = !bypassed && state.isCac != 0;
   n.shape(width, height, 2);
-  g.shape(width, height, 1);
+  // The planes the finishing steps read four sites at a time have a border of kLanes.
+  g.shape(width, height, kLanes);
   if (cac) red.shape(width, height, 1), blue.shape(width, height, 1);
-  diffR.shape(width, height, 1);
-  diffB.shape(width, height, 1);
+  diffR.shape(width, height, kLanes);
+  diffB.shape(width, height, kLanes);
 
   const Interp interp = interpFrom(state, bypassed);
   const Finish finish = finishFrom(state, context, bypassed);
