@@ -6,6 +6,7 @@
 #include <memory>
 #include <vector>
 
+#include "sensor.h"
 #include "stages.h"
 #include "test_images.h"
 
@@ -202,6 +203,40 @@ TEST(GreenEquilibration, EvensOutGreensWithinTheThreshold) {
     EXPECT_NEAR(meanOf(detailOut, Cfa::kGreenBlue) - meanOf(detailOut, Cfa::kGreenRed),
                 c.detailKept, 0.5)
         << c.name;
+  }
+}
+
+TEST(GreenEquilibration, BalancesTheSensorsCrosstalkOnAFlatField) {
+  // The sensor's greens differ by 2% (about 6 codes, 25 on the 12-bit scale, in the middle of
+  // this flat field) under shot and read noise.
+  SensorSettings settings;
+  settings.width = 160;
+  settings.height = 120;
+  settings.scene = SceneKind::kFlat;
+  TDatabaseBlackLevelSubtraction black{};
+  black.state = 1;
+  Mosaic flat;
+  ASSERT_TRUE(stageBlackLevelSubtraction(captureSensor(settings, 3), black, kTenBit, flat));
+  const auto imbalance = [](const Mosaic &m) {
+    const double gr = meanOf(m, m.data, Cfa::kGreenRed, 60, 40, 100, 80);
+    const double gb = meanOf(m, m.data, Cfa::kGreenBlue, 60, 40, 100, 80);
+    return std::fabs(gr - gb) / ((gr + gb) / 2);
+  };
+  const double before = imbalance(flat);
+  EXPECT_GT(before, 0.015);
+  const struct {
+    float threshold;         // 12-bit scale
+    double lowest, highest;  // imbalance after over before
+  } kCases[] = {
+      {8, 0.95, 1.0},  // below the crosstalk: left alone
+      {32, 0.2, 0.7},  // about the crosstalk: where the noise lets it
+      {64, 0.0, 0.2},  // above it: gone
+  };
+  for (const auto &c : kCases) {
+    const TDatabaseGreenEquilibration state = {.state = 1, .threshold = c.threshold};
+    const double after = imbalance(run(stageGreenEquilibration, flat, state)) / before;
+    EXPECT_GE(after, c.lowest) << c.threshold;
+    EXPECT_LE(after, c.highest) << c.threshold;
   }
 }
 

@@ -1,13 +1,15 @@
 // "GE" in the simulated ISP: evens out the two greens of the Bayer mosaic.
 //
 // Gr and Gb sites see the same colour through different neighbours, so crosstalk leaves them
-// slightly apart and a fine maze pattern appears in flat areas. The four diagonal neighbours of
-// a green site are greens of the other kind; where the site differs from their mean by no more
-// than the threshold (12-bit scale, scaled to the sensor's bit depth), the difference is
-// treated as imbalance and the site moves to the midpoint of itself and that mean. Larger
-// differences are detail and are kept. Red, blue and infrared sites pass unchanged; the
-// borders read their neighbours mirrored into the frame. Both exposures of a two-exposure
-// frame are treated alike.
+// slightly apart and a fine maze pattern appears in flat areas. At each green site the block
+// takes the difference between the site and the mean of its four diagonal neighbours (greens
+// of the other kind), and averages it over the nine greens of its own kind in the 5 x 5 window
+// around it: the local imbalance, with the noise of single sites averaged out. Where that
+// imbalance is no larger than the threshold (12-bit scale, scaled to the sensor's bit depth),
+// each green moves by half of it towards the other kind, which brings the two together;
+// larger differences are detail of the scene and are kept. Red, blue and infrared sites pass
+// unchanged. Beyond the frame a site reads the neighbour on its other side. Both exposures
+// of a two-exposure frame are treated alike.
 #include <algorithm>
 #include <cmath>
 
@@ -17,40 +19,85 @@ namespace tcamera {
 namespace {
 
 constexpr int kRecordBits = 12;  // threshold is on the 12-bit scale
+constexpr int kSameKind = 2;     // greens of the same kind lie two sites apart
+constexpr int kSlots = 2 * kSameKind + 1;
 
-// Rows and columns beyond the frame read those mirrored into it, which keeps the colour.
-int mirror(int index, int size) {
-  if (index < 0) return -index;
-  if (index >= size) return 2 * (size - 1) - index;
-  return index;
+// The neighbour at offset from index along a side of size sites; beyond the frame, the one
+// on the other side.
+int neighbourAt(int index, int offset, int size) {
+  const int at = index + offset;
+  return at < 0 || at >= size ? index - offset : at;
 }
 
 bool isGreen(Cfa colour) {
   return colour == Cfa::kGreenRed || colour == Cfa::kGreenBlue;
 }
 
+// Each green site's difference from the mean of its four diagonal neighbours, row by row;
+// a band keeps the last five rows it worked out.
+class Differences {
+ public:
+  Differences(const std::vector<float> &in, const Mosaic &shape)
+      : in_(in), shape_(shape), rows_(static_cast<size_t>(kSlots) * shape.width) {
+    std::fill(std::begin(held_), std::end(held_), -1);
+  }
+
+  const float *row(int y) {
+    const int slot = y % kSlots;
+    float *d = &rows_[static_cast<size_t>(slot) * shape_.width];
+    if (held_[slot] == y) return d;
+    held_[slot] = y;
+    const int width = shape_.width, height = shape_.height;
+    const float *above = &in_[static_cast<size_t>(neighbourAt(y, -1, height)) * width];
+    const float *here = &in_[static_cast<size_t>(y) * width];
+    const float *below = &in_[static_cast<size_t>(neighbourAt(y, 1, height)) * width];
+    const auto difference = [&](int x, int left, int right) {
+      return here[x] - (above[left] + above[right] + below[left] + below[right]) * 0.25f;
+    };
+    // Every site gets a value (those of red and blue are never read), which keeps the loop
+    // free of branches.
+    d[0] = difference(0, 1, 1);
+    for (int x = 1; x < width - 1; ++x) d[x] = difference(x, x - 1, x + 1);
+    d[width - 1] = difference(width - 1, width - 2, width - 2);
+    return d;
+  }
+
+ private:
+  const std::vector<float> &in_;
+  const Mosaic &shape_;
+  std::vector<float> rows_;
+  int held_[kSlots];
+};
+
 void equilibrate(const std::vector<float> &in, const Mosaic &shape, float threshold,
                  std::vector<float> &out) {
   const int width = shape.width;
   const int height = shape.height;
   parallelRows(height, [&](int first, int last) {
+    Differences differences(in, shape);
     for (int y = first; y < last; ++y) {
-      const float *above = &in[static_cast<size_t>(mirror(y - 1, height)) * width];
       const float *here = &in[static_cast<size_t>(y) * width];
-      const float *below = &in[static_cast<size_t>(mirror(y + 1, height)) * width];
       float *dest = &out[static_cast<size_t>(y) * width];
       std::copy(here, here + width, dest);
+      const float *rows[3] = {differences.row(neighbourAt(y, -kSameKind, height)),
+                              differences.row(y),
+                              differences.row(neighbourAt(y, kSameKind, height))};
       bool green[4];
       for (int x = 0; x < 4; ++x) green[x] = isGreen(shape.colourAt(x, y));
       const auto balance = [&](int x, int left, int right) {
-        const float others = (above[left] + above[right] + below[left] + below[right]) * 0.25f;
-        const float difference = here[x] - others;
-        if (std::fabs(difference) <= threshold) dest[x] = here[x] - difference * 0.5f;
+        float sum = 0;
+        for (const float *d : rows) sum += d[left] + d[x] + d[right];
+        const float imbalance = sum * (1.0f / 9);
+        if (std::fabs(imbalance) <= threshold) dest[x] = here[x] - imbalance * 0.5f;
       };
-      if (green[0]) balance(0, 1, 1);
-      for (int x = 1; x < width - 1; ++x)
-        if (green[x & 3]) balance(x, x - 1, x + 1);
-      if (green[(width - 1) & 3]) balance(width - 1, width - 2, width - 2);
+      // The first green of the row, then every other site (greens form a checkerboard).
+      const int start = green[0] ? 0 : green[1] ? 1 : width;
+      for (int x = start; x < width; x += 2) {
+        if (x >= kSameKind && x < width - kSameKind)
+          balance(x, x - kSameKind, x + kSameKind);
+        else
+          balance(x, neighbourAt(x, -kSameKind, width), neighbourAt(x, kSameKind, width));
+      }
     }
   });
 }
@@ -60,7 +107,8 @@ void equilibrate(const std::vector<float> &in, const Mosaic &shape, float thresh
 bool stageGreenEquilibration(const Mosaic &in, const TDatabaseGreenEquilibration &state,
                              const FrameContext &context, Mosaic &out) {
   if (state.state == 0 || !(state.threshold > 0)) return false;
-  if (in.width < 2 || in.height < 2) return false;
+  // The window needs a few sites on each side of the centre.
+  if (in.width <= 2 * kSameKind || in.height <= 2 * kSameKind) return false;
   const float threshold = state.threshold * std::ldexp(1.0f, context.bitDepth - kRecordBits);
   out = in.sameShape();
   equilibrate(in.data, in, threshold, out.data);
