@@ -181,6 +181,36 @@ TEST(Stage3DNoiseReduction_4, MovingEdgeDoesNotSmear) {
   }
 }
 
+// Dilation spreads the motion of a moving edge sideways: the still pixels beside it then show
+// the current frame rather than a blend.
+TEST(Stage3DNoiseReduction_4, DilationWidensTheMotionAroundAnEdge) {
+  auto edgeAt = [](int edge, int seed) {
+    auto noise = testing::noiseSource(kNoise, seed);
+    return testing::makeRgb(kWidth, kHeight,
+                            [&](int x, int, int) { return (x < edge ? 0.2f : 0.8f) + noise(); });
+  };
+  TemporalHistory history;
+  history.previous = edgeAt(40, 1);
+  history.valid = true;
+  const RgbImage in = edgeAt(48, 2);
+  float change[2];
+  for (int dilate = 0; dilate < 2; ++dilate) {
+    TDatabase3DNoiseReduction_4 state = matched();
+    state.isMotionDilate = static_cast<uint8_t>(dilate);
+    state.dilateH = 12;
+    RgbImage out;
+    ASSERT_TRUE(stage3DNoiseReduction_4(in, state, FrameContext{}, history, out));
+    double sum = 0;
+    int count = 0;
+    for (int y = 0; y < kHeight; ++y)
+      for (int x = 30; x < 35; ++x, ++count)
+        sum += std::fabs(out.pixel(x, y)[1] - in.pixel(x, y)[1]);
+    change[dilate] = static_cast<float>(sum / count);
+  }
+  EXPECT_GT(change[0], 0.005f);  // blended with the previous frame's noise
+  EXPECT_LT(change[1], 0.2f * change[0]);
+}
+
 TEST(Stage3DNoiseReduction_4, NoHistoryNoBlend) {
   const RgbImage in = noisyFrame(0);
   RgbImage out;

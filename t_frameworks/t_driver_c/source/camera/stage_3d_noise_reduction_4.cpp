@@ -194,27 +194,36 @@ bool stage3DNoiseReduction_4(const RgbImage &in, const TDatabase3DNoiseReduction
   mix(motion, measure, 1.0f - std::min(state.sadWeight / kSadUnit, 1.0f), width, height);
 
   if (state.isMotionDilate && state.dilateH > 0) {
-    const int reach = state.dilateH;
+    const int reach = std::min<int>(state.dilateH, width);
     parallelRows(height, [&](int first, int last) {
       for (int y = first; y < last; ++y) {
         const float *src = &motion[static_cast<size_t>(y) * width];
         float *dst = &scratch[static_cast<size_t>(y) * width];
-        for (int x = 0; x < width; ++x) {
-          float most = src[x];
-          for (int k = std::max(x - reach, 0); k <= std::min(x + reach, width - 1); ++k)
-            most = std::max(most, src[k]);
+        auto widest = [&](int x, int from, int to) {
+          float most = src[from];
+          for (int k = from + 1; k <= to; ++k) most = std::max(most, src[k]);
           dst[x] = most;
-        }
+        };
+        // Bounds checks only near the borders.
+        const int inner = std::max(reach, width - reach);
+        for (int x = 0; x < std::min(reach, width); ++x)
+          widest(x, 0, std::min(x + reach, width - 1));
+        for (int x = reach; x < inner; ++x) widest(x, x - reach, x + reach);
+        for (int x = std::max(inner, std::min(reach, width)); x < width; ++x)
+          widest(x, std::max(x - reach, 0), width - 1);
       }
     });
     motion.swap(scratch);
   }
-  const float smoothShare = std::clamp(static_cast<float>(state.motionSmoothFactor), 0.0f, 1.0f);
-  if (state.motionSmoothLevel > 0 && smoothShare > 0) {
+  // The smoothed motion map goes to `measure`, mixed in by the blend below.
+  const float smoothShare =
+      state.motionSmoothLevel > 0
+          ? std::clamp(static_cast<float>(state.motionSmoothFactor), 0.0f, 1.0f)
+          : 0.0f;
+  if (smoothShare > 0) {
     const std::vector<float> box =
         window(2 * std::min<int>(state.motionSmoothLevel, kMaxWindow / 2) + 1, false);
     separable(motion, width, height, box, box, scratch, measure);
-    mix(motion, measure, smoothShare, width, height);
   }
 
   // Blend.
@@ -234,7 +243,9 @@ bool stage3DNoiseReduction_4(const RgbImage &in, const TDatabase3DNoiseReduction
     const size_t end = static_cast<size_t>(last) * width;
     for (size_t i = static_cast<size_t>(first) * width; i < end; ++i) {
       const float at = level[i];
-      const float moving = std::clamp((motion[i] - threshold) * motionSlope.at(at), 0.0f, 1.0f);
+      const float measured =
+          smoothShare > 0 ? motion[i] + smoothShare * (measure[i] - motion[i]) : motion[i];
+      const float moving = std::clamp((measured - threshold) * motionSlope.at(at), 0.0f, 1.0f);
       const float still = (1.0f - moving) * stillShare.at(at);
       const float kLuma = std::min(still * lumaStrength, 1.0f);
       const float kChroma = std::min(still * chromaStrength, 1.0f);
