@@ -6,13 +6,13 @@
 //     one channel. Its local mean comes from a coarse grid of blocks
 //     (about a sixteenth of the frame's shorter side), smoothed and interpolated; fixedWeight
 //     (of 256) pulls the curve's input towards the frame's mean, a more global curve.
-//   - Curve 0: the local mean A is mapped to A^(1 / (1 + k)), k = strength / 128 x
+//   - Curve 0: the local mean A is mapped to A^(1 / (1 + k)), k = strength / 255 x
 //     lowStrength / 256; the gain is that over A. Curve 1 (wdrCurveSelect) scales curve 0's
 //     lift by curve2LoFactor below the local mean curve2Thr and by curve2HiFactor above, and
 //     lets the chroma of lifted shadows follow the gain only by the fraction curve2LoSat.
 //   - Highlight compression above the level 2^hlcBaseLog (log2 of linear light in 12-bit
 //     codes times the exposure ratio ratioActual of merged frames; linear = encoded^deGamma):
-//     the gain falls as 1 / (1 + highStrength / 128 x hlcSlope / 32 x the distance above it,
+//     the gain falls as 1 / (1 + highStrength / 255 x hlcSlope / 32 x the distance above it,
 //     as a fraction of the way to full scale).
 //   - The gain is held within minGain .. maxGain (256 = 1.0) and rises from 1 at black to its
 //     full value at darkAttentionLevel (8-bit luma), so the noise floor is not lifted.
@@ -30,7 +30,7 @@ namespace {
 
 constexpr float kCoefUnit = 256.0f;
 constexpr float kGainUnit = 256.0f;
-constexpr float kStrengthUnit = 128.0f;
+constexpr float kStrengthUnit = 255.0f;  // strength, highStrength: 255 = all of the curve
 constexpr float kLowStrengthUnit = 256.0f;
 constexpr float kHlcSlopeUnit = 32.0f;
 constexpr float kContrastUnit = 512.0f;
