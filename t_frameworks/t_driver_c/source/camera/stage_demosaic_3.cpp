@@ -127,77 +127,85 @@ float unit(float v) {
   return std::min(1.0f, std::max(0.0f, v));
 }
 
-// Green at every site (rows [first, last)). Each row holds green at every other site; the two
-// phases run as separate loops so that the inner loops do not branch on the colour.
-void interpolateGreen(const Plane &n, const std::array<Site, 4> &quad, const Interp &shared,
-                      Plane &g, int first, int last) {
-  const Interp p = shared;  // a local copy: stores to g cannot alias it
-  const float blendScale = 0.5f / (p.gradMax - p.gradMin);
-  const float refineOn = p.refineGreen ? 1.0f : 0.0f, hard = p.hardDecision ? 1.0f : 0.0f;
+// Lanes of a group of four (starting at an even site) that hold green in a row whose first
+// green is at greenX.
+Vec greenLanes(int greenX) {
+  const float even = greenX == 0 ? 1.0f : 0.0f;
+  return Vec{even, 1 - even, even, 1 - even};
+}
+
+// Green at every site (rows [first, last)). Four sites at a time: both the green-site and the
+// colour-site formulas are evaluated and the lane's colour picks one, which costs less than
+// branching or striding.
+void interpolateGreen(const Plane &n, const std::array<Site, 4> &quad, const Interp &p, Plane &g,
+                      int first, int last) {
+  const Vec zero = splat(0), half = splat(0.5f), two = splat(2), quarter = splat(0.25f);
+  const Vec blendScale = splat(0.5f / (p.gradMax - p.gradMin)), gradMin = splat(p.gradMin);
+  const Vec refineThreshold = splat(p.refineGreen ? p.refineThreshold : -1.0f);
+  const Vec lapWeightH = splat(p.lapH), lapWeightV = splat(p.lapV);
+  const Vec colourTerm = splat(p.colourInGradient ? 1.0f : 0.0f);
+  const Vec hard = splat(p.hardDecision ? 1.0f : 0.0f);
   for (int y = first; y < last; ++y) {
     const float *r0 = n.row(y), *u1 = n.row(y - 1), *d1 = n.row(y + 1), *u2 = n.row(y - 2),
                 *d2 = n.row(y + 2);
     float *out = g.row(y);
-    const int greenX = quad[(y & 1) * 2] == kG ? 0 : 1;
-    for (int x = greenX; x < n.width; x += 2) {
-      const float c = r0[x];
-      const float diagonal = 0.25f * (u1[x - 1] + u1[x + 1] + d1[x - 1] + d1[x + 1]);
-      // Comparisons turned into 0 / 1 factors: noise makes branches here unpredictable.
-      const float refine =
-          refineOn * static_cast<float>(std::fabs(c - diagonal) < p.refineThreshold);
-      out[x] = c + refine * 0.5f * (diagonal - c);
-    }
-    for (int x = 1 - greenX; x < n.width; x += 2) {
-      const float c = r0[x];
-      const float gl = r0[x - 1], gr = r0[x + 1], gu = u1[x], gd = d1[x];
-      const float lapH = 2 * c - r0[x - 2] - r0[x + 2], lapV = 2 * c - u2[x] - d2[x];
-      const float estH = 0.5f * (gl + gr) + p.lapH * lapH;
-      const float estV = 0.5f * (gu + gd) + p.lapV * lapV;
-      const float colourTerm = p.colourInGradient ? 1.0f : 0.0f;
-      const float dH = std::fabs(gl - gr) + colourTerm * std::fabs(lapH);
-      const float dV = std::fabs(gu - gd) + colourTerm * std::fabs(lapV);
-      const float contrast = std::fabs(dH - dV);
+    const auto isGreen = greenLanes(quad[(y & 1) * 2] == kG ? 0 : 1) > half;
+    for (int x = 0; x < vector4::roundUp(n.width); x += kLanes) {
+      const Vec c = load(r0 + x);
+      // A green site: moved to the midpoint with its diagonal greens when they differ little.
+      const Vec diagonal =
+          quarter * (load(u1 + x - 1) + load(u1 + x + 1) + load(d1 + x - 1) + load(d1 + x + 1));
+      const Vec refined = vector4::abs(c - diagonal) < refineThreshold ? half * (c + diagonal) : c;
+      // A red or blue site: along the smoother direction.
+      const Vec gl = load(r0 + x - 1), gr = load(r0 + x + 1), gu = load(u1 + x), gd = load(d1 + x);
+      const Vec lapH = two * c - load(r0 + x - 2) - load(r0 + x + 2);
+      const Vec lapV = two * c - load(u2 + x) - load(d2 + x);
+      const Vec estH = half * (gl + gr) + lapWeightH * lapH;
+      const Vec estV = half * (gu + gd) + lapWeightV * lapV;
+      const Vec dH = vector4::abs(gl - gr) + colourTerm * vector4::abs(lapH);
+      const Vec dV = vector4::abs(gu - gd) + colourTerm * vector4::abs(lapV);
+      const Vec contrast = vector4::abs(dH - dV);
       // Weight of the smoother direction: a half (both alike) up to one (that one alone).
-      const float ramp = std::min(0.5f, std::max(0.0f, (contrast - p.gradMin) * blendScale));
-      const float step = 0.5f * static_cast<float>(contrast > p.gradMin);
-      const float smooth = 0.5f + ramp + hard * (step - ramp);
-      const float wH = 1 - smooth + static_cast<float>(dH < dV) * (2 * smooth - 1);
-      out[x] = estV + wH * (estH - estV);
+      const Vec ramp = vector4::min(half, vector4::max(zero, (contrast - gradMin) * blendScale));
+      const Vec step = contrast > gradMin ? half : zero;
+      const Vec smooth = half + ramp + hard * (step - ramp);
+      const Vec wH = dH < dV ? smooth : splat(1) - smooth;
+      vector4::store(out + x, isGreen ? refined : estV + wH * (estH - estV));
     }
   }
 }
 
 // Red and blue at every site from their colour differences to green, written as red and
-// blue planes (for the aberration correction) or straight as differences to green.
+// blue planes (for the aberration correction) or straight as differences to green. Four
+// sites at a time, both formulas evaluated and the lane's colour picking one.
 void interpolateColour(const Plane &n, const Plane &g, const std::array<Site, 4> &quad,
                        const Interp &p, bool asDifferences, Plane &red, Plane &blue, int first,
                        int last) {
+  const Vec half = splat(0.5f), quarter = splat(0.25f);
+  const Vec atGreen = splat(p.diffAtGreen), atColour = splat(p.diffAtColour);
+  const Vec bias = splat(asDifferences ? 1.0f : 0.0f);
   for (int y = first; y < last; ++y) {
     const float *n0 = n.row(y), *nu = n.row(y - 1), *nd = n.row(y + 1);
     const float *g0 = g.row(y), *gu = g.row(y - 1), *gd = g.row(y + 1);
-    float *outR = red.row(y), *outB = blue.row(y);
     const int greenX = quad[(y & 1) * 2] == kG ? 0 : 1;
+    const auto isGreen = greenLanes(greenX) > half;
     const bool redRow = quad[(y & 1) * 2 + (1 - greenX)] == kR;
-    float *sameRow = redRow ? outR : outB, *otherRow = redRow ? outB : outR;
-    const float bias = asDifferences ? 1.0f : 0.0f;
-    // Green sites: the row's colour from left and right, the other one from above and below.
-    for (int x = greenX; x < n.width; x += 2) {
-      const float green = g0[x];
-      const float horizontal =
-          0.5f * (n0[x - 1] + n0[x + 1]) + p.diffAtGreen * (green - 0.5f * (g0[x - 1] + g0[x + 1]));
-      const float vertical =
-          0.5f * (nu[x] + nd[x]) + p.diffAtGreen * (green - 0.5f * (gu[x] + gd[x]));
-      sameRow[x] = horizontal - bias * green;
-      otherRow[x] = vertical - bias * green;
-    }
-    // Red or blue sites: their own value, the other colour from the four diagonals.
-    for (int x = 1 - greenX; x < n.width; x += 2) {
-      const float green = g0[x];
-      const float diagonal =
-          0.25f * (nu[x - 1] + nu[x + 1] + nd[x - 1] + nd[x + 1]) +
-          p.diffAtColour * (green - 0.25f * (gu[x - 1] + gu[x + 1] + gd[x - 1] + gd[x + 1]));
-      sameRow[x] = n0[x] - bias * green;
-      otherRow[x] = diagonal - bias * green;
+    float *sameRow = redRow ? red.row(y) : blue.row(y);
+    float *otherRow = redRow ? blue.row(y) : red.row(y);
+    for (int x = 0; x < vector4::roundUp(n.width); x += kLanes) {
+      const Vec green = load(g0 + x);
+      // Green sites: the row's colour from left and right, the other one from above and below.
+      const Vec horizontal = half * (load(n0 + x - 1) + load(n0 + x + 1)) +
+                             atGreen * (green - half * (load(g0 + x - 1) + load(g0 + x + 1)));
+      const Vec vertical = half * (load(nu + x) + load(nd + x)) +
+                           atGreen * (green - half * (load(gu + x) + load(gd + x)));
+      // Red or blue sites: their own value, the other colour from the four diagonals.
+      const Vec diagonal =
+          quarter * (load(nu + x - 1) + load(nu + x + 1) + load(nd + x - 1) + load(nd + x + 1)) +
+          atColour * (green - quarter * (load(gu + x - 1) + load(gu + x + 1) + load(gd + x - 1) +
+                                         load(gd + x + 1)));
+      vector4::store(sameRow + x, (isGreen ? horizontal : load(n0 + x)) - bias * green);
+      vector4::store(otherRow + x, (isGreen ? vertical : diagonal) - bias * green);
     }
   }
 }
@@ -446,10 +454,11 @@ bool stageDeMosaic_3(const Mosaic &in, const TDatabaseDeMosaic_3 &state,
         &diffR = scratch.diffRed, &diffB = scratch.diffBlue;
   const bool bypassed = state.state == 0;
   const bool cac = !bypassed && state.isCac != 0;
-  n.shape(width, height, 2);
+  // Vector groups read up to two sites beyond the last group of a row: a border of six.
+  n.shape(width, height, kLanes + 2);
   // The planes the finishing steps read four sites at a time have a border of kLanes.
   g.shape(width, height, kLanes);
-  if (cac) red.shape(width, height, 1), blue.shape(width, height, 1);
+  if (cac) red.shape(width, height, kLanes), blue.shape(width, height, kLanes);
   diffR.shape(width, height, kLanes);
   diffB.shape(width, height, kLanes);
 
