@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "camera_rig.h"
 #include "pipeline.h"
 #include "sensor.h"
 #include "t_driver.h"
@@ -16,62 +17,9 @@
 namespace tcamera {
 namespace {
 
-constexpr int kWidth = 320, kHeight = 180;
+constexpr int kWidth = testing::CameraRig::kWidth, kHeight = testing::CameraRig::kHeight;
 
-// A database and a driver streaming small frames.
-class Camera {
- public:
-  Camera() {
-    EXPECT_EQ(TDatabase_open(nullptr, &database_), TCOMMON_SUCCESS);
-    EXPECT_EQ(TDriver_open(database_, &driver_), TCOMMON_SUCCESS);
-    path().rectangle.width = kWidth;
-    path().rectangle.height = kHeight;
-    restart();
-  }
-  ~Camera() {
-    TDriver_close(&driver_);
-    TDatabase_close(&database_);
-  }
-  Camera(const Camera &) = delete;
-  Camera &operator=(const Camera &) = delete;
-
-  template <typename Record>
-  Record &record(const char *category) {
-    void *found = nullptr;
-    EXPECT_EQ(TDatabase_query(database_, category, &found), TCOMMON_SUCCESS) << category;
-    return *static_cast<Record *>(found);
-  }
-  TDatabaseInputPath &path() { return record<TDatabaseInput>("IPT").paths[0]; }
-  // The input path and sensor mode are latched when the ISP is initialised.
-  void restart() {
-    EXPECT_EQ(TDriver_deinit(driver_), TCOMMON_SUCCESS);
-    EXPECT_EQ(TDriver_init(driver_, 1), TCOMMON_SUCCESS);
-    EXPECT_EQ(TDriver_stream(driver_, 1), TCOMMON_SUCCESS);
-  }
-  // The frame at stage, as bytes, with its description.
-  struct Frame {
-    TDriverImage image{};
-    std::vector<uint8_t> bytes;
-  };
-  Frame get(const char *stage) {
-    Frame frame;
-    TDriverImage owned{};
-    EXPECT_EQ(TDriverFrame_get(driver_, stage, &owned), TCOMMON_SUCCESS) << stage;
-    const auto *data = static_cast<const uint8_t *>(owned.data);
-    if (data != nullptr) frame.bytes.assign(data, data + owned.size);
-    frame.image = owned;
-    frame.image.data = nullptr;
-    EXPECT_EQ(TDriverImage_release(&owned), TCOMMON_SUCCESS);
-    EXPECT_EQ(owned.data, nullptr);
-    return frame;
-  }
-  std::vector<uint8_t> output() { return get("output").bytes; }
-  TDriver *driver() { return driver_; }
-
- private:
-  TDatabase *database_ = nullptr;
-  TDriver *driver_ = nullptr;
-};
+using Camera = testing::CameraRig;
 
 // Mean and variance of one channel of an 8-bit RGB picture over a rectangle.
 struct Moments {
