@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -48,6 +49,10 @@ Mosaic run(Stage stage, const Mosaic &in, const State &state, bool *changed = nu
 }
 
 constexpr Cfa kColours[] = {Cfa::kRed, Cfa::kGreenRed, Cfa::kGreenBlue, Cfa::kBlue};
+
+struct Site {
+  int x, y;
+};
 
 // --- BLS
 
@@ -414,6 +419,95 @@ TEST(Compand, ExpandsACompressedRampToLinear) {
   EXPECT_NEAR(meanOf(run(stageCompand_1_1, flat, kneeExpansion()), Cfa::kGreenRed), 2560 / 4.0,
               0.01);
   EXPECT_NEAR(meanOf(run(stageCompand_1_1, flat, withBlack), Cfa::kGreenRed), 1024 / 4.0, 0.01);
+}
+
+// --- All of them: the short exposure of a two-exposure frame
+
+TEST(RawStages, TreatTheShortExposureLikeTheLongOne) {
+  // A textured frame with a hot site, its short exposure a copy: every stage must leave the
+  // two planes equal.
+  auto noise = noiseSource(3, 21);
+  Mosaic frame = makeMosaic(kWidth, kHeight, [&](int x, int y, Cfa colour) {
+    return 150 + 40 * std::sin(x * 0.3f) * std::cos(y * 0.2f) + (colour == Cfa::kRed ? 30 : 0) +
+           noise();
+  });
+  frame.at(30, 20) = 1000;
+  frame.shortData = frame.data;
+
+  TDatabaseBlackLevelSubtraction bls{};
+  bls.state = 1;
+  auto dpcc = std::make_unique<TDatabaseDefectPixelClusterCorrection>();
+  dpcc->state = 1;
+  dpcc->setUse = 1;
+  dpcc->methodsSet[0] = 0x0101;
+  dpcc->pgFac[0][0] = dpcc->pgFac[1][0] = 4;
+  uint16_t even[32], evenRows[16];
+  std::fill(std::begin(even), std::end(even), uint16_t{64});
+  std::fill(std::begin(evenRows), std::end(evenRows), uint16_t{48});
+  const auto lsc = calibration(even, evenRows, {Cfa::kRed, Cfa::kBlue});
+  const TDatabaseGreenEquilibration ge = {.state = 1, .threshold = 64};
+  const TDatabaseDigitalGain dg = {
+      .state = 1, .b = 1.2f, .gb = 1, .gr = 1, .r = 0.8f, .isStatistics = 0};
+  TDatabaseWhiteBalance_1_1 wb{};
+  wb.state = 1;
+  const float gains[4] = {1.6f, 1, 1, 1.3f};
+  std::copy(std::begin(gains), std::end(gains), wb.gain);
+  TDatabaseCompand_1_1 cpd = kneeExpansion();
+
+  const struct {
+    const char *name;
+    std::function<bool(const Mosaic &, Mosaic &)> stage;
+  } kStages[] = {
+      {"BLS", [&](const Mosaic &in,
+                  Mosaic &out) { return stageBlackLevelSubtraction(in, bls, kTenBit, out); }},
+      {"DPCC",
+       [&](const Mosaic &in, Mosaic &out) {
+         return stageDefectPixelClusterCorrection(in, *dpcc, kTenBit, out);
+       }},
+      {"LSC_3", [&](const Mosaic &in,
+                    Mosaic &out) { return stageLensShadingCorrection_3(in, *lsc, kTenBit, out); }},
+      {"GE", [&](const Mosaic &in,
+                 Mosaic &out) { return stageGreenEquilibration(in, ge, kTenBit, out); }},
+      {"DG", [&](const Mosaic &in, Mosaic &out) { return stageDigitalGain(in, dg, kTenBit, out); }},
+      {"WB_1_1",
+       [&](const Mosaic &in, Mosaic &out) { return stageWhiteBalance_1_1(in, wb, kTenBit, out); }},
+      {"CPD_1_1",
+       [&](const Mosaic &in, Mosaic &out) { return stageCompand_1_1(in, cpd, kTenBit, out); }},
+  };
+  for (const auto &c : kStages) {
+    Mosaic out;
+    ASSERT_TRUE(c.stage(frame, out)) << c.name;
+    EXPECT_NE(out.data, frame.data) << c.name;
+    EXPECT_EQ(out.shortData, out.data) << c.name;
+  }
+}
+
+// --- On an RGB-IR sensor
+
+TEST(RawStages, RgbIrSitesWithoutSameColourNeighboursAreLeftAlone) {
+  // R G B G / G I G I / B G R G / G I G I: red and blue alternate two sites apart, greens
+  // and infrared sites do not.
+  auto noise = noiseSource(2, 4);
+  Mosaic frame = makeMosaic(kWidth, kHeight, [&](int, int, Cfa) { return 200 + noise(); });
+  frame.pattern = rgbIrPattern(0);
+  ASSERT_EQ(frame.colourAt(0, 0), Cfa::kRed);
+  ASSERT_EQ(frame.colourAt(1, 1), Cfa::kInfrared);
+  const struct {
+    Site site;
+    bool corrected;
+  } kHot[] = {{{40, 40}, false}, {{42, 40}, false}, {{41, 40}, true}, {{41, 41}, true}};
+  for (const auto &hot : kHot) frame.at(hot.site.x, hot.site.y) = 64 + 1000;
+  auto state = std::make_unique<TDatabaseDefectPixelClusterCorrection>();
+  state->state = 1;
+  state->setUse = 1;
+  state->methodsSet[0] = 0x0101;
+  state->pgFac[0][0] = state->pgFac[1][0] = 8;
+  state->outMode = 4;
+  Mosaic out;
+  ASSERT_TRUE(stageDefectPixelClusterCorrection(frame, *state, kTenBit, out));
+  for (const auto &hot : kHot)
+    EXPECT_EQ(out.at(hot.site.x, hot.site.y) < 64 + 250, hot.corrected)
+        << hot.site.x << "," << hot.site.y;
 }
 
 }  // namespace
