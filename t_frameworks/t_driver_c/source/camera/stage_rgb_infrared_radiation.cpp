@@ -83,62 +83,107 @@ struct Separation {
   float irThreshold, lumaThreshold, fadeWidth;
 };
 
-// A neighbour's coordinate; beyond the edge, the site of the same pattern position one period in.
-int wrap(int i, int size) {
-  return i < 0 ? i + 4 : i >= size ? i - 4 : i;
+// A copy of one exposure with a border of kReach sites, filled from one pattern period
+// inwards so that every border site has the colour its position in the pattern says; taps
+// then become fixed offsets.
+struct Padded {
+  int width = 0, height = 0, stride = 0;
+  std::vector<float> data;
+
+  void shape(int w, int h) {
+    width = w, height = h, stride = w + 2 * kReach;
+    data.resize(static_cast<size_t>(stride) * (h + 2 * kReach));
+  }
+  float *row(int y) { return &data[static_cast<size_t>(y + kReach) * stride + kReach]; }
+  const float *row(int y) const { return &data[static_cast<size_t>(y + kReach) * stride + kReach]; }
+  void fillBorder() {
+    for (int y = 0; y < height; ++y) {
+      float *r = row(y);
+      for (int k = 1; k <= kReach; ++k) r[-k] = r[4 - k], r[width - 1 + k] = r[width - 5 + k];
+    }
+    for (int k = 1; k <= kReach; ++k) {
+      std::copy_n(row(4 - k) - kReach, stride, row(-k) - kReach);
+      std::copy_n(row(height - 5 + k) - kReach, stride, row(height - 1 + k) - kReach);
+    }
+  }
+};
+
+// Tap offsets of one channel around one pattern position, with the weight of each.
+struct Gather {
+  int count = 0;
+  std::array<int, kMaxTaps> offset{};
+  float weight = 0;
+};
+
+std::array<std::array<Gather, kChannels>, 16> gatherTable(const TapTable &table, int stride) {
+  std::array<std::array<Gather, kChannels>, 16> gather{};
+  for (int phase = 0; phase < 16; ++phase)
+    for (int channel = 0; channel < kChannels; ++channel) {
+      const Taps &taps = table[phase][channel];
+      Gather &g = gather[phase][channel];
+      g.count = taps.count;
+      g.weight = taps.count ? 1.0f / taps.count : 0;
+      for (int t = 0; t < taps.count; ++t) g.offset[t] = taps.dy[t] * stride + taps.dx[t];
+    }
+  return gather;
 }
 
-// Black levels evened out and lone defects replaced, on one exposure.
-void cleanSites(const Mosaic &in, const std::vector<float> &src, const TapTable &table,
-                const Separation &s, std::vector<float> &dst) {
-  const int width = in.width, height = in.height;
-  parallelRows(height, [&](int first, int last) {
-    for (int y = first; y < last; ++y)
-      for (int x = 0; x < width; ++x) {
+// Black levels evened out and lone defects replaced, on one exposure (values above black).
+void cleanSites(const Mosaic &in, const Padded &src, const TapTable &table, const Separation &s,
+                Padded &dst) {
+  const auto gather = gatherTable(table, src.stride);
+  parallelRows(in.height, [&](int first, int last) {
+    for (int y = first; y < last; ++y) {
+      const float *row = src.row(y);
+      float *out = dst.row(y);
+      for (int x = 0; x < in.width; ++x) {
         const int channel = channelOf(in.colourAt(x, y));
-        const float offset = in.blackLevel + s.offset[channel];
-        const float v = src[static_cast<size_t>(y) * width + x] - offset;
-        const Taps &taps = table[(y & 3) * 4 + (x & 3)][channel];
+        const Gather &g = gather[(y & 3) * 4 + (x & 3)][channel];
+        const float v = row[x];
         float lo = 1e30f, hi = -1e30f, sum = 0;
-        for (int t = 0; t < taps.count; ++t) {
-          const float n = src[static_cast<size_t>(wrap(y + taps.dy[t], height)) * width +
-                              wrap(x + taps.dx[t], width)] -
-                          offset;
+        for (int t = 0; t < g.count; ++t) {
+          const float n = row[x + g.offset[t]];
           lo = std::min(lo, n), hi = std::max(hi, n), sum += n;
         }
-        const float mean = taps.count ? sum / taps.count : v;
+        const float mean = g.count ? sum * g.weight : v;
         // Far outside the neighbours' range, or off a flat neighbourhood by the mid threshold.
         const bool lone = v > hi + s.threshold[channel] || v < lo - s.threshold[channel];
         const bool flatOutlier =
             hi - lo < s.midThreshold[channel] && std::fabs(v - mean) > s.midThreshold[channel];
-        dst[static_cast<size_t>(y) * width + x] = taps.count && (lone || flatOutlier) ? mean : v;
+        out[x] = g.count && (lone || flatOutlier) ? mean : v;
       }
+    }
   });
 }
 
 // The Bayer mosaic rebuilt from the cleaned sites (values above black).
-void separate(const Mosaic &in, const std::vector<float> &clean, const TapTable &table,
-              const Separation &s, const std::array<Cfa, 16> &outPattern, std::vector<float> &dst) {
-  const int width = in.width, height = in.height;
-  parallelRows(height, [&](int first, int last) {
-    for (int y = first; y < last; ++y)
+void separate(const Mosaic &in, const Padded &clean, const TapTable &table, const Separation &s,
+              const std::array<Cfa, 16> &outPattern, std::vector<float> &dst) {
+  const int width = in.width;
+  const auto gather = gatherTable(table, clean.stride);
+  // The channels each output colour needs: those its matrix row uses, itself, and green and
+  // infrared for the fade.
+  std::array<std::array<bool, kChannels>, 3> needed{};
+  for (int target = 0; target < 3; ++target)
+    for (int channel = 0; channel < kChannels; ++channel)
+      needed[target][channel] =
+          s.matrix[target][channel] != 0 || channel == target || channel == 1 || channel == 3;
+  parallelRows(in.height, [&](int first, int last) {
+    for (int y = first; y < last; ++y) {
+      const float *row = clean.row(y);
+      float *out = &dst[static_cast<size_t>(y) * width];
       for (int x = 0; x < width; ++x) {
-        const int own = channelOf(in.colourAt(x, y));
-        const auto &siteTaps = table[(y & 3) * 4 + (x & 3)];
-        float estimate[kChannels];
+        const int phase = (y & 3) * 4 + (x & 3);
+        const int own = channelOf(in.pattern[phase]);
+        const int target = channelOf(outPattern[phase]);
+        float estimate[kChannels] = {0, 0, 0, 0};
         for (int channel = 0; channel < kChannels; ++channel) {
-          const Taps &taps = siteTaps[channel];
-          if (channel == own || taps.count == 0) {
-            estimate[channel] = channel == own ? clean[static_cast<size_t>(y) * width + x] : 0;
-            continue;
-          }
+          if (!needed[target][channel]) continue;
+          const Gather &g = gather[phase][channel];
           float sum = 0;
-          for (int t = 0; t < taps.count; ++t)
-            sum += clean[static_cast<size_t>(wrap(y + taps.dy[t], height)) * width +
-                         wrap(x + taps.dx[t], width)];
-          estimate[channel] = sum / taps.count;
+          for (int t = 0; t < g.count; ++t) sum += row[x + g.offset[t]];
+          estimate[channel] = channel == own ? row[x] : sum * g.weight;
         }
-        const int target = channelOf(outPattern[(y & 3) * 4 + (x & 3)]);
         float corrected = 0;
         for (int channel = 0; channel < kChannels; ++channel)
           corrected += s.matrix[target][channel] * estimate[channel];
@@ -146,9 +191,30 @@ void separate(const Mosaic &in, const std::vector<float> &clean, const TapTable 
             std::clamp((s.irThreshold + s.fadeWidth - estimate[3]) / s.fadeWidth, 0.0f, 1.0f) *
             std::clamp((s.lumaThreshold + s.fadeWidth - estimate[1]) / s.fadeWidth, 0.0f, 1.0f);
         const float v = estimate[target] + keep * (corrected - estimate[target]);
-        dst[static_cast<size_t>(y) * width + x] = in.blackLevel + std::max(0.0f, v);
+        out[x] = in.blackLevel + std::max(0.0f, v);
       }
+    }
   });
+}
+
+// One exposure through the block.
+void processExposure(const Mosaic &in, const std::vector<float> &data, const TapTable &table,
+                     const Separation &s, const std::array<Cfa, 16> &outPattern, Padded &raw,
+                     Padded &clean, std::vector<float> &dst) {
+  parallelRows(in.height, [&](int first, int last) {
+    for (int y = first; y < last; ++y) {
+      float offsets[4];
+      for (int x = 0; x < 4; ++x)
+        offsets[x] = in.blackLevel + s.offset[channelOf(in.colourAt(x, y))];
+      const float *src = &data[static_cast<size_t>(y) * in.width];
+      float *r = raw.row(y);
+      for (int x = 0; x < in.width; ++x) r[x] = src[x] - offsets[x & 3];
+    }
+  });
+  raw.fillBorder();
+  cleanSites(in, raw, table, s, clean);
+  clean.fillBorder();
+  separate(in, clean, table, s, outPattern, dst);
 }
 
 }  // namespace
@@ -178,13 +244,12 @@ bool stageRgbInfraredRadiation(const Mosaic &in, const TDatabaseRgbInfraredRadia
   const TapTable table = tapTable(in.pattern);
   out = in.sameShape();
   out.pattern = bayerPattern(state.outRgbPattern & 3);
-  std::vector<float> clean(in.data.size());
-  cleanSites(in, in.data, table, s, clean);
-  separate(in, clean, table, s, out.pattern, out.data);
-  if (!in.shortData.empty()) {
-    cleanSites(in, in.shortData, table, s, clean);
-    separate(in, clean, table, s, out.pattern, out.shortData);
-  }
+  Padded raw, clean;
+  raw.shape(in.width, in.height);
+  clean.shape(in.width, in.height);
+  processExposure(in, in.data, table, s, out.pattern, raw, clean, out.data);
+  if (!in.shortData.empty())
+    processExposure(in, in.shortData, table, s, out.pattern, raw, clean, out.shortData);
   return true;
 }
 
