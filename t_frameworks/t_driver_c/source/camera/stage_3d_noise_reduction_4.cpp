@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "stages.h"
+#include "vector4.h"
 
 namespace tcamera {
 namespace {
@@ -107,12 +108,20 @@ void separable(const Plane &in, int width, int height, const std::vector<float> 
       // Clamped reads only near the borders.
       const int inner = std::max(rx, width - rx);
       for (int x = 0; x < std::min(rx, width); ++x) clamped(x);
-      for (int x = rx; x < inner; ++x) {
+      // The middle four pixels at a time, the rest one by one.
+      int x = rx;
+      for (; x + vector4::kLanes <= inner; x += vector4::kLanes) {
+        vector4::Vec sum = vector4::splat(0);
+        for (int k = -rx; k <= rx; ++k)
+          sum += vector4::splat(weightsX[k + rx]) * vector4::load(src + x + k);
+        vector4::store(dst + x, sum);
+      }
+      for (; x < inner; ++x) {
         float sum = 0;
         for (int k = -rx; k <= rx; ++k) sum += weightsX[k + rx] * src[x + k];
         dst[x] = sum;
       }
-      for (int x = std::max(inner, std::min(rx, width)); x < width; ++x) clamped(x);
+      for (x = std::max(inner, std::min(rx, width)); x < width; ++x) clamped(x);
     }
   });
   parallelRows(height, [&](int first, int last) {
@@ -122,7 +131,11 @@ void separable(const Plane &in, int width, int height, const std::vector<float> 
       for (int k = -ry; k <= ry; ++k) {
         const float *src = &scratch[static_cast<size_t>(std::clamp(y + k, 0, height - 1)) * width];
         const float w = weightsY[k + ry];
-        for (int x = 0; x < width; ++x) dst[x] += w * src[x];
+        int x = 0;
+        for (; x + vector4::kLanes <= width; x += vector4::kLanes)
+          vector4::store(dst + x,
+                         vector4::load(dst + x) + vector4::splat(w) * vector4::load(src + x));
+        for (; x < width; ++x) dst[x] += w * src[x];
       }
     }
   });
@@ -131,8 +144,14 @@ void separable(const Plane &in, int width, int height, const std::vector<float> 
 // a[i] += share * (b[i] - a[i]) over the whole plane.
 void mix(Plane &a, const Plane &b, float share, int width, int height) {
   parallelRows(height, [&](int first, int last) {
+    size_t i = static_cast<size_t>(first) * width;
     const size_t end = static_cast<size_t>(last) * width;
-    for (size_t i = static_cast<size_t>(first) * width; i < end; ++i) a[i] += share * (b[i] - a[i]);
+    const vector4::Vec s = vector4::splat(share);
+    for (; i + vector4::kLanes <= end; i += vector4::kLanes) {
+      const vector4::Vec va = vector4::load(&a[i]);
+      vector4::store(&a[i], va + s * (vector4::load(&b[i]) - va));
+    }
+    for (; i < end; ++i) a[i] += share * (b[i] - a[i]);
   });
 }
 
