@@ -4,8 +4,8 @@
 // it. Levels are on the 12-bit scale: a site's code is brought to that scale, loses the
 // black level of its channel (bls[], R, Gr, Gb, B) when blsEnable is set, and is then mapped
 // along the piecewise-linear curve expandCurveX (compressed level) -> expandCurveY (linear
-// level, which may exceed 12 bits). The curve is the run of points from the first whose X
-// rises strictly; below its first point and above its last it holds the end values. With
+// level, which may exceed 12 bits). The curve is made of the points from the first on for as
+// long as X keeps rising; below its first point and above its last it holds the end values. With
 // expandUseOutYCurve off the expansion is skipped and only the black level is removed. The
 // black and white levels of the mosaic are carried through the same mapping (infrared sites
 // and the black level use the mean of the four channel levels). Both exposures of a
@@ -62,19 +62,31 @@ float expand(const Curve &curve, float level) {
   return curve.y[lower] + t * (curve.y[upper] - curve.y[lower]);
 }
 
-// The curve at every whole level 0 .. ceil(top) + 1. The curve's points lie on whole levels,
-// so interpolating linearly between neighbouring entries reproduces it exactly.
-std::vector<float> expansionTable(const Curve &curve, float top) {
+// The curve between each whole level i and i + 1 (for i up to ceil(top)), as the output in
+// sensor codes at i and its slope: the curve's points lie on whole levels, so this reproduces
+// it exactly.
+struct Segment {
+  float base, slope;
+};
+
+std::vector<Segment> expansionTable(const Curve &curve, float top, float scale) {
   const float last = std::ceil(top > 0 ? std::min(top, kLargestLevel) : 0.0f);
-  std::vector<float> table(static_cast<size_t>(last) + 2);
-  for (size_t i = 0; i < table.size(); ++i) table[i] = expand(curve, static_cast<float>(i));
+  std::vector<Segment> table(static_cast<size_t>(last) + 1);
+  float next = expand(curve, 0) * scale;
+  for (size_t i = 0; i < table.size(); ++i) {
+    const float here = next;
+    next = expand(curve, static_cast<float>(i + 1)) * scale;
+    table[i] = {here, next - here};
+  }
   return table;
 }
 
-void expandPlane(const std::vector<float> &in, const Mosaic &shape, const std::vector<float> &table,
-                 const std::array<float, 5> &blackByColour, float scale, std::vector<float> &out) {
+void expandPlane(const std::vector<float> &in, const Mosaic &shape,
+                 const std::vector<Segment> &table, const std::array<float, 5> &blackByColour,
+                 float scale, std::vector<float> &out) {
   const float toRecord = 1 / scale;
-  const float topIndex = static_cast<float>(table.size() - 1);
+  const float topLevel = static_cast<float>(table.size());
+  const int lastSegment = static_cast<int>(table.size()) - 1;
   parallelRows(shape.height, [&](int first, int last) {
     for (int y = first; y < last; ++y) {
       float rowBlack[4];
@@ -82,10 +94,10 @@ void expandPlane(const std::vector<float> &in, const Mosaic &shape, const std::v
         rowBlack[x] = blackByColour[static_cast<int>(shape.colourAt(x, y))];
       const size_t row = static_cast<size_t>(y) * shape.width;
       for (int x = 0; x < shape.width; ++x) {
-        const float level = std::clamp(in[row + x] * toRecord - rowBlack[x & 3], 0.0f, topIndex);
-        const int index = std::min(static_cast<int>(level), static_cast<int>(topIndex) - 1);
-        const float fraction = level - static_cast<float>(index);
-        out[row + x] = (table[index] + (table[index + 1] - table[index]) * fraction) * scale;
+        const float level = std::clamp(in[row + x] * toRecord - rowBlack[x & 3], 0.0f, topLevel);
+        const int index = std::min(static_cast<int>(level), lastSegment);
+        const Segment segment = table[index];
+        out[row + x] = segment.base + segment.slope * (level - static_cast<float>(index));
       }
     }
   });
@@ -109,7 +121,7 @@ bool stageCompand_1_1(const Mosaic &in, const TDatabaseCompand_1_1 &state,
   const float top = in.whiteLevel / scale;  // no site of the input lies above it
   if (noBlack && isIdentity(curve, top)) return false;
 
-  const std::vector<float> table = expansionTable(curve, top);
+  const std::vector<Segment> table = expansionTable(curve, top, scale);
   out = in.sameShape();
   expandPlane(in.data, in, table, blackByColour, scale, out.data);
   if (!in.shortData.empty())
