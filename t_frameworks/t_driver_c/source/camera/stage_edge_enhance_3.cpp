@@ -25,6 +25,7 @@
 #include <vector>
 
 #include "stages.h"
+#include "vector4.h"
 
 namespace tcamera {
 namespace {
@@ -98,8 +99,15 @@ void blurRows(const std::vector<float> &in, int width, int height, std::vector<f
       const int inner = std::max(2, width - 2);
       for (int x = 0; x < std::min(2, width); ++x)
         blur(x, at(x - 2), at(x - 1), src[x], at(x + 1), at(x + 2));
-      for (int x = 2; x < inner; ++x)
-        blur(x, src[x - 2], src[x - 1], src[x], src[x + 1], src[x + 2]);
+      int x = 2;
+      for (; x + vector4::kLanes <= inner; x += vector4::kLanes) {
+        using namespace vector4;
+        const Vec l2 = load(src + x - 2), l1 = load(src + x - 1), c = load(src + x);
+        const Vec r1 = load(src + x + 1), r2 = load(src + x + 2);
+        store(b3 + x, splat(0.25f) * (l1 + r1) + splat(0.5f) * c);
+        store(b5 + x, splat(0.0625f) * (l2 + r2) + splat(0.25f) * (l1 + r1) + splat(0.375f) * c);
+      }
+      for (; x < inner; ++x) blur(x, src[x - 2], src[x - 1], src[x], src[x + 1], src[x + 2]);
       for (int x = std::max(inner, std::min(2, width)); x < width; ++x)
         blur(x, at(x - 2), at(x - 1), src[x], at(x + 1), at(x + 2));
     }
@@ -173,13 +181,26 @@ bool stageEdgeEnhance_3(const RgbImage &in, const TDatabaseEdgeEnhance_3 &state,
       const size_t down2 = static_cast<size_t>(std::min(y + 2, height - 1)) * width;
       const size_t row = static_cast<size_t>(y) * width;
       // The vertical halves of the blurs and the bands for the whole row, branch-free.
-      for (int x = 0; x < width; ++x) {
+      auto band = [&](int x) {
         const float b3 = 0.25f * (rows3[up1 + x] + rows3[down1 + x]) + 0.5f * rows3[row + x];
         const float b5 = 0.0625f * (rows5[up2 + x] + rows5[down2 + x]) +
                          0.25f * (rows5[up1 + x] + rows5[down1 + x]) + 0.375f * rows5[row + x];
         bands[x] = (luma[row + x] - b3) * detailScale + (b3 - b5) * edgeScale;
+      };
+      int x = 0;
+      for (; x + vector4::kLanes <= width; x += vector4::kLanes) {
+        using namespace vector4;
+        const float *r3 = rows3.data(), *r5 = rows5.data();
+        const Vec b3 = splat(0.25f) * (load(r3 + up1 + x) + load(r3 + down1 + x)) +
+                       splat(0.5f) * load(r3 + row + x);
+        const Vec b5 = splat(0.0625f) * (load(r5 + up2 + x) + load(r5 + down2 + x)) +
+                       splat(0.25f) * (load(r5 + up1 + x) + load(r5 + down1 + x)) +
+                       splat(0.375f) * load(r5 + row + x);
+        store(bands.data() + x, (load(luma.data() + row + x) - b3) * splat(detailScale) +
+                                    (b3 - b5) * splat(edgeScale));
       }
-      for (int x = 0; x < width; ++x) {
+      for (; x < width; ++x) band(x);
+      for (x = 0; x < width; ++x) {
         const float *p = source + (row + x) * 3;
         float *q = target + (row + x) * 3;
         const float encodedY = kKr * p[0] + kKg * p[1] + kKb * p[2];
