@@ -340,6 +340,51 @@ TEST(LensShadingCorrection, FlattensTheCornersOfAVignettedFlatField) {
   }
 }
 
+TEST(LensShadingCorrection, AGridFromTheLensFallOffFlattensTheSensorsFlatField) {
+  // The grid a calibration would give for this lens: the inverse of its fall-off at each grid
+  // point, on the shipped sectors (sized for a larger frame, so taken as proportions).
+  constexpr int kSensorWidth = 160, kSensorHeight = 120;
+  auto state = std::make_unique<TDatabaseLensShadingCorrection_3>();
+  state->state = 1;
+  std::fill(std::begin(state->xSize), std::end(state->xSize), uint16_t{64});
+  std::fill(std::begin(state->ySize), std::end(state->ySize), uint16_t{48});
+  const double halfWidth = kSensorWidth / 2.0, halfHeight = kSensorHeight / 2.0;
+  for (int c = 0; c < 4; ++c)
+    for (int j = 0; j < 33; ++j)
+      for (int i = 0; i < 33; ++i) {
+        const double dx = i * kSensorWidth / 32.0 - halfWidth;
+        const double dy = j * kSensorHeight / 32.0 - halfHeight;
+        const double radius =
+            std::sqrt((dx * dx + dy * dy) / (halfWidth * halfWidth + halfHeight * halfHeight));
+        state->matrix[c][j * 33 + i] =
+            static_cast<uint16_t>(std::lround(1024 / relativeIllumination(kColours[c], radius)));
+      }
+
+  for (const int bitDepth : {10, 12}) {
+    SensorSettings settings;
+    settings.width = kSensorWidth;
+    settings.height = kSensorHeight;
+    settings.bitDepth = bitDepth;
+    settings.scene = SceneKind::kFlat;
+    const FrameContext context = {.frameNumber = 2, .bitDepth = bitDepth};
+    TDatabaseBlackLevelSubtraction black{};
+    black.state = 1;
+    Mosaic flat, out;
+    ASSERT_TRUE(stageBlackLevelSubtraction(captureSensor(settings, 2), black, context, flat));
+    ASSERT_TRUE(stageLensShadingCorrection_3(flat, *state, context, out));
+    const auto cornersToCentre = [&](const Mosaic &m, Cfa colour) {
+      const double centre = meanOf(m, m.data, colour, 72, 52, 88, 68);
+      const double corners =
+          meanOf(m, m.data, colour, 0, 0, 8, 8) + meanOf(m, m.data, colour, 152, 112, 160, 120);
+      return corners / 2 / centre;
+    };
+    for (const Cfa colour : kColours) {
+      EXPECT_LT(cornersToCentre(flat, colour), 0.7) << bitDepth << " " << int(colour);
+      EXPECT_NEAR(cornersToCentre(out, colour), 1.0, 0.04) << bitDepth << " " << int(colour);
+    }
+  }
+}
+
 // --- CPD_1_1
 
 // A sensor knee: linear levels up to 16380 (12-bit scale) compressed into 0 .. 4095.
