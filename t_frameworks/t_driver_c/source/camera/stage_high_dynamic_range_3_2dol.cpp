@@ -13,6 +13,7 @@
 // the frame chosen by bypassSelect. A frame of a linear sensor mode passes through.
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "stages.h"
 
@@ -24,20 +25,26 @@ constexpr float kClipMargin = 1;
 constexpr int kMaxShift = 16;  // extendBit beyond this adds nothing a float can use          // a
                                // long site within this many codes of white clips
 
-// 0 below lo, 1 above hi, linear between (a step at lo when hi <= lo).
-float ramp(float v, float lo, float hi) {
-  if (hi <= lo) return v >= lo ? 1.0f : 0.0f;
-  return std::clamp((v - lo) / (hi - lo), 0.0f, 1.0f);
-}
+// A rising ramp: 0 up to start, 1 from start + 1 / slope on (a step just above start when
+// the range is empty).
+struct Ramp {
+  float start = 0, slope = 0;
+
+  static Ramp between(float lo, float hi) {
+    return {lo, hi > lo ? 1 / (hi - lo) : std::numeric_limits<float>::max()};
+  }
+  float operator()(float v) const { return v < start ? 0.0f : std::min(1.0f, (v - start) * slope); }
+};
 
 struct Merge {
-  float black, clip;           // input pedestal and the long frame's clip, codes above black
-  float longGain, shortGain;   // alignment of each frame to the merged scale
-  float ratio;                 // long over short, as the block assumes it
-  float weights[4];            // luma weight per site of the quad, summing to 1
-  float transStart, transEnd;  // in codes of the long frame above black
+  float black, clip;          // input pedestal and the long frame's clip, codes above black
+  float longGain, shortGain;  // alignment of each frame to the merged scale
+  float ratio;                // long over short, as the block assumes it
+  float weights[4];           // luma weight per site of the quad, summing to 1
+  Ramp transition;            // in codes of the long frame above black
   bool deGhost;
-  float motionLow, motionHigh, motionScale, darkLow, darkHigh;
+  Ramp motion, dark;
+  float motionScale;
   float reference;  // short-frame weight the de-ghosting leans to
   float outClip;    // merged clip, codes above black
 };
@@ -45,36 +52,35 @@ struct Merge {
 void mergeRows(const Mosaic &in, const Merge &m, Mosaic &out, int firstQuadRow, int lastQuadRow) {
   const int width = in.width;
   for (int qy = firstQuadRow; qy < lastQuadRow; ++qy) {
-    for (int qx = 0; qx < (width + 1) / 2; ++qx) {
-      size_t index[4];
-      int sites = 0;
-      for (int dy = 0; dy < 2; ++dy)
-        for (int dx = 0; dx < 2; ++dx) {
-          const int x = std::min(qx * 2 + dx, width - 1), y = std::min(qy * 2 + dy, in.height - 1);
-          index[sites++] = static_cast<size_t>(y) * width + x;
-        }
+    // The quad's two rows (the last row of an odd height stands in for the missing one).
+    const size_t rows[2] = {static_cast<size_t>(2 * qy) * width,
+                            static_cast<size_t>(std::min(2 * qy + 1, in.height - 1)) * width};
+    const float *longRows[2] = {&in.data[rows[0]], &in.data[rows[1]]};
+    const float *shortRows[2] = {&in.shortData[rows[0]], &in.shortData[rows[1]]};
+    float *outRows[2] = {&out.data[rows[0]], &out.data[rows[1]]};
+    for (int x = 0; x < width; x += 2) {
+      const int columns[2] = {x, std::min(x + 1, width - 1)};
       float longValue[4], shortValue[4];
-      float longLuma = 0, shortLuma = 0;
-      bool clipped = false;
+      float longLuma = 0, shortLuma = 0, brightest = 0;
       for (int i = 0; i < 4; ++i) {
-        longValue[i] = in.data[index[i]] - m.black;
-        shortValue[i] = in.shortData[index[i]] - m.black;
-        clipped = clipped || longValue[i] >= m.clip - kClipMargin;
+        const int row = i >> 1, column = columns[i & 1];
+        longValue[i] = longRows[row][column] - m.black;
+        shortValue[i] = shortRows[row][column] - m.black;
+        brightest = std::max(brightest, longValue[i]);
         longLuma += m.weights[i] * longValue[i];
         shortLuma += m.weights[i] * shortValue[i];
       }
-      float shortWeight = ramp(longLuma, m.transStart, m.transEnd);
+      float shortWeight = m.transition(longLuma);
       if (m.deGhost) {
         const float motion = std::fabs(longLuma - shortLuma * m.ratio) * m.motionScale;
-        const float ghost =
-            ramp(motion, m.motionLow, m.motionHigh) * ramp(longLuma, m.darkLow, m.darkHigh);
+        const float ghost = m.motion(motion) * m.dark(longLuma);
         shortWeight += ghost * (m.reference - shortWeight);
       }
-      if (clipped) shortWeight = 1;
+      if (brightest >= m.clip - kClipMargin) shortWeight = 1;  // the long frame clipped here
       for (int i = 0; i < 4; ++i) {
         const float merged = (1 - shortWeight) * longValue[i] * m.longGain +
                              shortWeight * shortValue[i] * m.shortGain;
-        out.data[index[i]] = m.black + std::clamp(merged, 0.0f, m.outClip);
+        outRows[i >> 1][columns[i & 1]] = m.black + std::clamp(merged, 0.0f, m.outClip);
       }
     }
   }
@@ -112,15 +118,12 @@ bool stageHighDynamicRange_3_2Dol(const Mosaic &in, const TDatabaseHighDynamicRa
     const float share = channel == 1 ? 0.5f : 1.0f;
     m.weights[i] = sum > 0 ? share * state.colorWeight[channel] / sum : 0.25f;
   }
-  m.transStart = state.transRange[0][0] * m.clip;
-  m.transEnd = state.transRange[0][1] * m.clip;
+  m.transition = Ramp::between(state.transRange[0][0] * m.clip, state.transRange[0][1] * m.clip);
   const auto &ghost = state.deGhostLs;
   m.deGhost = ghost.isEnable != 0;
-  m.motionLow = ghost.motionLowerThreshold;
-  m.motionHigh = ghost.motionUpperThreshold;
+  m.motion = Ramp::between(ghost.motionLowerThreshold, ghost.motionUpperThreshold);
   m.motionScale = state.motionWeight[0] / kMotionWeightUnit;
-  m.darkLow = ghost.darkLowerThreshold;
-  m.darkHigh = ghost.darkUpperThreshold;
+  m.dark = Ramp::between(ghost.darkLowerThreshold, ghost.darkUpperThreshold);
   m.reference = state.referenceFrame != 0 ? 1.0f : 0.0f;
   m.outClip = m.clip * std::ldexp(1.0f, std::clamp<int>(state.extendBit[1], -kMaxShift, kMaxShift));
   out.whiteLevel = in.blackLevel + m.outClip;
