@@ -113,40 +113,53 @@ void filterRow(const float *up, const float *mid, const float *down, const float
   }
 }
 
+// dst[x] = (src[x] - offset) * scale over a row, four sites at a time.
+void scaleRow(const float *src, float offset, float scale, int width, float *dst) {
+  const Vec o = splat(offset), k = splat(scale);
+  int x = 0;
+  for (; x + kLanes <= width; x += kLanes) vector4::store(dst + x, (load(src + x) - o) * k);
+  for (; x < width; ++x) dst[x] = (src[x] - offset) * scale;
+}
+
 void filterRows(const Mosaic &in, const Params &p, Mosaic &out, int first, int last) {
   const int width = in.width, height = in.height;
   const float black = in.blackLevel;
   const float toCodes = kCodes / std::max(in.whiteLevel - black, 1.0f);
-  const float toInput = 1 / toCodes;
   const int levels = static_cast<int>(p.inverseStatic.size()) - 1;
   // Reflection about the edge keeps the colour of the neighbour two sites away.
   const auto reflect = [](int i, int size) {
     return i < 0 ? -i : i >= size ? 2 * (size - 1) - i : i;
   };
-  const int span = vector4::roundUp(width);
-  std::vector<float> padded[3], inverseStatic(span), inverseMoving(span), result(span);
-  for (auto &row : padded) row.resize(span + 4);
+  // The band's rows and two above and below, in codes above black, each with two reflected
+  // sites at either end and padded to whole groups of lanes: every source row is converted
+  // once.
+  const int span = vector4::roundUp(width), stride = span + 4;
+  std::vector<float> rows(static_cast<size_t>(last - first + 4) * stride);
+  for (int y = first - 2; y < last + 2; ++y) {
+    float *row = &rows[static_cast<size_t>(y - first + 2) * stride] + 2;
+    scaleRow(&in.data[static_cast<size_t>(reflect(y, height)) * width], black, toCodes, width, row);
+    for (int k = 1; k <= 2; ++k)
+      row[-k] = row[reflect(-k, width)], row[width - 1 + k] = row[reflect(width - 1 + k, width)];
+  }
+  std::vector<float> inverseStatic(span), inverseMoving(span), result(span);
   for (int y = first; y < last; ++y) {
-    for (int j = 0; j < 3; ++j) {
-      const float *src = &in.data[static_cast<size_t>(reflect(y + 2 * j - 2, height)) * width];
-      float *row = padded[j].data() + 2;
-      for (int x = 0; x < width; ++x) row[x] = (src[x] - black) * toCodes;
-      for (int k = 1; k <= 2; ++k)
-        row[-k] = row[reflect(-k, width)], row[width - 1 + k] = row[reflect(width - 1 + k, width)];
-    }
-    const float *up = padded[0].data(), *mid = padded[1].data(), *down = padded[2].data();
-    for (int x = 0; x < width; ++x) {
-      const float mean = (up[x] + up[x + 2] + up[x + 4] + mid[x] + mid[x + 2] + mid[x + 4] +
-                          down[x] + down[x + 2] + down[x + 4]) *
-                         (1.0f / 9);
-      const int level = std::clamp(static_cast<int>(mean), 0, levels);
-      inverseStatic[x] = p.inverseStatic[level];
-      inverseMoving[x] = p.inverseMoving[level];
+    const float *up = &rows[static_cast<size_t>(y - first) * stride];
+    const float *mid = up + 2 * stride, *down = up + 4 * stride;
+    for (int x = 0; x < span; x += kLanes) {
+      const Vec mean =
+          (load(up + x) + load(up + x + 2) + load(up + x + 4) + load(mid + x) + load(mid + x + 2) +
+           load(mid + x + 4) + load(down + x) + load(down + x + 2) + load(down + x + 4)) *
+          splat(1.0f / 9);
+      for (int k = 0; k < kLanes; ++k) {
+        const int level = std::clamp(static_cast<int>(mean[k]), 0, levels);
+        inverseStatic[x + k] = p.inverseStatic[level];
+        inverseMoving[x + k] = p.inverseMoving[level];
+      }
     }
     filterRow(up, mid, down, inverseStatic.data(), inverseMoving.data(), p.stat, p.moving,
               p.movingWeight, span, result.data());
-    float *dst = &out.data[static_cast<size_t>(y) * width];
-    for (int x = 0; x < width; ++x) dst[x] = black + result[x] * toInput;
+    scaleRow(result.data(), -black * toCodes, 1 / toCodes, width,
+             &out.data[static_cast<size_t>(y) * width]);
   }
 }
 
