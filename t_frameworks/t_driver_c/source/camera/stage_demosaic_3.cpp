@@ -6,9 +6,10 @@
 // chromatic aberration correction (red and blue resampled radially about the optical centre),
 // false-colour suppression (colour differences pulled towards their 3 x 3 median), purple
 // fringe desaturation next to strong edges, and sharpening: the detail of the interpolated
-// green, shaped by the sharpening curve of the sensor gain, added to all three channels so the
-// hue stays. Level thresholds are in 12-bit codes of the full scale (0 .. 4095) whatever the
-// sensor's depth. A bypassed block still delivers a picture: a plain bilinear interpolation.
+// green, shaped by the sharpening curve of the sensor gain, plus a gain of its own for thin
+// lines, added to all three channels so the hue stays. Level thresholds are in 12-bit codes of
+// the full scale (0 .. 4095) whatever the sensor's depth. A bypassed block still has to
+// deliver a picture: a plain bilinear interpolation, nothing else.
 #include <algorithm>
 #include <cmath>
 
