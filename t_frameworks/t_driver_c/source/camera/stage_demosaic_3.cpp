@@ -473,7 +473,10 @@ bool stageDeMosaic_3(const Mosaic &in, const TDatabaseDeMosaic_3 &state,
     for (int y = first; y < last; ++y) {
       const float *src = &in.data[static_cast<size_t>(y) * width];
       float *dst = n.row(y);
-      for (int x = 0; x < width; ++x) dst[x] = (src[x] - black) * scale;
+      int x = 0;
+      for (; x + kLanes <= width; x += kLanes)
+        vector4::store(dst + x, (load(src + x) - splat(black)) * splat(scale));
+      for (; x < width; ++x) dst[x] = (src[x] - black) * scale;
     }
     n.reflectColumns(first, last);
   });
