@@ -156,42 +156,54 @@ void cleanSites(const Mosaic &in, const Padded &src, const TapTable &table, cons
   });
 }
 
+// What one pattern position needs: its own channel, the output colour wanted there, and the
+// channels to estimate (those the output colour's matrix row uses, itself, and green and
+// infrared for the fade).
+struct Site {
+  int own = 0, target = 0, count = 0;
+  std::array<int, kChannels> channels{};
+};
+
 // The Bayer mosaic rebuilt from the cleaned sites (values above black).
 void separate(const Mosaic &in, const Padded &clean, const TapTable &table, const Separation &s,
               const std::array<Cfa, 16> &outPattern, std::vector<float> &dst) {
   const int width = in.width;
   const auto gather = gatherTable(table, clean.stride);
-  // The channels each output colour needs: those its matrix row uses, itself, and green and
-  // infrared for the fade.
-  std::array<std::array<bool, kChannels>, 3> needed{};
-  for (int target = 0; target < 3; ++target)
+  std::array<Site, 16> sites{};
+  for (int phase = 0; phase < 16; ++phase) {
+    Site &site = sites[phase];
+    site.own = channelOf(in.pattern[phase]);
+    site.target = channelOf(outPattern[phase]);
     for (int channel = 0; channel < kChannels; ++channel)
-      needed[target][channel] =
-          s.matrix[target][channel] != 0 || channel == target || channel == 1 || channel == 3;
+      if (s.matrix[site.target][channel] != 0 || channel == site.target || channel == 1 ||
+          channel == 3)
+        site.channels[site.count++] = channel;
+  }
+  const float fade = 1 / s.fadeWidth;
+  const float irEnd = s.irThreshold + s.fadeWidth, lumaEnd = s.lumaThreshold + s.fadeWidth;
   parallelRows(in.height, [&](int first, int last) {
     for (int y = first; y < last; ++y) {
       const float *row = clean.row(y);
       float *out = &dst[static_cast<size_t>(y) * width];
       for (int x = 0; x < width; ++x) {
         const int phase = (y & 3) * 4 + (x & 3);
-        const int own = channelOf(in.pattern[phase]);
-        const int target = channelOf(outPattern[phase]);
+        const Site &site = sites[phase];
         float estimate[kChannels] = {0, 0, 0, 0};
-        for (int channel = 0; channel < kChannels; ++channel) {
-          if (!needed[target][channel]) continue;
+        for (int i = 0; i < site.count; ++i) {
+          const int channel = site.channels[i];
           const Gather &g = gather[phase][channel];
           float sum = 0;
           for (int t = 0; t < g.count; ++t) sum += row[x + g.offset[t]];
-          estimate[channel] = channel == own ? row[x] : sum * g.weight;
+          estimate[channel] = sum * g.weight;
         }
-        float corrected = 0;
-        for (int channel = 0; channel < kChannels; ++channel)
-          corrected += s.matrix[target][channel] * estimate[channel];
-        const float keep =
-            std::clamp((s.irThreshold + s.fadeWidth - estimate[3]) / s.fadeWidth, 0.0f, 1.0f) *
-            std::clamp((s.lumaThreshold + s.fadeWidth - estimate[1]) / s.fadeWidth, 0.0f, 1.0f);
-        const float v = estimate[target] + keep * (corrected - estimate[target]);
-        out[x] = in.blackLevel + std::max(0.0f, v);
+        estimate[site.own] = row[x];
+        const float *m = s.matrix[site.target];
+        const float corrected =
+            m[0] * estimate[0] + m[1] * estimate[1] + m[2] * estimate[2] + m[3] * estimate[3];
+        const float keep = std::clamp((irEnd - estimate[3]) * fade, 0.0f, 1.0f) *
+                           std::clamp((lumaEnd - estimate[1]) * fade, 0.0f, 1.0f);
+        const float wanted = estimate[site.target];
+        out[x] = in.blackLevel + std::max(0.0f, wanted + keep * (corrected - wanted));
       }
     }
   });
