@@ -21,6 +21,8 @@ namespace {
 constexpr int kRecordBits = 12;  // threshold is on the 12-bit scale
 constexpr int kSameKind = 2;     // greens of the same kind lie two sites apart
 constexpr int kSlots = 2 * kSameKind + 1;
+constexpr int kRun = 8;       // sites worked out together, a multiple of the pattern's width
+constexpr int kRunStart = 4;  // first site of the runs: past the border, on the pattern
 
 // The neighbour at offset from index along a side of size sites; beyond the frame, the one
 // on the other side.
@@ -55,9 +57,16 @@ class Differences {
       return here[x] - (above[left] + above[right] + below[left] + below[right]) * 0.25f;
     };
     // Every site gets a value (those of red and blue are never read), which keeps the loop
-    // free of branches.
+    // free of branches; the middle of the row goes in fixed runs the compiler vectorises.
     d[0] = difference(0, 1, 1);
-    for (int x = 1; x < width - 1; ++x) d[x] = difference(x, x - 1, x + 1);
+    int x = 1;
+    for (; x < kRunStart; ++x) d[x] = difference(x, x - 1, x + 1);
+    for (; x + kRun < width; x += kRun) {
+      float run[kRun];  // written apart from the rows read, so the compiler need not check
+      for (int i = 0; i < kRun; ++i) run[i] = difference(x + i, x + i - 1, x + i + 1);
+      std::copy(run, run + kRun, d + x);
+    }
+    for (; x < width - 1; ++x) d[x] = difference(x, x - 1, x + 1);
     d[width - 1] = difference(width - 1, width - 2, width - 2);
     return d;
   }
@@ -78,26 +87,45 @@ void equilibrate(const std::vector<float> &in, const Mosaic &shape, float thresh
     for (int y = first; y < last; ++y) {
       const float *here = &in[static_cast<size_t>(y) * width];
       float *dest = &out[static_cast<size_t>(y) * width];
-      std::copy(here, here + width, dest);
       const float *rows[3] = {differences.row(neighbourAt(y, -kSameKind, height)),
                               differences.row(y),
                               differences.row(neighbourAt(y, kSameKind, height))};
-      bool green[4];
-      for (int x = 0; x < 4; ++x) green[x] = isGreen(shape.colourAt(x, y));
-      const auto balance = [&](int x, int left, int right) {
-        float sum = 0;
-        for (const float *d : rows) sum += d[left] + d[x] + d[right];
+      // Weight of the correction at each column of the pattern: 1 for greens, 0 otherwise.
+      float green[4];
+      for (int x = 0; x < 4; ++x) green[x] = isGreen(shape.colourAt(x, y)) ? 1.0f : 0.0f;
+      const float *up = rows[0], *middle = rows[1], *down = rows[2];
+      const auto balanced = [&](int x, int left, int right, float weight) {
+        const float sum = (up[left] + up[x] + up[right]) +
+                          (middle[left] + middle[x] + middle[right]) +
+                          (down[left] + down[x] + down[right]);
         const float imbalance = sum * (1.0f / 9);
-        if (std::fabs(imbalance) <= threshold) dest[x] = here[x] - imbalance * 0.5f;
+        const float shift = std::fabs(imbalance) <= threshold ? imbalance * 0.5f : 0.0f;
+        return here[x] - shift * weight;
       };
-      // The first green of the row, then every other site (greens form a checkerboard).
-      const int start = green[0] ? 0 : green[1] ? 1 : width;
-      for (int x = start; x < width; x += 2) {
-        if (x >= kSameKind && x < width - kSameKind)
-          balance(x, x - kSameKind, x + kSameKind);
-        else
-          balance(x, neighbourAt(x, -kSameKind, width), neighbourAt(x, kSameKind, width));
+      const auto edge = [&](int x) {
+        dest[x] = balanced(x, neighbourAt(x, -kSameKind, width), neighbourAt(x, kSameKind, width),
+                           green[x & 3]);
+      };
+      // Every site is worked out and red and blue get no correction: the middle of the row
+      // goes in fixed runs the compiler vectorises, starting where a run begins the pattern.
+      int x = 0;
+      for (; x < kRunStart; ++x) edge(x);
+      float weights[kRun];
+      for (int i = 0; i < kRun; ++i) weights[i] = green[i & 3];
+      for (; x + kRun <= width - kSameKind; x += kRun) {
+        float run[kRun];
+        for (int i = 0; i < kRun; ++i) {
+          const int at = x + i, left = at - kSameKind, right = at + kSameKind;
+          const float sum = (up[left] + up[at] + up[right]) +
+                            (middle[left] + middle[at] + middle[right]) +
+                            (down[left] + down[at] + down[right]);
+          const float imbalance = sum * (1.0f / 9);
+          const float within = std::fabs(imbalance) <= threshold ? 0.5f : 0.0f;
+          run[i] = here[at] - imbalance * within * weights[i];
+        }
+        std::copy(run, run + kRun, dest + x);
       }
+      for (; x < width; ++x) edge(x);
     }
   });
 }
@@ -108,7 +136,7 @@ bool stageGreenEquilibration(const Mosaic &in, const TDatabaseGreenEquilibration
                              const FrameContext &context, Mosaic &out) {
   if (state.state == 0 || !(state.threshold > 0)) return false;
   // The window needs a few sites on each side of the centre.
-  if (in.width <= 2 * kSameKind || in.height <= 2 * kSameKind) return false;
+  if (in.width <= kRunStart || in.height <= 2 * kSameKind) return false;
   const float threshold = state.threshold * std::ldexp(1.0f, context.bitDepth - kRecordBits);
   out = in.sameShape();
   equilibrate(in.data, in, threshold, out.data);
