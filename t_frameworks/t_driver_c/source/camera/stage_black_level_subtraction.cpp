@@ -15,6 +15,7 @@ namespace tcamera {
 namespace {
 
 constexpr int kRecordBits = 12;  // data[] is on the 12-bit scale
+constexpr int kRun = 8;          // sites worked out together, a multiple of the pattern's width
 
 // Level removed at each of the five site colours (R, Gr, Gb, B, IR), in sensor codes.
 std::array<float, 5> levelsByColour(const Mosaic &in, const TDatabaseBlackLevelSubtraction &state,
@@ -34,11 +35,17 @@ void subtract(const std::vector<float> &in, const Mosaic &shape, const std::arra
               std::vector<float> &out) {
   parallelRows(shape.height, [&](int first, int last) {
     for (int y = first; y < last; ++y) {
-      float rowLevels[4];
-      for (int x = 0; x < 4; ++x) rowLevels[x] = levels[static_cast<int>(shape.colourAt(x, y))];
-      const size_t row = static_cast<size_t>(y) * shape.width;
-      for (int x = 0; x < shape.width; ++x)
-        out[row + x] = std::max(0.0f, in[row + x] - rowLevels[x & 3]);
+      float runLevels[kRun];
+      for (int i = 0; i < kRun; ++i) runLevels[i] = levels[static_cast<int>(shape.colourAt(i, y))];
+      const float *source = &in[static_cast<size_t>(y) * shape.width];
+      float *dest = &out[static_cast<size_t>(y) * shape.width];
+      int x = 0;
+      for (; x + kRun <= shape.width; x += kRun) {
+        float run[kRun];  // apart from the rows, so that the compiler vectorises the run
+        for (int i = 0; i < kRun; ++i) run[i] = std::max(0.0f, source[x + i] - runLevels[i]);
+        std::copy(run, run + kRun, dest + x);
+      }
+      for (; x < shape.width; ++x) dest[x] = std::max(0.0f, source[x] - runLevels[x & 3]);
     }
   });
 }
