@@ -311,7 +311,10 @@ class Rig {
     focus.hwRoi[3] = kHeight;
     EXPECT_EQ(TDriver_init(driver_, 1), TCOMMON_SUCCESS);
     EXPECT_EQ(TDriver_stream(driver_, 1), TCOMMON_SUCCESS);
-    // One frame before, so that the temporal noise reducer has a history to blend.
+    // One frame looked at before, so that the temporal noise reducer has a history to blend.
+    TDriverImage first{};
+    EXPECT_EQ(TDriverFrame_get(driver_, "output", &first), TCOMMON_SUCCESS);
+    TDriverImage_release(&first);
     EXPECT_EQ(TDriverFrame_next(driver_), TCOMMON_SUCCESS);
   }
   ~Rig() {

@@ -193,7 +193,9 @@ bool Pipeline::isTemporalActive() const {
 }
 
 void Pipeline::advance() {
-  if (isTemporalActive()) {
+  if (isTemporalActive() && !looked_) {
+    dropFrame();  // the history of the last frame looked at stays
+  } else if (isTemporalActive()) {
     rgbAt(Tap::kNoiseReduction3D);
     std::shared_ptr<const RgbImage> previous = std::move(kept_[int(Tap::kNoiseReduction3D)].rgb);
     // Nothing else holds the image once the taps are dropped below, unless a bypassed stage
@@ -209,6 +211,7 @@ void Pipeline::advance() {
     dropFrame();
     history_ = {};
   }
+  looked_ = false;
   ++frameNumber_;
 }
 
@@ -244,6 +247,7 @@ const OutputImage &Pipeline::output() {
 }
 
 void Pipeline::render(Tap target) {
+  looked_ = true;
   // Taps that are no longer asked for go; then start from the latest kept one before target.
   for (int tap = 0; tap < kTapCount; ++tap) {
     if (!keeps(Tap(tap)) && tap != int(target)) kept_[tap] = {};

@@ -25,7 +25,11 @@
 // reducer. That history is taken when the frame advances, from the frame rendered with the
 // hardware state of that moment, and it stays fixed while the frame is current: the same
 // hardware state and frame number give the same picture, bit for bit, whatever was rendered in
-// between. While the reducer is disabled nothing is kept and the history starts again.
+// between. A frame that nobody looked at (no tap asked for) is not rendered when the frame
+// advances, so that a camera streaming unwatched costs nothing: the next frame then blends
+// with the last frame that was looked at, which for the still test chart differs from the
+// frame before only in its noise. While the reducer is disabled nothing is kept and the
+// history starts again.
 #ifndef T_DRIVER_CAMERA_PIPELINE_H
 #define T_DRIVER_CAMERA_PIPELINE_H
 
@@ -178,6 +182,7 @@ class Pipeline {
   std::shared_ptr<const OutputImage> output_;
   std::optional<Tap> requested_;  // the last tap asked for, kept while it is the last
   TemporalHistory history_;       // the previous frame as it left the temporal stage
+  bool looked_ = false;           // a tap of the current frame has been rendered
   std::array<double, kTapCount> times_{};
 };
 
