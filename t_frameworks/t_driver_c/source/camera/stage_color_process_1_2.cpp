@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "rgb_lanes.h"
 #include "stages.h"
 
 namespace tcamera {
@@ -43,31 +44,49 @@ bool stageColorProcess_1_2(const RgbImage &in, const TDatabaseColorProcess_1_2 &
   const float offsetCr = state.chromaOffsetCr / kCodeSteps;
   const bool limited = state.yuvRange == 1;
 
+  // The limited range scales the clamped luma and chroma once more: one gain and offset for
+  // each, chosen per frame.
+  const float outLumaGain = limited ? kLimitedLumaSpan : 1.0f;
+  const float outLumaOffset = limited ? kLimitedBlack : 0.0f;
+  const float outChromaGain = limited ? kLimitedChromaSpan : 1.0f;
+
   out = in.sameShape();
-  const size_t rowFloats = static_cast<size_t>(in.width) * 3;
-  parallelRows(in.height, [&](int first, int last) {
-    for (int y = first; y < last; ++y) {
-      const float *src = in.data.data() + y * rowFloats;
-      float *dst = out.data.data() + y * rowFloats;
-      for (int x = 0; x < in.width; ++x, src += 3, dst += 3) {
-        const float luma = kKr * src[0] + kKg * src[1] + kKb * src[2];
-        const float cb = (src[2] - luma) * kCbScale;
-        const float cr = (src[0] - luma) * kCrScale;
-        float y2 = std::clamp(luma * lumaGain + lumaOffset, 0.0f, 1.0f);
-        float cb2 = std::clamp(cc * cb - cs * cr + offsetCb, -0.5f, 0.5f);
-        float cr2 = std::clamp(cs * cb + cc * cr + offsetCr, -0.5f, 0.5f);
-        if (limited) {
-          y2 = kLimitedBlack + y2 * kLimitedLumaSpan;
-          cb2 *= kLimitedChromaSpan;
-          cr2 *= kLimitedChromaSpan;
-        }
-        const float r = y2 + cr2 * kCrToR;
-        const float b = y2 + cb2 * kCbToB;
-        const float g = (y2 - kKr * r - kKb * b) * kInverseKg;
-        dst[0] = std::clamp(r, 0.0f, 1.0f);
-        dst[1] = std::clamp(g, 0.0f, 1.0f);
-        dst[2] = std::clamp(b, 0.0f, 1.0f);
-      }
+  const size_t rowPixels = static_cast<size_t>(in.width);
+  const float *source = in.data.data();
+  float *target = out.data.data();
+  parallelRows(in.height, [=](int first, int last) {
+    using vector4::Vec;
+    using vector4::splat;
+    const size_t begin = first * rowPixels, end = last * rowPixels;
+    auto convert = [&](const rgb_lanes::Rgb &p) {
+      const Vec luma = splat(kKr) * p.r + splat(kKg) * p.g + splat(kKb) * p.b;
+      const Vec cb = (p.b - luma) * splat(kCbScale);
+      const Vec cr = (p.r - luma) * splat(kCrScale);
+      const Vec y2 = rgb_lanes::clamp(luma * splat(lumaGain) + splat(lumaOffset), 0.0f, 1.0f) *
+                         splat(outLumaGain) +
+                     splat(outLumaOffset);
+      const Vec cb2 =
+          rgb_lanes::clamp(splat(cc) * cb - splat(cs) * cr + splat(offsetCb), -0.5f, 0.5f) *
+          splat(outChromaGain);
+      const Vec cr2 =
+          rgb_lanes::clamp(splat(cs) * cb + splat(cc) * cr + splat(offsetCr), -0.5f, 0.5f) *
+          splat(outChromaGain);
+      const Vec r = y2 + cr2 * splat(kCrToR);
+      const Vec b = y2 + cb2 * splat(kCbToB);
+      const Vec g = (y2 - splat(kKr) * r - splat(kKb) * b) * splat(kInverseKg);
+      return rgb_lanes::Rgb{rgb_lanes::clamp(r, 0.0f, 1.0f), rgb_lanes::clamp(g, 0.0f, 1.0f),
+                            rgb_lanes::clamp(b, 0.0f, 1.0f)};
+    };
+    // Four pixels at a time; the last few go through a padded group.
+    size_t i = begin;
+    for (; i + vector4::kLanes <= end; i += vector4::kLanes)
+      rgb_lanes::store(target + i * 3, convert(rgb_lanes::load(source + i * 3)));
+    if (i < end) {
+      float group[12] = {};
+      const size_t floats = (end - i) * 3;
+      std::copy(source + i * 3, source + i * 3 + floats, group);
+      rgb_lanes::store(group, convert(rgb_lanes::load(group)));
+      std::copy(group, group + floats, target + i * 3);
     }
   });
   return true;
