@@ -45,8 +45,6 @@ constexpr int kMinBits = 8, kMaxBits = 16;
 constexpr int kLinearTable = 1024;
 constexpr int kLevelTable = 1024;
 
-using Plane = std::vector<float>;
-
 // Piecewise-linear curve over rising x, held flat outside.
 float curveAt(const uint16_t *xs, const uint16_t *ys, float x) {
   if (x <= xs[0]) return ys[0];
@@ -91,68 +89,27 @@ std::vector<float> window(int length, bool gaussian) {
   return weights;
 }
 
-// out = in filtered by weightsX along rows then weightsY along columns, borders clamped.
-void separable(const Plane &in, int width, int height, const std::vector<float> &weightsX,
-               const std::vector<float> &weightsY, Plane &scratch, Plane &out) {
-  const int rx = static_cast<int>(weightsX.size()) / 2, ry = static_cast<int>(weightsY.size()) / 2;
-  parallelRows(height, [&](int first, int last) {
-    for (int y = first; y < last; ++y) {
-      const float *src = &in[static_cast<size_t>(y) * width];
-      float *dst = &scratch[static_cast<size_t>(y) * width];
-      auto clamped = [&](int x) {
-        float sum = 0;
-        for (int k = -rx; k <= rx; ++k)
-          sum += weightsX[k + rx] * src[std::clamp(x + k, 0, width - 1)];
-        dst[x] = sum;
-      };
-      // Clamped reads only near the borders.
-      const int inner = std::max(rx, width - rx);
-      for (int x = 0; x < std::min(rx, width); ++x) clamped(x);
-      // The middle four pixels at a time, the rest one by one.
-      int x = rx;
-      for (; x + vector4::kLanes <= inner; x += vector4::kLanes) {
-        vector4::Vec sum = vector4::splat(0);
-        for (int k = -rx; k <= rx; ++k)
-          sum += vector4::splat(weightsX[k + rx]) * vector4::load(src + x + k);
-        vector4::store(dst + x, sum);
-      }
-      for (; x < inner; ++x) {
-        float sum = 0;
-        for (int k = -rx; k <= rx; ++k) sum += weightsX[k + rx] * src[x + k];
-        dst[x] = sum;
-      }
-      for (x = std::max(inner, std::min(rx, width)); x < width; ++x) clamped(x);
-    }
-  });
-  parallelRows(height, [&](int first, int last) {
-    for (int y = first; y < last; ++y) {
-      float *dst = &out[static_cast<size_t>(y) * width];
-      std::fill(dst, dst + width, 0.0f);
-      for (int k = -ry; k <= ry; ++k) {
-        const float *src = &scratch[static_cast<size_t>(std::clamp(y + k, 0, height - 1)) * width];
-        const float w = weightsY[k + ry];
-        int x = 0;
-        for (; x + vector4::kLanes <= width; x += vector4::kLanes)
-          vector4::store(dst + x,
-                         vector4::load(dst + x) + vector4::splat(w) * vector4::load(src + x));
-        for (; x < width; ++x) dst[x] += w * src[x];
-      }
-    }
-  });
+// Row buffers for the vector loops: every row is read and written in whole groups of lanes.
+using Row = std::vector<float>;
+
+Row rowOf(int width, int border = 0) {
+  return Row(static_cast<size_t>(vector4::roundUp(width + 2 * border)) + vector4::kLanes, 0.0f);
 }
 
-// a[i] += share * (b[i] - a[i]) over the whole plane.
-void mix(Plane &a, const Plane &b, float share, int width, int height) {
-  parallelRows(height, [&](int first, int last) {
-    size_t i = static_cast<size_t>(first) * width;
-    const size_t end = static_cast<size_t>(last) * width;
-    const vector4::Vec s = vector4::splat(share);
-    for (; i + vector4::kLanes <= end; i += vector4::kLanes) {
-      const vector4::Vec va = vector4::load(&a[i]);
-      vector4::store(&a[i], va + s * (vector4::load(&b[i]) - va));
-    }
-    for (; i < end; ++i) a[i] += share * (b[i] - a[i]);
-  });
+// pad[0 .. width + 2 reach) = src with its first and last value repeated reach times.
+void padRow(const float *src, int width, int reach, float *pad) {
+  for (int k = 0; k < reach; ++k) pad[k] = src[0], pad[reach + width + k] = src[width - 1];
+  std::copy(src, src + width, pad + reach);
+}
+
+// dst[x] = sum of weights[k] x pad[x + k]: a row filter over a padded row.
+void filterRow(const float *pad, int width, const std::vector<float> &weights, float *dst) {
+  using namespace vector4;
+  for (int x = 0; x < width; x += kLanes) {
+    Vec sum = splat(0);
+    for (size_t k = 0; k < weights.size(); ++k) sum += splat(weights[k]) * load(pad + x + k);
+    store(dst + x, sum);
+  }
 }
 
 }  // namespace
@@ -163,7 +120,6 @@ bool stage3DNoiseReduction_4(const RgbImage &in, const TDatabase3DNoiseReduction
       history.previous.height != in.height || history.previous.data.size() != in.data.size())
     return false;
   const int width = in.width, height = in.height;
-  const size_t pixels = static_cast<size_t>(width) * height;
   const RgbImage &previous = history.previous;
 
   const float levels =
@@ -176,15 +132,6 @@ bool stage3DNoiseReduction_4(const RgbImage &in, const TDatabase3DNoiseReduction
       toLinear[i] = std::pow(static_cast<float>(i) / kLinearTable, kDisplayGamma);
     toLinear[kLinearTable + 1] = 1.0f;
   }
-  auto detectionLevel = [&](const float *p) {
-    float luma = std::clamp(kKr * p[0] + kKg * p[1] + kKb * p[2], 0.0f, 1.0f);
-    if (linear) {
-      const float position = luma * kLinearTable;
-      const int i = static_cast<int>(position);
-      luma = toLinear[i] + (position - i) * (toLinear[i + 1] - toLinear[i]);
-    }
-    return luma * levels;
-  };
 
   // Per pixel: its level and its difference measured against the noise expected there.
   const bool squared = state.diffType == 1;
@@ -195,55 +142,19 @@ bool stage3DNoiseReduction_4(const RgbImage &in, const TDatabase3DNoiseReduction
     return squared ? squareWeight / (2 * variance)
                    : 1.0f / (kMeanAbsOfNoiseDifference * std::sqrt(variance));
   });
-  Plane level(pixels), measure(pixels);
-  parallelRows(height, [&](int first, int last) {
-    const size_t end = static_cast<size_t>(last) * width;
-    for (size_t i = static_cast<size_t>(first) * width; i < end; ++i) {
-      const float now = detectionLevel(&in.data[i * 3]);
-      const float d = now - detectionLevel(&previous.data[i * 3]);
-      level[i] = now;
-      measure[i] = (squared ? d * d : std::fabs(d)) * noiseScale.at(now);
-    }
-  });
-
-  // Window mean, mixed with the pixel's own measure.
-  Plane scratch(pixels), motion(pixels);
-  separable(measure, width, height, window(state.filterLen, state.isGaussBlur),
-            window(state.filterLen2, state.isGaussBlur), scratch, motion);
-  mix(motion, measure, 1.0f - std::min(state.sadWeight / kSadUnit, 1.0f), width, height);
-
-  if (state.isMotionDilate && state.dilateH > 0) {
-    const int reach = std::min<int>(state.dilateH, width);
-    parallelRows(height, [&](int first, int last) {
-      for (int y = first; y < last; ++y) {
-        const float *src = &motion[static_cast<size_t>(y) * width];
-        float *dst = &scratch[static_cast<size_t>(y) * width];
-        auto widest = [&](int x, int from, int to) {
-          float most = src[from];
-          for (int k = from + 1; k <= to; ++k) most = std::max(most, src[k]);
-          dst[x] = most;
-        };
-        // Bounds checks only near the borders.
-        const int inner = std::max(reach, width - reach);
-        for (int x = 0; x < std::min(reach, width); ++x)
-          widest(x, 0, std::min(x + reach, width - 1));
-        for (int x = reach; x < inner; ++x) widest(x, x - reach, x + reach);
-        for (int x = std::max(inner, std::min(reach, width)); x < width; ++x)
-          widest(x, std::max(x - reach, 0), width - 1);
-      }
-    });
-    motion.swap(scratch);
-  }
-  // The smoothed motion map goes to `measure`, mixed in by the blend below.
+  const std::vector<float> weightsX = window(state.filterLen, state.isGaussBlur);
+  const std::vector<float> weightsY = window(state.filterLen2, state.isGaussBlur);
+  const int rx = static_cast<int>(weightsX.size()) / 2, ry = static_cast<int>(weightsY.size()) / 2;
+  const float ownShare = 1.0f - std::min(state.sadWeight / kSadUnit, 1.0f);
+  const int reach = state.isMotionDilate ? std::min<int>(state.dilateH, width) : 0;
+  // The smoothed motion map is mixed in by the blend below.
   const float smoothShare =
       state.motionSmoothLevel > 0
           ? std::clamp(static_cast<float>(state.motionSmoothFactor), 0.0f, 1.0f)
           : 0.0f;
-  if (smoothShare > 0) {
-    const std::vector<float> box =
-        window(2 * std::min<int>(state.motionSmoothLevel, kMaxWindow / 2) + 1, false);
-    separable(motion, width, height, box, box, scratch, measure);
-  }
+  const std::vector<float> box = window(
+      smoothShare > 0 ? 2 * std::min<int>(state.motionSmoothLevel, kMaxWindow / 2) + 1 : 1, false);
+  const int rs = static_cast<int>(box.size()) / 2;
 
   // Blend.
   const float threshold = state.noiseLevel / kNoiseLevelUnit;
@@ -258,23 +169,120 @@ bool stage3DNoiseReduction_4(const RgbImage &in, const TDatabase3DNoiseReduction
   const float lumaStrength = state.tnrStrength / kStrengthUnit;
   const float chromaStrength = state.tnrStrength2 / kStrengthUnit;
   out = in.sameShape();
+  const float *current = in.data.data();
+  const float *before = previous.data.data();
+  float *target = out.data.data();
+
+  // Each band streams its rows through rings of the few rows its filters reach: the measure
+  // rows the window spans, and the motion rows (with their row-smoothed copies) the smoothing
+  // box spans. Rows next to a band are worked out again by both bands rather than kept.
   parallelRows(height, [&](int first, int last) {
-    const size_t end = static_cast<size_t>(last) * width;
-    for (size_t i = static_cast<size_t>(first) * width; i < end; ++i) {
-      const float at = level[i];
-      const float measured =
-          smoothShare > 0 ? motion[i] + smoothShare * (measure[i] - motion[i]) : motion[i];
-      const float moving = std::clamp((measured - threshold) * motionSlope.at(at), 0.0f, 1.0f);
-      const float still = (1.0f - moving) * stillShare.at(at);
-      const float kLuma = std::min(still * lumaStrength, 1.0f);
-      const float kChroma = std::min(still * chromaStrength, 1.0f);
-      const float *p = &in.data[i * 3];
-      const float *q = &previous.data[i * 3];
-      float *o = &out.data[i * 3];
-      const float delta[3] = {q[0] - p[0], q[1] - p[1], q[2] - p[2]};
-      const float deltaLuma = kKr * delta[0] + kKg * delta[1] + kKb * delta[2];
-      for (int c = 0; c < 3; ++c)
-        o[c] = p[c] + kLuma * deltaLuma + kChroma * (delta[c] - deltaLuma);
+    using namespace vector4;
+    const int measureRing = 2 * ry + 1, motionRing = 2 * rs + 1;
+    std::vector<Row> measures(measureRing, rowOf(width)), motions(motionRing, rowOf(width)),
+        smoothed(motionRing, rowOf(width));
+    Row levelRow = rowOf(width), column = rowOf(width), pad = rowOf(width, std::max(rx, reach)),
+        filtered = rowOf(width);
+    auto detectionLevels = [&](const float *p, float *levelsOut) {
+      for (int x = 0; x < width; ++x, p += 3) {
+        float luma = std::clamp(kKr * p[0] + kKg * p[1] + kKb * p[2], 0.0f, 1.0f);
+        if (linear) {
+          const float position = luma * kLinearTable;
+          const int i = static_cast<int>(position);
+          luma = toLinear[i] + (position - i) * (toLinear[i + 1] - toLinear[i]);
+        }
+        levelsOut[x] = luma * levels;
+      }
+    };
+    auto computeMeasure = [&](int y) {
+      float *m = measures[y % measureRing].data();
+      const size_t at = static_cast<size_t>(y) * width * 3;
+      detectionLevels(current + at, levelRow.data());
+      detectionLevels(before + at, m);
+      for (int x = 0; x < width; ++x) {
+        const float now = levelRow[x];
+        const float d = now - m[x];
+        m[x] = (squared ? d * d : std::fabs(d)) * noiseScale.at(now);
+      }
+    };
+    auto computeMotion = [&](int y) {
+      // Window mean (columns first, then along the row), mixed with the pixel's own measure.
+      std::fill(column.begin(), column.end(), 0.0f);
+      for (int k = -ry; k <= ry; ++k) {
+        const float *m = measures[std::clamp(y + k, 0, height - 1) % measureRing].data();
+        const Vec w = splat(weightsY[k + ry]);
+        for (int x = 0; x < width; x += kLanes)
+          store(&column[x], load(&column[x]) + w * load(m + x));
+      }
+      padRow(column.data(), width, rx, pad.data());
+      filterRow(pad.data(), width, weightsX, filtered.data());
+      const float *own = measures[y % measureRing].data();
+      float *motion = motions[y % motionRing].data();
+      const Vec share = splat(ownShare);
+      for (int x = 0; x < width; x += kLanes) {
+        const Vec f = load(&filtered[x]);
+        store(&filtered[x], f + share * (load(own + x) - f));
+      }
+      if (reach > 0) {
+        // Motion spread sideways: the largest value within reach.
+        padRow(filtered.data(), width, reach, pad.data());
+        for (int x = 0; x < width; x += kLanes) {
+          Vec most = load(&pad[x]);
+          for (int k = 1; k <= 2 * reach; ++k) most = max(most, load(&pad[x + k]));
+          store(motion + x, most);
+        }
+      } else {
+        std::copy(filtered.begin(), filtered.end(), motion);
+      }
+      if (rs > 0) {
+        padRow(motion, width, rs, pad.data());
+        filterRow(pad.data(), width, box, smoothed[y % motionRing].data());
+      }
+    };
+
+    int nextMeasure = std::max(first - rs - ry, 0), nextMotion = std::max(first - rs, 0);
+    for (int y = first; y < last; ++y) {
+      for (; nextMotion <= std::min(y + rs, height - 1); ++nextMotion) {
+        for (; nextMeasure <= std::min(nextMotion + ry, height - 1); ++nextMeasure)
+          computeMeasure(nextMeasure);
+        computeMotion(nextMotion);
+      }
+      // The smoothed motion map (columns of the row-smoothed rows), mixed into the motion.
+      float *measured = filtered.data();
+      const float *motion = motions[y % motionRing].data();
+      if (rs > 0) {
+        std::fill(column.begin(), column.end(), 0.0f);
+        for (int k = -rs; k <= rs; ++k) {
+          const float *s = smoothed[std::clamp(y + k, 0, height - 1) % motionRing].data();
+          const Vec w = splat(box[k + rs]);
+          for (int x = 0; x < width; x += kLanes)
+            store(&column[x], load(&column[x]) + w * load(s + x));
+        }
+        const Vec share = splat(smoothShare);
+        for (int x = 0; x < width; x += kLanes) {
+          const Vec m = load(motion + x);
+          store(measured + x, m + share * (load(&column[x]) - m));
+        }
+      } else {
+        std::copy(motion, motion + width, measured);
+      }
+      const size_t row = static_cast<size_t>(y) * width * 3;
+      detectionLevels(current + row, levelRow.data());
+      const float *p = current + row, *q = before + row;
+      float *o = target + row;
+      for (int x = 0; x < width; ++x, p += 3, q += 3, o += 3) {
+        const float at = levelRow[x];
+        const float moving = std::clamp((measured[x] - threshold) * motionSlope.at(at), 0.0f, 1.0f);
+        const float still = (1.0f - moving) * stillShare.at(at);
+        const float kLuma = std::min(still * lumaStrength, 1.0f);
+        const float kChroma = std::min(still * chromaStrength, 1.0f);
+        const float d0 = q[0] - p[0], d1 = q[1] - p[1], d2 = q[2] - p[2];
+        const float deltaLuma = kKr * d0 + kKg * d1 + kKb * d2;
+        const float lumaPart = (kLuma - kChroma) * deltaLuma;
+        o[0] = p[0] + lumaPart + kChroma * d0;
+        o[1] = p[1] + lumaPart + kChroma * d1;
+        o[2] = p[2] + lumaPart + kChroma * d2;
+      }
     }
   });
   return true;
