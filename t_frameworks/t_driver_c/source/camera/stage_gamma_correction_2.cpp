@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "stages.h"
+#include "vector4.h"
 
 namespace tcamera {
 namespace {
@@ -71,22 +72,39 @@ bool stageGammaCorrection_2(const RgbImage &in, const TDatabaseGammaCorrection_2
                             const FrameContext &, RgbImage &out) {
   if (state.state == 0) return false;
   const std::vector<float> table = buildTable(state);
+  // Each level's output and the step to the next one side by side: one cache line holds both
+  // values a pixel interpolates between.
+  std::vector<float> pairs(2 * (kInputMax + 1));
+  for (int level = 0; level <= kInputMax; ++level) {
+    pairs[2 * level] = table[level];
+    pairs[2 * level + 1] = table[level + 1] - table[level];
+  }
   out = in.sameShape();
   out.encoded = true;
   const size_t rowFloats = static_cast<size_t>(in.width) * 3;
-  parallelRows(in.height, [&](int first, int last) {
-    const float *lut = table.data();
-    for (int y = first; y < last; ++y) {
-      const float *src = in.data.data() + y * rowFloats;
-      float *dst = out.data.data() + y * rowFloats;
-      for (size_t i = 0; i < rowFloats; ++i) {
-        // Written so that a NaN from upstream maps to black rather than to any index.
-        const float level = src[i] > 0.0f ? std::min(src[i], 1.0f) : 0.0f;
-        const float position = level * kInputMax;
-        const int index = static_cast<int>(position);
-        const float t = position - static_cast<float>(index);
-        dst[i] = lut[index] + t * (lut[index + 1] - lut[index]);
-      }
+  const float *source = in.data.data();
+  float *target = out.data.data();
+  const float *lut = pairs.data();
+  parallelRows(in.height, [=](int first, int last) {
+    using namespace vector4;
+    using Index = int __attribute__((vector_size(16)));
+    const size_t end = last * rowFloats;
+    size_t i = first * rowFloats;
+    // Written so that a NaN from upstream maps to black rather than to any index.
+    auto level = [](Vec v) { return v > splat(0.0f) ? min(v, splat(1.0f)) : splat(0.0f); };
+    for (; i + kLanes <= end; i += kLanes) {
+      const Vec position = level(load(source + i)) * splat(kInputMax);
+      const Index index = __builtin_convertvector(position, Index);
+      const Vec t = position - __builtin_convertvector(index, Vec);
+      const float *e0 = lut + 2 * index[0], *e1 = lut + 2 * index[1];
+      const float *e2 = lut + 2 * index[2], *e3 = lut + 2 * index[3];
+      const Vec base = {e0[0], e1[0], e2[0], e3[0]}, step = {e0[1], e1[1], e2[1], e3[1]};
+      store(target + i, base + t * step);
+    }
+    for (; i < end; ++i) {
+      const float position = level(splat(source[i]))[0] * kInputMax;
+      const int index = static_cast<int>(position);
+      target[i] = lut[2 * index] + (position - static_cast<float>(index)) * lut[2 * index + 1];
     }
   });
   return true;
