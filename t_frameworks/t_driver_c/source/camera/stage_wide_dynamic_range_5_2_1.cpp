@@ -23,6 +23,7 @@
 #include <cmath>
 #include <vector>
 
+#include "rgb_lanes.h"
 #include "stages.h"
 
 namespace tcamera {
@@ -121,29 +122,52 @@ bool stageWideDynamicRange_5_2_1(const RgbImage &in, const TDatabaseWideDynamicR
   const int block = std::clamp(std::min(width, height) / kGridDivisions, kMinBlock, kMaxBlock);
   const int columns = (width + block - 1) / block, rows = (height + block - 1) / block;
   std::vector<float> grid(static_cast<size_t>(columns) * rows);
-  parallelRows(rows, [&](int first, int last) {
-    for (int by = first; by < last; ++by) {
-      float *sums = &grid[static_cast<size_t>(by) * columns];
-      std::fill(sums, sums + columns, 0.0f);
-      const int y0 = by * block, y1 = std::min(y0 + block, height);
-      for (int y = y0; y < y1; ++y) {
-        const float *p = in.pixel(0, y);
-        for (int bx = 0; bx < columns; ++bx) {
-          const int x1 = std::min((bx + 1) * block, width);
-          float sum = 0;
-          for (int x = bx * block; x < x1; ++x, p += 3) {
-            const float luma = coef[0] * p[0] + coef[1] * p[1] + coef[2] * p[2];
-            sum += luma + lightness * (std::max({p[0], p[1], p[2]}) - luma);
-          }
-          sums[bx] += sum;
-        }
-      }
+  // The curve's drive (luma moved towards the brightest channel) of every pixel of a row.
+  auto driveRow = [&](const float *p, float *drive) {
+    using vector4::splat;
+    const vector4::Vec c0 = splat(coef[0]), c1 = splat(coef[1]), c2 = splat(coef[2]);
+    const vector4::Vec mix = splat(lightness);
+    int x = 0;
+    for (; x + vector4::kLanes <= width; x += vector4::kLanes, p += 12) {
+      const rgb_lanes::Rgb v = rgb_lanes::load(p);
+      const vector4::Vec luma = c0 * v.r + c1 * v.g + c2 * v.b;
+      const vector4::Vec brightest = vector4::max(vector4::max(v.r, v.g), v.b);
+      vector4::store(drive + x, luma + mix * (brightest - luma));
+    }
+    for (; x < width; ++x, p += 3) {
+      const float luma = coef[0] * p[0] + coef[1] * p[1] + coef[2] * p[2];
+      drive[x] = luma + lightness * (std::max({p[0], p[1], p[2]}) - luma);
+    }
+  };
+  // Sums of the drive per row and block on every core, then down each block's rows.
+  std::vector<float> rowSums(static_cast<size_t>(height) * columns);
+  parallelRows(height, [&](int first, int last) {
+    std::vector<float> drive(width);
+    for (int y = first; y < last; ++y) {
+      driveRow(in.pixel(0, y), drive.data());
+      float *sums = &rowSums[static_cast<size_t>(y) * columns];
       for (int bx = 0; bx < columns; ++bx) {
-        const int count = (std::min((bx + 1) * block, width) - bx * block) * (y1 - y0);
-        sums[bx] /= static_cast<float>(count);
+        const int x0 = bx * block, x1 = std::min(x0 + block, width);
+        // Four partial sums, so the additions do not wait on each other.
+        float partial[vector4::kLanes] = {};
+        int x = x0;
+        for (; x + vector4::kLanes <= x1; x += vector4::kLanes)
+          for (int k = 0; k < vector4::kLanes; ++k) partial[k] += drive[x + k];
+        for (; x < x1; ++x) partial[0] += drive[x];
+        sums[bx] = (partial[0] + partial[1]) + (partial[2] + partial[3]);
       }
     }
   });
+  for (int by = 0; by < rows; ++by) {
+    const int y0 = by * block, y1 = std::min(y0 + block, height);
+    for (int bx = 0; bx < columns; ++bx) {
+      float sum = 0;
+      for (int y = y0; y < y1; ++y) sum += rowSums[static_cast<size_t>(y) * columns + bx];
+      const int x0 = bx * block, x1 = std::min(x0 + block, width);
+      grid[static_cast<size_t>(by) * columns + bx] =
+          sum / static_cast<float>((x1 - x0) * (y1 - y0));
+    }
+  }
   // Smooth the grid (1 2 1 both ways, clamped) and blend in the frame's mean.
   double total = 0;
   for (float v : grid) total += v;
@@ -178,6 +202,9 @@ bool stageWideDynamicRange_5_2_1(const RgbImage &in, const TDatabaseWideDynamicR
   parallelRows(height, [&](int first, int last) {
     // One grid row interpolated to this pixel row, per quantity.
     std::vector<float> rowGain(columns), rowLocal(columns), rowLo(columns);
+    // Per pixel of the row, padded to whole groups of four.
+    const size_t padded = vector4::roundUp(width);
+    std::vector<float> gains(padded), locals(padded), shadows(padded), drives(padded);
     for (int y = first; y < last; ++y) {
       const size_t r0 = static_cast<size_t>(ty.near[y]) * columns;
       const size_t r1 = static_cast<size_t>(ty.far[y]) * columns;
@@ -187,29 +214,54 @@ bool stageWideDynamicRange_5_2_1(const RgbImage &in, const TDatabaseWideDynamicR
         rowLocal[bx] = smooth[r0 + bx] + wy * (smooth[r1 + bx] - smooth[r0 + bx]);
         rowLo[bx] = loGrid[r0 + bx] + wy * (loGrid[r1 + bx] - loGrid[r0 + bx]);
       }
-      const float *p = in.pixel(0, y);
-      float *q = out.pixel(0, y);
-      for (int x = 0; x < width; ++x, p += 3, q += 3) {
+      // The gains (and local means, shadow weights) of the row's pixels, then the pixels four
+      // at a time.
+      for (int x = 0; x < width; ++x) {
         const int a = tx.near[x], b = tx.far[x];
         const float wx = tx.weight[x];
-        const float luma = coef[0] * p[0] + coef[1] * p[1] + coef[2] * p[2];
-        float gain = rowGain[a] + wx * (rowGain[b] - rowGain[a]);
-        if (darkLevel > 0 && luma < darkLevel) gain = 1.0f + (gain - 1.0f) * (luma / darkLevel);
-        float shift = 0;  // the detail change, the same for R, G and B
-        if (detail) {
-          const float local = rowLocal[a] + wx * (rowLocal[b] - rowLocal[a]);
-          const float drive = luma + lightness * (std::max({p[0], p[1], p[2]}) - luma);
-          shift = gain * (contrast - 1.0f) * (drive - local);
+        gains[x] = rowGain[a] + wx * (rowGain[b] - rowGain[a]);
+        if (detail) locals[x] = rowLocal[a] + wx * (rowLocal[b] - rowLocal[a]);
+        if (curve1) shadows[x] = rowLo[a] + wx * (rowLo[b] - rowLo[a]);
+      }
+      if (detail) driveRow(in.pixel(0, y), drives.data());
+      const float *p = in.pixel(0, y);
+      float *q = out.pixel(0, y);
+      using vector4::splat;
+      using vector4::Vec;
+      auto apply = [&](const rgb_lanes::Rgb &v, int x) {
+        const Vec luma = splat(coef[0]) * v.r + splat(coef[1]) * v.g + splat(coef[2]) * v.b;
+        Vec gain = vector4::load(&gains[x]);
+        if (darkLevel > 0) {
+          const Vec fade = luma < splat(darkLevel) ? luma * splat(1.0f / darkLevel) : splat(1.0f);
+          gain = splat(1.0f) + (gain - splat(1.0f)) * fade;
         }
+        Vec shift = splat(0.0f);  // the detail change, the same for R, G and B
+        if (detail)
+          shift = gain * splat(contrast - 1.0f) *
+                  (vector4::load(&drives[x]) - vector4::load(&locals[x]));
         if (curve1) {
           // Shadows: luma takes the full gain, chroma only the fraction curve2LoSat of it.
-          const float lo = rowLo[a] + wx * (rowLo[b] - rowLo[a]);
-          const float chromaGain = gain + lo * (loSat - 1.0f) * (gain - 1.0f);
-          for (int c = 0; c < 3; ++c)
-            q[c] = std::clamp(gain * luma + chromaGain * (p[c] - luma) + shift, 0.0f, 1.0f);
-        } else {
-          for (int c = 0; c < 3; ++c) q[c] = std::clamp(gain * p[c] + shift, 0.0f, 1.0f);
+          const Vec chromaGain =
+              gain + vector4::load(&shadows[x]) * splat(loSat - 1.0f) * (gain - splat(1.0f));
+          const Vec base = gain * luma + shift;
+          return rgb_lanes::Rgb{rgb_lanes::clamp(base + chromaGain * (v.r - luma), 0.0f, 1.0f),
+                                rgb_lanes::clamp(base + chromaGain * (v.g - luma), 0.0f, 1.0f),
+                                rgb_lanes::clamp(base + chromaGain * (v.b - luma), 0.0f, 1.0f)};
         }
+        return rgb_lanes::Rgb{rgb_lanes::clamp(gain * v.r + shift, 0.0f, 1.0f),
+                              rgb_lanes::clamp(gain * v.g + shift, 0.0f, 1.0f),
+                              rgb_lanes::clamp(gain * v.b + shift, 0.0f, 1.0f)};
+      };
+      int x = 0;
+      for (; x + vector4::kLanes <= width; x += vector4::kLanes, p += 12, q += 12)
+        rgb_lanes::store(q, apply(rgb_lanes::load(p), x));
+      if (x < width) {
+        // The last few pixels through a padded group.
+        float group[12] = {};
+        const int floats = (width - x) * 3;
+        std::copy(p, p + floats, group);
+        rgb_lanes::store(group, apply(rgb_lanes::load(group), x));
+        std::copy(group, group + floats, q);
       }
     }
   });
