@@ -205,9 +205,11 @@ TDRIVER_API uint32_t TDriverRegister_process(TDriver *driver, TDatabaseRegister 
  * reads frames continuously and would flood the journal) and cannot be made to fail.
  *
  * Frames are numbered from 0 when the driver opens; TDriverFrame_next moves to the next one
- * (new sensor noise; the temporal noise reducer blends in the frame before). A frame is
- * rendered when asked for and kept until a push changes the hardware state or the frame
- * advances; the same hardware state and frame number give the same picture, bit for bit.
+ * (new sensor noise; the temporal noise reducer blends in the frame before, or, when nobody
+ * asked for that frame, the last frame that was asked for: unwatched frames are not rendered).
+ * A frame is rendered when asked for and kept until a push changes the hardware state or the
+ * frame advances; the same hardware state and frame number give the same picture, bit for
+ * bit.
  * Both functions work while the ISP is initialised or streaming: while initialised they show
  * the frame the programmed blocks would produce, as a still. While off:
  * TCOMMON_NOT_INITIALIZED (8). The server advances frames at the input frame rate while it
