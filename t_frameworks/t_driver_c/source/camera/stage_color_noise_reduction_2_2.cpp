@@ -13,6 +13,7 @@
 #include <cmath>
 #include <vector>
 
+#include "rgb_lanes.h"
 #include "stages.h"
 
 namespace tcamera {
@@ -85,42 +86,101 @@ Taps taps(int to, int from) {
   return t;
 }
 
-// For every pixel of a layer: up(coarseDone) + shrink(fine - up(coarse)), handed to
-// sink(y, x, cb, cr). mask (one value per fine pixel, 1 = no texture) scales the noise level,
-// or is null. The coarse layers are interpolated a row at a time.
-template <typename Sink>
-void restoreLayer(const Plane<2> &fine, const Plane<2> &coarse, const Plane<2> &coarseDone,
-                  float sigma, const Plane<1> *mask, Sink sink) {
-  const Taps tx = taps(fine.width, coarse.width), ty = taps(fine.height, coarse.height);
+// Cb and Cr of a row of interleaved RGB pixels, into planar rows padded to groups of four.
+void chromaOfRow(const float *p, int width, float *cb, float *cr) {
+  using vector4::splat;
+  for (int x = 0; x < width; x += vector4::kLanes, p += 12) {
+    rgb_lanes::Rgb v;
+    if (x + vector4::kLanes <= width) {
+      v = rgb_lanes::load(p);
+    } else {
+      float group[12] = {};
+      std::copy(p, p + (width - x) * 3, group);
+      v = rgb_lanes::load(group);
+    }
+    const vector4::Vec luma = splat(kKr) * v.r + splat(kKg) * v.g + splat(kKb) * v.b;
+    vector4::store(cb + x, (v.b - luma) * splat(kCbScale));
+    vector4::store(cr + x, (v.r - luma) * splat(kCrScale));
+  }
+}
+
+// The chroma of an RGB picture halved: 2 x 2 means, the last row or column repeated on odd
+// sizes. The same as halving the full-resolution chroma, without storing it.
+Plane<2> halfChroma(const RgbImage &in) {
+  Plane<2> out;
+  out.resize((in.width + 1) / 2, (in.height + 1) / 2);
+  const int width = in.width;
+  parallelRows(out.height, [&](int first, int last) {
+    const size_t padded = vector4::roundUp(width);
+    std::vector<float> cb0(padded), cr0(padded), cb1(padded), cr1(padded);
+    for (int y = first; y < last; ++y) {
+      chromaOfRow(in.pixel(0, 2 * y), width, cb0.data(), cr0.data());
+      chromaOfRow(in.pixel(0, std::min(2 * y + 1, in.height - 1)), width, cb1.data(), cr1.data());
+      float *dst = out.row(y);
+      for (int x = 0; x < out.width; ++x) {
+        const int x0 = 2 * x, x1 = std::min(2 * x + 1, width - 1);
+        dst[x * 2] = 0.25f * (cb0[x0] + cb0[x1] + cb1[x0] + cb1[x1]);
+        dst[x * 2 + 1] = 0.25f * (cr0[x0] + cr0[x1] + cr1[x0] + cr1[x1]);
+      }
+    }
+  });
+  return out;
+}
+
+// For every pixel of a layer: up(coarseDone) + shrink(fine - up(coarse)), a row at a time.
+// fineRow(y, cb, cr) hands the layer's chroma of row y as planar rows; sink(y, cb, cr) takes
+// the result. mask (one value per fine pixel, 1 = no texture) scales the noise level, or is
+// null. The coarse layers are interpolated a row at a time, the shrinking runs four pixels at
+// a time.
+template <typename FineRow, typename Sink>
+void restoreLayer(int width, int height, const Plane<2> &coarse, const Plane<2> &coarseDone,
+                  float sigma, const Plane<1> *mask, FineRow fineRow, Sink sink) {
+  const Taps tx = taps(width, coarse.width), ty = taps(height, coarse.height);
   const float sigma2 = sigma * sigma;
   const int coarseFloats = coarse.width * 2;
-  parallelRows(fine.height, [&](int first, int last) {
-    // The coarse layer and its cleaning (done - coarse) at this row's height.
-    std::vector<float> upC(coarseFloats), upE(coarseFloats);
+  parallelRows(height, [&](int first, int last) {
+    using vector4::Vec;
+    using vector4::splat;
+    const size_t padded = vector4::roundUp(width);
+    // The coarse layer and its cleaned version at this row's height, then at every pixel.
+    std::vector<float> upC(coarseFloats), upD(coarseFloats);
+    std::vector<float> upCb(padded), upCr(padded), doneCb(padded), doneCr(padded);
+    std::vector<float> fineCb(padded), fineCr(padded), level(padded, 1.0f);
     for (int y = first; y < last; ++y) {
       const float wy = ty.weight[y];
       const float *c0 = coarse.row(ty.near[y]), *c1 = coarse.row(ty.far[y]);
       const float *d0 = coarseDone.row(ty.near[y]), *d1 = coarseDone.row(ty.far[y]);
       for (int i = 0; i < coarseFloats; ++i) {
         upC[i] = c0[i] + wy * (c1[i] - c0[i]);
-        upE[i] = (d0[i] - c0[i]) + wy * ((d1[i] - c1[i]) - (d0[i] - c0[i]));
+        upD[i] = d0[i] + wy * (d1[i] - d0[i]);
       }
-      const float *m = mask ? mask->row(y) : nullptr;
-      const float *f = fine.row(y);
-      for (int x = 0; x < fine.width; ++x) {
+      for (int x = 0; x < width; ++x) {
         const int a = tx.near[x] * 2, b = tx.far[x] * 2;
         const float wx = tx.weight[x];
-        const float s2 = m ? sigma2 * m[x] * m[x] : sigma2;
-        float result[2];
-        for (int c = 0; c < 2; ++c) {
-          const float up = upC[a + c] + wx * (upC[b + c] - upC[a + c]);
-          const float cleaning = upE[a + c] + wx * (upE[b + c] - upE[a + c]);
-          const float detail = f[x * 2 + c] - up;
-          const float d2 = detail * detail;
-          result[c] = up + cleaning + (d2 + s2 > 0 ? detail * d2 / (d2 + s2) : 0.0f);
-        }
-        sink(y, x, result[0], result[1]);
+        upCb[x] = upC[a] + wx * (upC[b] - upC[a]);
+        upCr[x] = upC[a + 1] + wx * (upC[b + 1] - upC[a + 1]);
+        doneCb[x] = upD[a] + wx * (upD[b] - upD[a]);
+        doneCr[x] = upD[a + 1] + wx * (upD[b + 1] - upD[a + 1]);
       }
+      if (mask) {
+        const float *m = mask->row(y);
+        for (int x = 0; x < width; ++x) level[x] = m[x] * m[x];
+      }
+      fineRow(y, fineCb.data(), fineCr.data());
+      const Vec s2 = splat(sigma2);
+      auto shrink = [&](Vec detail, Vec noise2) {
+        const Vec d2 = detail * detail, total = d2 + noise2;
+        return total > splat(0.0f) ? detail * d2 / total : splat(0.0f);
+      };
+      for (size_t x = 0; x < padded; x += vector4::kLanes) {
+        const Vec noise2 = s2 * vector4::load(&level[x]);
+        const Vec cb = vector4::load(&fineCb[x]), cr = vector4::load(&fineCr[x]);
+        vector4::store(&fineCb[x],
+                       vector4::load(&doneCb[x]) + shrink(cb - vector4::load(&upCb[x]), noise2));
+        vector4::store(&fineCr[x],
+                       vector4::load(&doneCr[x]) + shrink(cr - vector4::load(&upCr[x]), noise2));
+      }
+      sink(y, fineCb.data(), fineCr.data());
     }
   });
 }
@@ -141,26 +201,18 @@ bool stageColorNoiseReduction_2_2(const RgbImage &in, const TDatabaseColorNoiseR
   const int width = in.width, height = in.height;
   const int maskedLayers = std::min<int>(state.textureMaskSelect, 2);
 
-  // Chroma (and luma, for the texture mask) at full resolution.
-  Plane<2> chroma[kLayers + 1];
-  chroma[0].resize(width, height);
-  Plane<1> luma;
-  if (maskedLayers > 0) luma.resize(width, height);
-  parallelRows(height, [&](int first, int last) {
-    for (int y = first; y < last; ++y) {
-      const float *src = in.data.data() + static_cast<size_t>(y) * width * 3;
-      float *c = chroma[0].row(y);
-      float *l = maskedLayers > 0 ? luma.row(y) : nullptr;
-      for (int x = 0; x < width; ++x, src += 3) {
-        const float yy = kKr * src[0] + kKg * src[1] + kKb * src[2];
-        c[x * 2] = (src[2] - yy) * kCbScale;
-        c[x * 2 + 1] = (src[0] - yy) * kCrScale;
-        if (l) l[x] = yy;
-      }
-    }
-  });
+  // Luma at full resolution, for the texture mask.
   Plane<1> mask[2];
   if (maskedLayers > 0) {
+    Plane<1> luma;
+    luma.resize(width, height);
+    parallelRows(height, [&](int first, int last) {
+      for (int y = first; y < last; ++y) {
+        const float *src = in.pixel(0, y);
+        float *l = luma.row(y);
+        for (int x = 0; x < width; ++x, src += 3) l[x] = kKr * src[0] + kKg * src[1] + kKb * src[2];
+      }
+    });
     mask[0].resize(width, height);
     parallelRows(height, [&](int first, int last) {
       for (int y = first; y < last; ++y) {
@@ -179,37 +231,60 @@ bool stageColorNoiseReduction_2_2(const RgbImage &in, const TDatabaseColorNoiseR
     if (maskedLayers > 1) mask[1] = half(mask[0]);
   }
 
-  for (int layer = 1; layer <= kLayers; ++layer) chroma[layer] = half(chroma[layer - 1]);
+  // The full-resolution chroma is never stored: the first halving and the finest layer read
+  // it from the picture.
+  Plane<2> chroma[kLayers + 1];
+  chroma[1] = halfChroma(in);
+  for (int layer = 2; layer <= kLayers; ++layer) chroma[layer] = half(chroma[layer - 1]);
   // From the coarsest remainder back up; the finest layer goes straight into the picture.
   Plane<2> done = chroma[kLayers];
   for (int layer = kLayers - 1; layer >= 1; --layer) {
+    const Plane<2> &fine = chroma[layer];
     Plane<2> cleaned;
-    cleaned.resize(chroma[layer].width, chroma[layer].height);
-    restoreLayer(chroma[layer], chroma[layer + 1], done, sigma[layer],
-                 layer < maskedLayers ? &mask[layer] : nullptr,
-                 [&](int y, int x, float cb, float cr) {
-                   float *c = cleaned.row(y) + x * 2;
-                   c[0] = cb;
-                   c[1] = cr;
-                 });
+    cleaned.resize(fine.width, fine.height);
+    restoreLayer(
+        fine.width, fine.height, chroma[layer + 1], done, sigma[layer],
+        layer < maskedLayers ? &mask[layer] : nullptr,
+        [&](int y, float *cb, float *cr) {
+          const float *c = fine.row(y);
+          for (int x = 0; x < fine.width; ++x) cb[x] = c[x * 2], cr[x] = c[x * 2 + 1];
+        },
+        [&](int y, const float *cb, const float *cr) {
+          float *c = cleaned.row(y);
+          for (int x = 0; x < fine.width; ++x) c[x * 2] = cb[x], c[x * 2 + 1] = cr[x];
+        });
     done = std::move(cleaned);
   }
 
   out = in.sameShape();
-  const float *source = in.data.data();
-  float *target = out.data.data();
-  restoreLayer(chroma[0], chroma[1], done, sigma[0], maskedLayers > 0 ? &mask[0] : nullptr,
-               [=](int y, int x, float cb, float cr) {
-                 const size_t at = (static_cast<size_t>(y) * width + x) * 3;
-                 const float *src = source + at;
-                 float *dst = target + at;
-                 const float yy = kKr * src[0] + kKg * src[1] + kKb * src[2];
-                 const float r = yy + cr * kCrToR;
-                 const float b = yy + cb * kCbToB;
-                 dst[0] = std::clamp(r, 0.0f, 1.0f);
-                 dst[1] = std::clamp((yy - kKr * r - kKb * b) * kInverseKg, 0.0f, 1.0f);
-                 dst[2] = std::clamp(b, 0.0f, 1.0f);
-               });
+  restoreLayer(
+      width, height, chroma[1], done, sigma[0], maskedLayers > 0 ? &mask[0] : nullptr,
+      [&](int y, float *cb, float *cr) { chromaOfRow(in.pixel(0, y), width, cb, cr); },
+      [&](int y, const float *cb, const float *cr) {
+        using vector4::Vec;
+        using vector4::splat;
+        // The picture's own luma with the cleaned chroma, four pixels at a time.
+        auto convert = [&](const rgb_lanes::Rgb &v, int x) {
+          const Vec yy = splat(kKr) * v.r + splat(kKg) * v.g + splat(kKb) * v.b;
+          const Vec r = yy + vector4::load(cr + x) * splat(kCrToR);
+          const Vec b = yy + vector4::load(cb + x) * splat(kCbToB);
+          const Vec g = (yy - splat(kKr) * r - splat(kKb) * b) * splat(kInverseKg);
+          return rgb_lanes::Rgb{rgb_lanes::clamp(r, 0.0f, 1.0f), rgb_lanes::clamp(g, 0.0f, 1.0f),
+                                rgb_lanes::clamp(b, 0.0f, 1.0f)};
+        };
+        const float *src = in.pixel(0, y);
+        float *dst = out.pixel(0, y);
+        int x = 0;
+        for (; x + vector4::kLanes <= width; x += vector4::kLanes, src += 12, dst += 12)
+          rgb_lanes::store(dst, convert(rgb_lanes::load(src), x));
+        if (x < width) {
+          float group[12] = {};
+          const int floats = (width - x) * 3;
+          std::copy(src, src + floats, group);
+          rgb_lanes::store(group, convert(rgb_lanes::load(group), x));
+          std::copy(group, group + floats, dst);
+        }
+      });
   return true;
 }
 
