@@ -11,7 +11,9 @@
 // clip. A single frame carries no motion, so the two are mixed at the static blend weight.
 // Levels are in 10-bit codes above black whatever the sensor's depth.
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstdint>
 #include <vector>
 
 #include "stages.h"
@@ -55,8 +57,9 @@ struct Filter {
 struct Params {
   Filter stat, moving;
   float movingWeight;  // share of the moving-content filter
-  // Per 10-bit level (the mean of the nine taps): 1 / range^2 of each filter, 0 for no range.
-  std::vector<float> inverseStatic, inverseMoving;
+  // Per 10-bit level (the mean of the nine taps): 1 / range^2 of the static filter, then of the
+  // moving one, side by side so that one site's pair is one load.
+  std::vector<std::array<float, 2>> inverse;
 };
 
 using vector4::kLanes;
@@ -64,15 +67,20 @@ using vector4::load;
 using vector4::splat;
 using vector4::Vec;
 
+using Bits = int32_t __attribute__((vector_size(16)));
+constexpr int32_t kSignBit = INT32_MIN;
+
 // What the filter takes off, partly given back: detail above the threshold returns less the
-// threshold, boosted past the boost threshold up to the clip.
+// threshold, boosted past the boost threshold up to the clip. The size and the sign of what was
+// taken off are its bits, without compares and selects.
 inline Vec restore(Vec removed, const Filter &f) {
   const Vec zero = splat(0);
-  const Vec size = vector4::abs(removed);
+  const Bits sign = reinterpret_cast<Bits>(removed) & kSignBit;
+  const Vec size = reinterpret_cast<Vec>(reinterpret_cast<Bits>(removed) & ~kSignBit);
   const Vec back = vector4::max(size - splat(f.detailThreshold), zero);
   const Vec boosted = vector4::min(back * splat(f.boost), vector4::max(back, splat(f.clip)));
   const Vec given = size > splat(f.boostThreshold) ? boosted : back;
-  return removed < zero ? -given : given;
+  return reinterpret_cast<Vec>(reinterpret_cast<Bits>(given) | sign);
 }
 
 // One tap of both range filters.
@@ -86,14 +94,35 @@ inline void accumulate(Vec tap, Vec centre, Vec inverseS, Vec inverseM, Vec &sum
   sumM += wm * tap, weightM += wm;
 }
 
+// The range of each site of a row (as filterRow takes the rows): 1 / range^2 of either filter
+// from the noise table at the mean of its nine same-colour taps. A pass of its own, so that the
+// filter reads the ranges back long after they were written.
+void rangeRow(const float *up, const float *mid, const float *down, const Params &p, int span,
+              float *inverseStatic, float *inverseMoving) {
+  const Vec highest = splat(static_cast<float>(p.inverse.size() - 1));
+  const std::array<float, 2> *table = p.inverse.data();
+  for (int x = 0; x < span; x += kLanes) {
+    const Vec mean =
+        (load(up + x) + load(up + x + 2) + load(up + x + 4) + load(mid + x) + load(mid + x + 2) +
+         load(mid + x + 4) + load(down + x) + load(down + x + 2) + load(down + x + 4)) *
+        splat(1.0f / 9);
+    // Clamped as floats (a NaN goes to level 0), then truncated like a cast.
+    const Bits level =
+        __builtin_convertvector(vector4::min(vector4::max(mean, splat(0)), highest), Bits);
+    for (int k = 0; k < kLanes; ++k) {
+      inverseStatic[x + k] = table[level[k]][0];
+      inverseMoving[x + k] = table[level[k]][1];
+    }
+  }
+}
+
 // One row of sites: up, mid and down hold the rows two above, this one and two below, in codes
 // above black, with two reflected sites at each end (index x + 2 is site x) and padded to
 // whole groups of kLanes; inverse* give each site's 1 / range^2. Both range filters run over
 // the nine same-colour taps in one sweep.
 void filterRow(const float *up, const float *mid, const float *down, const float *inverseStatic,
-               const float *inverseMoving, const Filter &stat, const Filter &moving,
-               float movingWeight, int span, float *result) {
-  const Vec staticShare = splat(1 - movingWeight), movingShare = splat(movingWeight);
+               const float *inverseMoving, const Params &p, int span, float *result) {
+  const Vec staticShare = splat(1 - p.movingWeight), movingShare = splat(p.movingWeight);
   for (int x = 0; x < span; x += kLanes) {
     const Vec centre = load(mid + x + 2);
     const Vec is = load(inverseStatic + x), im = load(inverseMoving + x);
@@ -107,8 +136,8 @@ void filterRow(const float *up, const float *mid, const float *down, const float
     accumulate(load(down + x + 2), centre, is, im, sumS, weightS, sumM, weightM);
     accumulate(load(down + x + 4), centre, is, im, sumS, weightS, sumM, weightM);
     const Vec fs = sumS / weightS, fm = sumM / weightM;
-    const Vec out = staticShare * (fs + restore(centre - fs, stat)) +
-                    movingShare * (fm + restore(centre - fm, moving));
+    const Vec out = staticShare * (fs + restore(centre - fs, p.stat)) +
+                    movingShare * (fm + restore(centre - fm, p.moving));
     vector4::store(result + x, out);
   }
 }
@@ -125,7 +154,6 @@ void filterRows(const Mosaic &in, const Params &p, Mosaic &out, int first, int l
   const int width = in.width, height = in.height;
   const float black = in.blackLevel;
   const float toCodes = kCodes / std::max(in.whiteLevel - black, 1.0f);
-  const int levels = static_cast<int>(p.inverseStatic.size()) - 1;
   // Reflection about the edge keeps the colour of the neighbour two sites away.
   const auto reflect = [](int i, int size) {
     return i < 0 ? -i : i >= size ? 2 * (size - 1) - i : i;
@@ -145,19 +173,8 @@ void filterRows(const Mosaic &in, const Params &p, Mosaic &out, int first, int l
   for (int y = first; y < last; ++y) {
     const float *up = &rows[static_cast<size_t>(y - first) * stride];
     const float *mid = up + 2 * stride, *down = up + 4 * stride;
-    for (int x = 0; x < span; x += kLanes) {
-      const Vec mean =
-          (load(up + x) + load(up + x + 2) + load(up + x + 4) + load(mid + x) + load(mid + x + 2) +
-           load(mid + x + 4) + load(down + x) + load(down + x + 2) + load(down + x + 4)) *
-          splat(1.0f / 9);
-      for (int k = 0; k < kLanes; ++k) {
-        const int level = std::clamp(static_cast<int>(mean[k]), 0, levels);
-        inverseStatic[x + k] = p.inverseStatic[level];
-        inverseMoving[x + k] = p.inverseMoving[level];
-      }
-    }
-    filterRow(up, mid, down, inverseStatic.data(), inverseMoving.data(), p.stat, p.moving,
-              p.movingWeight, span, result.data());
+    rangeRow(up, mid, down, p, span, inverseStatic.data(), inverseMoving.data());
+    filterRow(up, mid, down, inverseStatic.data(), inverseMoving.data(), p, span, result.data());
     scaleRow(result.data(), -black * toCodes, 1 / toCodes, width,
              &out.data[static_cast<size_t>(y) * width]);
   }
@@ -182,8 +199,7 @@ bool stage2DNoiseReduction_6(const Mosaic &in, const TDatabase2DNoiseReduction_6
   const float base = state.sigmaScale[0] * state.sigmaFactorMul[0];
   const float offset = state.sigmaOffset / kOffsetUnit;
   const float shot = state.vstFactor * kShotNoise * std::sqrt(std::max(context.sensorGain, 0.0f));
-  p.inverseStatic.resize(kLevels + 1);
-  p.inverseMoving.resize(kLevels + 1);
+  p.inverse.resize(kLevels + 1);
   for (int level = 0; level <= kLevels; ++level) {
     float sigma = base * (offset + shot * std::sqrt(static_cast<float>(level)));
     if (state.isLumaCtrl)
@@ -192,8 +208,7 @@ bool stage2DNoiseReduction_6(const Mosaic &in, const TDatabase2DNoiseReduction_6
       const float range = kRangeSigmas * sigma * factor;
       return range > 0 ? 1 / (range * range) : kNoRange;
     };
-    p.inverseStatic[level] = inverse(p.stat.sigmaFactor);
-    p.inverseMoving[level] = inverse(p.moving.sigmaFactor);
+    p.inverse[level] = {inverse(p.stat.sigmaFactor), inverse(p.moving.sigmaFactor)};
   }
 
   out = in.sameShape();
