@@ -3,10 +3,13 @@
 // that follows every push.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cmath>
 #include <cstring>
 #include <functional>
+#include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "camera_rig.h"
@@ -242,6 +245,51 @@ TEST(Pipeline, ALinearPictureIsEncodedForDisplay) {
       }
   }
   EXPECT_GT(checked, 100);
+}
+
+// The row bands of every pass are covered once, also with passes from several threads at a
+// time and passes inside a pass; a band that throws reaches the caller after the others end.
+TEST(Pipeline, RowBandsCoverEveryRowOnceUnderConcurrentAndNestedPasses) {
+  constexpr int kRows = 1000;
+  const auto pass = [](std::vector<std::atomic<int>> &seen, bool nested) {
+    parallelRows(kRows, [&](int first, int last) {
+      for (int row = first; row < last; ++row) ++seen[row];
+      if (nested) {
+        parallelRows(64, [&](int innerFirst, int innerLast) {
+          for (int row = innerFirst; row < innerLast; ++row) ++seen[kRows + row];
+        });
+      }
+    });
+  };
+  std::vector<std::vector<std::atomic<int>>> seen;
+  for (int t = 0; t < 3; ++t) seen.emplace_back(kRows + 64);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 3; ++t)
+    threads.emplace_back([&, t] {
+      for (int repeat = 0; repeat < 20; ++repeat) pass(seen[t], t == 2);
+    });
+  for (auto &thread : threads) thread.join();
+  for (int t = 0; t < 3; ++t) {
+    int nestedPasses = 0;
+    for (int row = 0; row < kRows; ++row) EXPECT_EQ(seen[t][row].load(), 20) << t << " " << row;
+    if (t == 2) nestedPasses = seen[t][kRows].load();
+    for (int row = kRows; row < kRows + 64; ++row)
+      EXPECT_EQ(seen[t][row].load(), nestedPasses) << t << " " << row;
+  }
+  EXPECT_GE(seen[2][kRows].load(), 20);  // at least one inner pass per outer pass
+
+  std::atomic<int> bandsRun = 0;
+  EXPECT_THROW(parallelRows(kRows,
+                            [&](int first, int) {
+                              ++bandsRun;
+                              if (first == 0) throw std::runtime_error("band");
+                            }),
+               std::runtime_error);
+  EXPECT_GE(bandsRun.load(), 1);
+  // The pool is free again.
+  std::vector<std::atomic<int>> again(kRows);
+  pass(again, false);
+  for (int row = 0; row < kRows; ++row) EXPECT_EQ(again[row].load(), 1);
 }
 
 }  // namespace
