@@ -28,8 +28,8 @@ constexpr float kShotNoise = 0.35f;  // shot noise in codes at level 1 code, uni
 constexpr float kRangeSigmas = 2;    // neighbours further off than this many sigmas drop out
 constexpr float kCurveUnit = 64;     // luma curve outputs and motion sigma factors: 64 = 1
 constexpr int kCurvePoints = 12;
-constexpr int kLevels = 1023;      // levels of the noise table
-constexpr float kNoRange = 1e30f;  // 1 / range^2 of a filter with no range: only the centre
+constexpr int kLevels = 1023;       // levels of the noise table
+constexpr float kNoRange = 1e-30f;  // range^2 of a filter with no range: the centre and its equals
 
 // A curve of the block: X the input of each point, Y its output, Px the log2 of the distance
 // to the next point, which is what the hardware divides by (a Px that disagrees with the X
@@ -57,9 +57,9 @@ struct Filter {
 struct Params {
   Filter stat, moving;
   float movingWeight;  // share of the moving-content filter
-  // Per 10-bit level (the mean of the nine taps): 1 / range^2 of the static filter, then of the
+  // Per 10-bit level (the mean of the nine taps): range^2 of the static filter, then of the
   // moving one, side by side so that one site's pair is one load.
-  std::vector<std::array<float, 2>> inverse;
+  std::vector<std::array<float, 2>> reach;
 };
 
 using vector4::kLanes;
@@ -83,24 +83,26 @@ inline Vec restore(Vec removed, const Filter &f) {
   return reinterpret_cast<Vec>(reinterpret_cast<Bits>(given) | sign);
 }
 
-// One tap of both range filters.
-inline void accumulate(Vec tap, Vec centre, Vec inverseS, Vec inverseM, Vec &sumS, Vec &weightS,
+// One tap of both range filters. A neighbour's weight max(0, 1 - d^2 / range^2) is kept times
+// range^2, which leaves the average as it is (the centre weighs range^2) and saves a product per
+// tap; sums are of differences to the centre.
+inline void accumulate(Vec tap, Vec centre, Vec reachS, Vec reachM, Vec &sumS, Vec &weightS,
                        Vec &sumM, Vec &weightM) {
-  const Vec one = splat(1), zero = splat(0);
-  const Vec d2 = (tap - centre) * (tap - centre);
-  const Vec ws = vector4::max(zero, one - d2 * inverseS);
-  const Vec wm = vector4::max(zero, one - d2 * inverseM);
-  sumS += ws * tap, weightS += ws;
-  sumM += wm * tap, weightM += wm;
+  const Vec zero = splat(0);
+  const Vec d = tap - centre, d2 = d * d;
+  const Vec ws = vector4::max(reachS - d2, zero);
+  const Vec wm = vector4::max(reachM - d2, zero);
+  sumS += ws * d, weightS += ws;
+  sumM += wm * d, weightM += wm;
 }
 
-// The range of each site of a row (as filterRow takes the rows): 1 / range^2 of either filter
+// The range of each site of a row (as filterRow takes the rows): range^2 of either filter
 // from the noise table at the mean of its nine same-colour taps. A pass of its own, so that the
 // filter reads the ranges back long after they were written.
 void rangeRow(const float *up, const float *mid, const float *down, const Params &p, int span,
-              float *inverseStatic, float *inverseMoving) {
-  const Vec highest = splat(static_cast<float>(p.inverse.size() - 1));
-  const std::array<float, 2> *table = p.inverse.data();
+              float *reachStatic, float *reachMoving) {
+  const Vec highest = splat(static_cast<float>(p.reach.size() - 1));
+  const std::array<float, 2> *table = p.reach.data();
   for (int x = 0; x < span; x += kLanes) {
     const Vec mean =
         (load(up + x) + load(up + x + 2) + load(up + x + 4) + load(mid + x) + load(mid + x + 2) +
@@ -110,23 +112,23 @@ void rangeRow(const float *up, const float *mid, const float *down, const Params
     const Bits level =
         __builtin_convertvector(vector4::min(vector4::max(mean, splat(0)), highest), Bits);
     for (int k = 0; k < kLanes; ++k) {
-      inverseStatic[x + k] = table[level[k]][0];
-      inverseMoving[x + k] = table[level[k]][1];
+      reachStatic[x + k] = table[level[k]][0];
+      reachMoving[x + k] = table[level[k]][1];
     }
   }
 }
 
 // One row of sites: up, mid and down hold the rows two above, this one and two below, in codes
 // above black, with two reflected sites at each end (index x + 2 is site x) and padded to
-// whole groups of kLanes; inverse* give each site's 1 / range^2. Both range filters run over
+// whole groups of kLanes; reach* give each site's range^2. Both range filters run over
 // the nine same-colour taps in one sweep.
-void filterRow(const float *up, const float *mid, const float *down, const float *inverseStatic,
-               const float *inverseMoving, const Params &p, int span, float *result) {
+void filterRow(const float *up, const float *mid, const float *down, const float *reachStatic,
+               const float *reachMoving, const Params &p, int span, float *result) {
   const Vec staticShare = splat(1 - p.movingWeight), movingShare = splat(p.movingWeight);
   for (int x = 0; x < span; x += kLanes) {
     const Vec centre = load(mid + x + 2);
-    const Vec is = load(inverseStatic + x), im = load(inverseMoving + x);
-    Vec sumS = centre, weightS = splat(1), sumM = centre, weightM = splat(1);
+    const Vec is = load(reachStatic + x), im = load(reachMoving + x);
+    Vec sumS = splat(0), weightS = is, sumM = splat(0), weightM = im;
     accumulate(load(up + x), centre, is, im, sumS, weightS, sumM, weightM);
     accumulate(load(up + x + 2), centre, is, im, sumS, weightS, sumM, weightM);
     accumulate(load(up + x + 4), centre, is, im, sumS, weightS, sumM, weightM);
@@ -135,7 +137,7 @@ void filterRow(const float *up, const float *mid, const float *down, const float
     accumulate(load(down + x), centre, is, im, sumS, weightS, sumM, weightM);
     accumulate(load(down + x + 2), centre, is, im, sumS, weightS, sumM, weightM);
     accumulate(load(down + x + 4), centre, is, im, sumS, weightS, sumM, weightM);
-    const Vec fs = sumS / weightS, fm = sumM / weightM;
+    const Vec fs = centre + sumS / weightS, fm = centre + sumM / weightM;
     const Vec out = staticShare * (fs + restore(centre - fs, p.stat)) +
                     movingShare * (fm + restore(centre - fm, p.moving));
     vector4::store(result + x, out);
@@ -169,12 +171,12 @@ void filterRows(const Mosaic &in, const Params &p, Mosaic &out, int first, int l
     for (int k = 1; k <= 2; ++k)
       row[-k] = row[reflect(-k, width)], row[width - 1 + k] = row[reflect(width - 1 + k, width)];
   }
-  std::vector<float> inverseStatic(span), inverseMoving(span), result(span);
+  std::vector<float> reachStatic(span), reachMoving(span), result(span);
   for (int y = first; y < last; ++y) {
     const float *up = &rows[static_cast<size_t>(y - first) * stride];
     const float *mid = up + 2 * stride, *down = up + 4 * stride;
-    rangeRow(up, mid, down, p, span, inverseStatic.data(), inverseMoving.data());
-    filterRow(up, mid, down, inverseStatic.data(), inverseMoving.data(), p, span, result.data());
+    rangeRow(up, mid, down, p, span, reachStatic.data(), reachMoving.data());
+    filterRow(up, mid, down, reachStatic.data(), reachMoving.data(), p, span, result.data());
     scaleRow(result.data(), -black * toCodes, 1 / toCodes, width,
              &out.data[static_cast<size_t>(y) * width]);
   }
@@ -199,16 +201,16 @@ bool stage2DNoiseReduction_6(const Mosaic &in, const TDatabase2DNoiseReduction_6
   const float base = state.sigmaScale[0] * state.sigmaFactorMul[0];
   const float offset = state.sigmaOffset / kOffsetUnit;
   const float shot = state.vstFactor * kShotNoise * std::sqrt(std::max(context.sensorGain, 0.0f));
-  p.inverse.resize(kLevels + 1);
+  p.reach.resize(kLevels + 1);
   for (int level = 0; level <= kLevels; ++level) {
     float sigma = base * (offset + shot * std::sqrt(static_cast<float>(level)));
     if (state.isLumaCtrl)
       sigma *= curveAt(state.lumaCurvePx, state.lumaCurveX, state.lumaCurveY, level) / kCurveUnit;
-    const auto inverse = [&](float factor) {
+    const auto reach = [&](float factor) {
       const float range = kRangeSigmas * sigma * factor;
-      return range > 0 ? 1 / (range * range) : kNoRange;
+      return range > 0 ? range * range : kNoRange;
     };
-    p.inverse[level] = {inverse(p.stat.sigmaFactor), inverse(p.moving.sigmaFactor)};
+    p.reach[level] = {reach(p.stat.sigmaFactor), reach(p.moving.sigmaFactor)};
   }
 
   out = in.sameShape();
