@@ -24,6 +24,7 @@
 #include <cmath>
 #include <vector>
 
+#include "rgb_lanes.h"
 #include "stages.h"
 #include "vector4.h"
 
@@ -82,36 +83,28 @@ float interpolate(const float *table, float position, int last) {
   return table[i] + (position - i) * (table[i + 1] - table[i]);
 }
 
-// Separable binomial blurs of a plane, rows clamped at the borders.
-void blurRows(const std::vector<float> &in, int width, int height, std::vector<float> &blur3,
-              std::vector<float> &blur5) {
-  parallelRows(height, [&](int first, int last) {
-    for (int y = first; y < last; ++y) {
-      const float *src = &in[static_cast<size_t>(y) * width];
-      float *b3 = &blur3[static_cast<size_t>(y) * width];
-      float *b5 = &blur5[static_cast<size_t>(y) * width];
-      auto at = [&](int x) { return src[std::clamp(x, 0, width - 1)]; };
-      auto blur = [&](int x, float l2, float l1, float c, float r1, float r2) {
-        b3[x] = 0.25f * (l1 + r1) + 0.5f * c;
-        b5[x] = 0.0625f * (l2 + r2) + 0.25f * (l1 + r1) + 0.375f * c;
-      };
-      // Clamped reads only near the borders, so the middle of the row vectorises.
-      const int inner = std::max(2, width - 2);
-      for (int x = 0; x < std::min(2, width); ++x)
-        blur(x, at(x - 2), at(x - 1), src[x], at(x + 1), at(x + 2));
-      int x = 2;
-      for (; x + vector4::kLanes <= inner; x += vector4::kLanes) {
-        using namespace vector4;
-        const Vec l2 = load(src + x - 2), l1 = load(src + x - 1), c = load(src + x);
-        const Vec r1 = load(src + x + 1), r2 = load(src + x + 2);
-        store(b3 + x, splat(0.25f) * (l1 + r1) + splat(0.5f) * c);
-        store(b5 + x, splat(0.0625f) * (l2 + r2) + splat(0.25f) * (l1 + r1) + splat(0.375f) * c);
-      }
-      for (; x < inner; ++x) blur(x, src[x - 2], src[x - 1], src[x], src[x + 1], src[x + 2]);
-      for (int x = std::max(inner, std::min(2, width)); x < width; ++x)
-        blur(x, at(x - 2), at(x - 1), src[x], at(x + 1), at(x + 2));
-    }
-  });
+// The row halves of the separable binomial blurs of a luma row, clamped at its ends.
+void blurRow(const float *src, int width, float *b3, float *b5) {
+  auto at = [&](int x) { return src[std::clamp(x, 0, width - 1)]; };
+  auto blur = [&](int x, float l2, float l1, float c, float r1, float r2) {
+    b3[x] = 0.25f * (l1 + r1) + 0.5f * c;
+    b5[x] = 0.0625f * (l2 + r2) + 0.25f * (l1 + r1) + 0.375f * c;
+  };
+  // Clamped reads only near the borders, so the middle of the row vectorises.
+  const int inner = std::max(2, width - 2);
+  for (int x = 0; x < std::min(2, width); ++x)
+    blur(x, at(x - 2), at(x - 1), src[x], at(x + 1), at(x + 2));
+  int x = 2;
+  for (; x + vector4::kLanes <= inner; x += vector4::kLanes) {
+    using namespace vector4;
+    const Vec l2 = load(src + x - 2), l1 = load(src + x - 1), c = load(src + x);
+    const Vec r1 = load(src + x + 1), r2 = load(src + x + 2);
+    store(b3 + x, splat(0.25f) * (l1 + r1) + splat(0.5f) * c);
+    store(b5 + x, splat(0.0625f) * (l2 + r2) + splat(0.25f) * (l1 + r1) + splat(0.375f) * c);
+  }
+  for (; x < inner; ++x) blur(x, src[x - 2], src[x - 1], src[x], src[x + 1], src[x + 2]);
+  for (int x = std::max(inner, std::min(2, width)); x < width; ++x)
+    blur(x, at(x - 2), at(x - 1), src[x], at(x + 1), at(x + 2));
 }
 
 }  // namespace
@@ -123,7 +116,6 @@ bool stageEdgeEnhance_3(const RgbImage &in, const TDatabaseEdgeEnhance_3 &state,
   const bool sharpens = strength > 0 && (state.detailScaler > 0 || state.edgeScaler > 0);
   if (!sharpens && !state.isDci) return false;
   const int width = in.width, height = in.height;
-  const size_t pixels = static_cast<size_t>(width) * height;
 
   const bool useCurve = state.isCurve != 0;
   const Shape normal = shapeOf(state.gradTh, state.hfMergeCurve, state.sharpGain, state.sharpLimit,
@@ -153,17 +145,6 @@ bool stageEdgeEnhance_3(const RgbImage &in, const TDatabaseEdgeEnhance_3 &state,
     }
   }
 
-  std::vector<float> luma(pixels), rows3(pixels), rows5(pixels);
-  parallelRows(height, [&](int first, int last) {
-    for (size_t i = static_cast<size_t>(first) * width; i < static_cast<size_t>(last) * width;
-         ++i) {
-      const float *p = &in.data[i * 3];
-      const float y = kKr * p[0] + kKg * p[1] + kKb * p[2];
-      luma[i] = linearDomain ? interpolate(decode.data(), y * kDomainTable, kDomainTable) : y;
-    }
-  });
-  blurRows(luma, width, height, rows3, rows5);
-
   out = in.sameShape();
   // Settings read per pixel, as locals the compiler can keep in registers.
   const bool chromaAdaptive = state.isCa != 0, limits = state.isSharpLimit != 0;
@@ -174,37 +155,61 @@ bool stageEdgeEnhance_3(const RgbImage &in, const TDatabaseEdgeEnhance_3 &state,
   float *target = out.data.data();
   parallelRows(height, [&](int first, int last) {
     std::vector<float> bands(width);  // the row's band sum, before coring
+    // The luma rows the 5 x 5 blur reaches and their row blurs, in rings of five rows made
+    // as the band goes down, so the picture is read once while its rows are still cached.
+    constexpr int kRing = 5;
+    const size_t padded = vector4::roundUp(width) + vector4::kLanes;
+    std::vector<float> ring(3 * kRing * padded);
+    auto slot = [&](int kind, int y) { return &ring[(kind * kRing + y % kRing) * padded]; };
+    auto makeRow = [&](int y) {
+      float *l = slot(0, y);
+      const float *p = source + static_cast<size_t>(y) * width * 3;
+      int x = 0;
+      for (; x + vector4::kLanes <= width; x += vector4::kLanes, p += 12) {
+        using namespace vector4;
+        const rgb_lanes::Rgb v = rgb_lanes::load(p);
+        store(l + x, splat(kKr) * v.r + splat(kKg) * v.g + splat(kKb) * v.b);
+      }
+      for (; x < width; ++x, p += 3) l[x] = kKr * p[0] + kKg * p[1] + kKb * p[2];
+      if (linearDomain)
+        for (x = 0; x < width; ++x)
+          l[x] = interpolate(decode.data(), l[x] * kDomainTable, kDomainTable);
+      blurRow(l, width, slot(1, y), slot(2, y));
+    };
+    int next = std::max(first - 2, 0);
     for (int y = first; y < last; ++y) {
-      const size_t up1 = static_cast<size_t>(std::max(y - 1, 0)) * width;
-      const size_t up2 = static_cast<size_t>(std::max(y - 2, 0)) * width;
-      const size_t down1 = static_cast<size_t>(std::min(y + 1, height - 1)) * width;
-      const size_t down2 = static_cast<size_t>(std::min(y + 2, height - 1)) * width;
+      for (; next <= std::min(y + 2, height - 1); ++next) makeRow(next);
+      // Luma (L), row blurs (R3, R5) of the rows y - 2 .. y + 2, clamped at the frame.
+      const float *L[kRing], *R3[kRing], *R5[kRing];
+      for (int k = 0; k < kRing; ++k) {
+        const int at = std::clamp(y + k - 2, 0, height - 1);
+        L[k] = slot(0, at), R3[k] = slot(1, at), R5[k] = slot(2, at);
+      }
       const size_t row = static_cast<size_t>(y) * width;
       // The vertical halves of the blurs and the bands for the whole row, branch-free.
       auto band = [&](int x) {
-        const float b3 = 0.25f * (rows3[up1 + x] + rows3[down1 + x]) + 0.5f * rows3[row + x];
-        const float b5 = 0.0625f * (rows5[up2 + x] + rows5[down2 + x]) +
-                         0.25f * (rows5[up1 + x] + rows5[down1 + x]) + 0.375f * rows5[row + x];
-        bands[x] = (luma[row + x] - b3) * detailScale + (b3 - b5) * edgeScale;
+        const float b3 = 0.25f * (R3[1][x] + R3[3][x]) + 0.5f * R3[2][x];
+        const float b5 =
+            0.0625f * (R5[0][x] + R5[4][x]) + 0.25f * (R5[1][x] + R5[3][x]) + 0.375f * R5[2][x];
+        bands[x] = (L[2][x] - b3) * detailScale + (b3 - b5) * edgeScale;
       };
       int x = 0;
       for (; x + vector4::kLanes <= width; x += vector4::kLanes) {
         using namespace vector4;
-        const float *r3 = rows3.data(), *r5 = rows5.data();
-        const Vec b3 = splat(0.25f) * (load(r3 + up1 + x) + load(r3 + down1 + x)) +
-                       splat(0.5f) * load(r3 + row + x);
-        const Vec b5 = splat(0.0625f) * (load(r5 + up2 + x) + load(r5 + down2 + x)) +
-                       splat(0.25f) * (load(r5 + up1 + x) + load(r5 + down1 + x)) +
-                       splat(0.375f) * load(r5 + row + x);
-        store(bands.data() + x, (load(luma.data() + row + x) - b3) * splat(detailScale) +
-                                    (b3 - b5) * splat(edgeScale));
+        const Vec b3 =
+            splat(0.25f) * (load(R3[1] + x) + load(R3[3] + x)) + splat(0.5f) * load(R3[2] + x);
+        const Vec b5 = splat(0.0625f) * (load(R5[0] + x) + load(R5[4] + x)) +
+                       splat(0.25f) * (load(R5[1] + x) + load(R5[3] + x)) +
+                       splat(0.375f) * load(R5[2] + x);
+        store(bands.data() + x,
+              (load(L[2] + x) - b3) * splat(detailScale) + (b3 - b5) * splat(edgeScale));
       }
       for (; x < width; ++x) band(x);
       for (x = 0; x < width; ++x) {
         const float *p = source + (row + x) * 3;
         float *q = target + (row + x) * 3;
         const float encodedY = kKr * p[0] + kKg * p[1] + kKb * p[2];
-        float level = luma[row + x];
+        float level = L[2][x];
         bool changed = false;
         if (sharpens && encodedY >= yLow && encodedY <= yHigh) {
           const float hf = bands[x];
@@ -235,9 +240,9 @@ bool stageEdgeEnhance_3(const RgbImage &in, const TDatabaseEdgeEnhance_3 &state,
             float low = level, high = level;
             if (neighbourhoodLimits) {
               const int xl = std::max(x - 1, 0), xr = std::min(x + 1, width - 1);
-              for (const size_t r : {up1, row, down1}) {
-                low = std::min({low, luma[r + xl], luma[r + x], luma[r + xr]});
-                high = std::max({high, luma[r + xl], luma[r + x], luma[r + xr]});
+              for (const float *r : {L[1], L[2], L[3]}) {
+                low = std::min({low, r[xl], r[x], r[xr]});
+                high = std::max({high, r[xl], r[x], r[xr]});
               }
             }
             delta = std::clamp(level + delta, low - limitDown, high + limitUp) - level;
