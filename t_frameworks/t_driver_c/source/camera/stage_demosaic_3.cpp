@@ -272,17 +272,44 @@ Vec median3(Vec a, Vec b, Vec c) {
   return vector4::max(vector4::min(a, b), vector4::min(vector4::max(a, b), c));
 }
 
+// The medians of three along a row of colour differences, kept for the three rows that pull
+// towards them: each row's medians are worked out once, not once for every row that reads them.
+class RowMedians {
+ public:
+  explicit RowMedians(const Plane &diff) : diff_(diff), span_(vector4::roundUp(diff.width)) {
+    data_.resize(static_cast<size_t>(kRows) * span_);
+  }
+
+  const float *row(int y) {
+    const int slot = ((y % kRows) + kRows) % kRows;
+    float *medians = &data_[static_cast<size_t>(slot) * span_];
+    if (held_[slot] != y) {
+      const float *r = diff_.row(y);
+      for (int x = 0; x < span_; x += kLanes)
+        vector4::store(medians + x, median3(load(r + x - 1), load(r + x), load(r + x + 1)));
+      held_[slot] = y;
+    }
+    return medians;
+  }
+
+ private:
+  static constexpr int kRows = 3;
+  const Plane &diff_;
+  int span_;
+  std::vector<float> data_;
+  int held_[kRows] = {INT32_MIN, INT32_MIN, INT32_MIN};
+};
+
 // A colour-difference row pulled towards the median of the row medians of its 3 x 3
 // neighbourhood (a separable stand-in for the 3 x 3 median that keeps thin lines). Four sites
 // at once, over the row padded to whole groups (the plane's border covers the overhang).
-void pullToMedian(const Plane &diff, int y, float strength, float *out) {
-  const float *u = diff.row(y - 1), *m = diff.row(y), *d = diff.row(y + 1);
+void pullToMedian(const Plane &diff, RowMedians &medians, int y, float strength, float *out) {
+  const float *m = diff.row(y);
+  const float *mu = medians.row(y - 1), *mm = medians.row(y), *md = medians.row(y + 1);
   const Vec share = splat(strength);
   for (int x = 0; x < vector4::roundUp(diff.width); x += kLanes) {
     const Vec centre = load(m + x);
-    const Vec median = median3(median3(load(u + x - 1), load(u + x), load(u + x + 1)),
-                               median3(load(m + x - 1), centre, load(m + x + 1)),
-                               median3(load(d + x - 1), load(d + x), load(d + x + 1)));
+    const Vec median = median3(load(mu + x), load(mm + x), load(md + x));
     vector4::store(out + x, centre + share * (median - centre));
   }
 }
@@ -426,11 +453,12 @@ void finishRows(const Plane &g, const Plane &diffR, const Plane &diffB, const Fi
                 RgbImage &out, int first, int last) {
   const int span = vector4::roundUp(g.width);
   std::vector<float> rowR(span), rowB(span), rowG(span);
+  RowMedians mediansR(diffR), mediansB(diffB);
   for (int y = first; y < last; ++y) {
     const float *cr = diffR.row(y), *cb = diffB.row(y), *green = g.row(y);
     if (f.falseColour) {
-      pullToMedian(diffR, y, f.falseColourStrength, rowR.data());
-      pullToMedian(diffB, y, f.falseColourStrength, rowB.data());
+      pullToMedian(diffR, mediansR, y, f.falseColourStrength, rowR.data());
+      pullToMedian(diffB, mediansB, y, f.falseColourStrength, rowB.data());
       cr = rowR.data(), cb = rowB.data();
     }
     if (f.purple) {
