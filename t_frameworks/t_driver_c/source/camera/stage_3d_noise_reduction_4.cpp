@@ -21,6 +21,7 @@
 #include <cmath>
 #include <vector>
 
+#include "rgb_lanes.h"
 #include "stages.h"
 #include "vector4.h"
 
@@ -64,6 +65,15 @@ struct LevelTable {
   std::vector<float> values;
   float at(float level) const {
     return values[std::clamp(static_cast<int>(level * scale + 0.5f), 0, kLevelTable)];
+  }
+  // Four levels at once.
+  vector4::Vec at(vector4::Vec level) const {
+    using Index = int __attribute__((vector_size(16)));
+    Index i = __builtin_convertvector(level * vector4::splat(scale) + vector4::splat(0.5f), Index);
+    const Index low = {0, 0, 0, 0}, high = {kLevelTable, kLevelTable, kLevelTable, kLevelTable};
+    i = i < low ? low : i;
+    i = i > high ? high : i;
+    return vector4::Vec{values[i[0]], values[i[1]], values[i[2]], values[i[3]]};
   }
 };
 
@@ -183,26 +193,42 @@ bool stage3DNoiseReduction_4(const RgbImage &in, const TDatabase3DNoiseReduction
         smoothed(motionRing, rowOf(width));
     Row levelRow = rowOf(width), column = rowOf(width), pad = rowOf(width, std::max(rx, reach)),
         filtered = rowOf(width);
+    // Four pixels of a row at a time; the last few through a padded group.
+    auto forGroups = [&](auto work) {
+      int x = 0;
+      for (; x + kLanes <= width; x += kLanes) work(x, x * 3);
+      if (x < width) work(x, -1);
+    };
+    auto pixelsAt = [&](const float *rowStart, int x, int at) {
+      if (at >= 0) return rgb_lanes::load(rowStart + at);
+      float group[12] = {};
+      std::copy(rowStart + x * 3, rowStart + width * 3, group);
+      return rgb_lanes::load(group);
+    };
     auto detectionLevels = [&](const float *p, float *levelsOut) {
-      for (int x = 0; x < width; ++x, p += 3) {
-        float luma = std::clamp(kKr * p[0] + kKg * p[1] + kKb * p[2], 0.0f, 1.0f);
+      forGroups([&](int x, int at) {
+        const rgb_lanes::Rgb v = pixelsAt(p, x, at);
+        Vec luma =
+            rgb_lanes::clamp(splat(kKr) * v.r + splat(kKg) * v.g + splat(kKb) * v.b, 0.0f, 1.0f);
         if (linear) {
-          const float position = luma * kLinearTable;
-          const int i = static_cast<int>(position);
-          luma = toLinear[i] + (position - i) * (toLinear[i + 1] - toLinear[i]);
+          for (int k = 0; k < kLanes; ++k) {
+            const float position = luma[k] * kLinearTable;
+            const int i = static_cast<int>(position);
+            luma[k] = toLinear[i] + (position - i) * (toLinear[i + 1] - toLinear[i]);
+          }
         }
-        levelsOut[x] = luma * levels;
-      }
+        store(levelsOut + x, luma * splat(levels));
+      });
     };
     auto computeMeasure = [&](int y) {
       float *m = measures[y % measureRing].data();
       const size_t at = static_cast<size_t>(y) * width * 3;
       detectionLevels(current + at, levelRow.data());
       detectionLevels(before + at, m);
-      for (int x = 0; x < width; ++x) {
-        const float now = levelRow[x];
-        const float d = now - m[x];
-        m[x] = (squared ? d * d : std::fabs(d)) * noiseScale.at(now);
+      for (int x = 0; x < width; x += kLanes) {
+        const Vec now = load(&levelRow[x]);
+        const Vec d = now - load(m + x);
+        store(m + x, (squared ? d * d : abs(d)) * noiseScale.at(now));
       }
     };
     auto computeMotion = [&](int y) {
@@ -270,19 +296,29 @@ bool stage3DNoiseReduction_4(const RgbImage &in, const TDatabase3DNoiseReduction
       detectionLevels(current + row, levelRow.data());
       const float *p = current + row, *q = before + row;
       float *o = target + row;
-      for (int x = 0; x < width; ++x, p += 3, q += 3, o += 3) {
-        const float at = levelRow[x];
-        const float moving = std::clamp((measured[x] - threshold) * motionSlope.at(at), 0.0f, 1.0f);
-        const float still = (1.0f - moving) * stillShare.at(at);
-        const float kLuma = std::min(still * lumaStrength, 1.0f);
-        const float kChroma = std::min(still * chromaStrength, 1.0f);
-        const float d0 = q[0] - p[0], d1 = q[1] - p[1], d2 = q[2] - p[2];
-        const float deltaLuma = kKr * d0 + kKg * d1 + kKb * d2;
-        const float lumaPart = (kLuma - kChroma) * deltaLuma;
-        o[0] = p[0] + lumaPart + kChroma * d0;
-        o[1] = p[1] + lumaPart + kChroma * d1;
-        o[2] = p[2] + lumaPart + kChroma * d2;
-      }
+      auto blend = [&](const rgb_lanes::Rgb &now, const rgb_lanes::Rgb &then, int x) {
+        const Vec at = load(&levelRow[x]);
+        const Vec moving = rgb_lanes::clamp(
+            (load(measured + x) - splat(threshold)) * motionSlope.at(at), 0.0f, 1.0f);
+        const Vec still = (splat(1.0f) - moving) * stillShare.at(at);
+        const Vec kLuma = min(still * splat(lumaStrength), splat(1.0f));
+        const Vec kChroma = min(still * splat(chromaStrength), splat(1.0f));
+        const Vec d0 = then.r - now.r, d1 = then.g - now.g, d2 = then.b - now.b;
+        const Vec deltaLuma = splat(kKr) * d0 + splat(kKg) * d1 + splat(kKb) * d2;
+        const Vec lumaPart = (kLuma - kChroma) * deltaLuma;
+        return rgb_lanes::Rgb{now.r + lumaPart + kChroma * d0, now.g + lumaPart + kChroma * d1,
+                              now.b + lumaPart + kChroma * d2};
+      };
+      forGroups([&](int x, int at) {
+        const rgb_lanes::Rgb result = blend(pixelsAt(p, x, at), pixelsAt(q, x, at), x);
+        if (at >= 0) {
+          rgb_lanes::store(o + at, result);
+        } else {
+          float group[12];
+          rgb_lanes::store(group, result);
+          std::copy(group, group + (width - x) * 3, o + x * 3);
+        }
+      });
     }
   });
   return true;
