@@ -28,8 +28,10 @@
 // that distance and pass unchanged. Both exposures of a two-exposure frame are corrected alike.
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 
 #include "stages.h"
+#include "vector4.h"
 
 namespace tcamera {
 namespace {
@@ -39,9 +41,12 @@ constexpr int kSets = 3;
 constexpr int kNeighbours = 8;
 constexpr int kRadius = 2;           // same-colour neighbours lie two sites away
 constexpr float kGradientUnit = 16;  // rgFac 16 = once the step
-constexpr int kMaxRank = 4;
-constexpr int kRun = 8;  // sites gated together, a multiple of the 4 x 4 pattern's width // a bound
-                         // beyond the fourth neighbour is no bound
+constexpr int kMaxRank = 4;          // a bound beyond the fourth neighbour is no bound
+constexpr int kRun = 8;  // sites gated together, a multiple of the 4 x 4 pattern's width
+
+using vector4::Vec;
+using Bits = int32_t __attribute__((vector_size(16)));
+constexpr float kNever = 3e38f;  // a margin no site passes
 
 enum Method : uint8_t {
   kPeakGradient = 1 << 0,
@@ -296,23 +301,27 @@ void gather(const float *above, const float *here, const float *below, int x,
   n[7] = below[x + 2 * kRadius];
 }
 
-// How far the peak of each site of a run of kRun from x passes factor x spread (see
-// Standing). Straight-line arithmetic over a fixed run, which the compiler vectorises.
-void gateRun(const float *above, const float *here, const float *below, int x,
-             const float (&factor)[4], float (&margin)[kRun]) {
-  for (int i = 0; i < kRun; ++i) {
-    const float *a = above + x + i, *h = here + x + i, *b = below + x + i;
-    const float mean =
-        (((a[0] + a[2]) + (a[4] + h[0])) + ((h[4] + b[0]) + (b[2] + b[4]))) * (1.0f / kNeighbours);
-    const float deviation = ((std::fabs(a[0] - mean) + std::fabs(a[2] - mean)) +
-                             (std::fabs(a[4] - mean) + std::fabs(h[0] - mean))) +
-                            ((std::fabs(h[4] - mean) + std::fabs(b[0] - mean)) +
-                             (std::fabs(b[2] - mean) + std::fabs(b[4] - mean)));
-    const float across = (std::fabs(h[0] - h[4]) + std::fabs(a[2] - b[2])) +
-                         (std::fabs(a[0] - b[4]) + std::fabs(a[4] - b[0]));
-    const float spread = deviation * (1.0f / kNeighbours) + across * 0.25f;
-    margin[i] = std::fabs(h[2] - mean) - factor[i & 3] * spread;
-  }
+// |v| by clearing the sign bits.
+inline Vec magnitude(Vec v) {
+  return reinterpret_cast<Vec>(reinterpret_cast<Bits>(v) & INT32_MAX);
+}
+
+// How far the peak of each of four sites from x passes factor x spread (see Standing), one
+// site per lane; the rows are padded as PaddedRows gives them.
+inline Vec gateFour(const float *above, const float *here, const float *below, int x, Vec factor) {
+  using vector4::load;
+  const Vec a0 = load(above + x), a2 = load(above + x + 2), a4 = load(above + x + 4);
+  const Vec h0 = load(here + x), h2 = load(here + x + 2), h4 = load(here + x + 4);
+  const Vec b0 = load(below + x), b2 = load(below + x + 2), b4 = load(below + x + 4);
+  const Vec mean = (((a0 + a2) + (a4 + h0)) + ((h4 + b0) + (b2 + b4))) * (1.0f / kNeighbours);
+  const Vec deviation = ((magnitude(a0 - mean) + magnitude(a2 - mean)) +
+                         (magnitude(a4 - mean) + magnitude(h0 - mean))) +
+                        ((magnitude(h4 - mean) + magnitude(b0 - mean)) +
+                         (magnitude(b2 - mean) + magnitude(b4 - mean)));
+  const Vec across =
+      (magnitude(h0 - h4) + magnitude(a2 - b2)) + (magnitude(a0 - b4) + magnitude(a4 - b0));
+  const Vec spread = deviation * (1.0f / kNeighbours) + across * 0.25f;
+  return magnitude(h2 - mean) - factor * spread;
 }
 
 void correctPlane(const std::vector<float> &in, const Mosaic &shape, const Settings &settings,
@@ -340,11 +349,28 @@ void correctPlane(const std::vector<float> &in, const Mosaic &shape, const Setti
       float gate[4];
       for (int x = 0; x < 4; ++x)
         gate[x] = planeAt[x] && planeAt[x]->peakGate ? planeAt[x]->smallestPeakFactor : -1.0f;
+      // Where every checked position has the gate, a run none of whose sites passes it (most
+      // runs) is passed over whole, judged from the margins in registers; an unchecked
+      // position's margin never passes.
+      bool gated = true;
+      Vec factor, limit;
+      for (int x = 0; x < 4; ++x) {
+        gated = gated && (!planeAt[x] || gate[x] >= 0);
+        factor[x] = gate[x];
+        limit[x] = planeAt[x] ? 0.0f : kNever;
+      }
       for (int run = 0; run < width; run += kRun) {
         const int length = std::min(kRun, width - run);
         float margin[kRun];
         if (length == kRun) {
-          gateRun(above, here, below, run, gate, margin);
+          const Vec low = gateFour(above, here, below, run, factor);
+          const Vec high = gateFour(above, here, below, run + 4, factor);
+          if (gated) {
+            const Bits passed = (low > limit) | (high > limit);
+            if (!(passed[0] | passed[1] | passed[2] | passed[3])) continue;
+          }
+          vector4::store(margin, low);
+          vector4::store(margin + 4, high);
         } else {
           for (int i = 0; i < length; ++i) {
             float n[kNeighbours];
