@@ -35,19 +35,24 @@ bool isGreen(Cfa colour) {
   return colour == Cfa::kGreenRed || colour == Cfa::kGreenBlue;
 }
 
-// Each green site's difference from the mean of its four diagonal neighbours, row by row;
-// a band keeps the last five rows it worked out.
-class Differences {
+// Each green site's difference from the mean of its four diagonal neighbours, summed over
+// the site and its two neighbours of the same kind along the row, row by row: the window's
+// sum is then three of these, one from each of its rows. A band keeps the last five rows it
+// worked out.
+class RowSums {
  public:
-  Differences(const std::vector<float> &in, const Mosaic &shape)
-      : in_(in), shape_(shape), rows_(static_cast<size_t>(kSlots) * shape.width) {
+  RowSums(const std::vector<float> &in, const Mosaic &shape)
+      : in_(in),
+        shape_(shape),
+        rows_(static_cast<size_t>(kSlots) * shape.width),
+        differences_(shape.width) {
     std::fill(std::begin(held_), std::end(held_), -1);
   }
 
   const float *row(int y) {
     const int slot = y % kSlots;
-    float *d = &rows_[static_cast<size_t>(slot) * shape_.width];
-    if (held_[slot] == y) return d;
+    float *sums = &rows_[static_cast<size_t>(slot) * shape_.width];
+    if (held_[slot] == y) return sums;
     held_[slot] = y;
     const int width = shape_.width, height = shape_.height;
     const float *above = &in_[static_cast<size_t>(neighbourAt(y, -1, height)) * width];
@@ -56,8 +61,9 @@ class Differences {
     const auto difference = [&](int x, int left, int right) {
       return here[x] - (above[left] + above[right] + below[left] + below[right]) * 0.25f;
     };
-    // Every site gets a value (those of red and blue are never read), which keeps the loop
+    // Every site gets a value (those of red and blue are never read), which keeps the loops
     // free of branches; the middle of the row goes in fixed runs the compiler vectorises.
+    float *d = differences_.data();
     d[0] = difference(0, 1, 1);
     int x = 1;
     for (; x < kRunStart; ++x) d[x] = difference(x, x - 1, x + 1);
@@ -68,13 +74,25 @@ class Differences {
     }
     for (; x < width - 1; ++x) d[x] = difference(x, x - 1, x + 1);
     d[width - 1] = difference(width - 1, width - 2, width - 2);
-    return d;
+    const auto sum = [&](int x) {
+      return (d[neighbourAt(x, -kSameKind, width)] + d[x]) + d[neighbourAt(x, kSameKind, width)];
+    };
+    for (x = 0; x < kSameKind; ++x) sums[x] = sum(x);
+    for (; x + kRun <= width - kSameKind; x += kRun) {
+      float run[kRun];
+      for (int i = 0; i < kRun; ++i)
+        run[i] = (d[x + i - kSameKind] + d[x + i]) + d[x + i + kSameKind];
+      std::copy(run, run + kRun, sums + x);
+    }
+    for (; x < width; ++x) sums[x] = sum(x);
+    return sums;
   }
 
  private:
   const std::vector<float> &in_;
   const Mosaic &shape_;
   std::vector<float> rows_;
+  std::vector<float> differences_;
   int held_[kSlots];
 };
 
@@ -83,49 +101,32 @@ void equilibrate(const std::vector<float> &in, const Mosaic &shape, float thresh
   const int width = shape.width;
   const int height = shape.height;
   parallelRows(height, [&](int first, int last) {
-    Differences differences(in, shape);
+    RowSums sums(in, shape);
     for (int y = first; y < last; ++y) {
       const float *here = &in[static_cast<size_t>(y) * width];
       float *dest = &out[static_cast<size_t>(y) * width];
-      const float *rows[3] = {differences.row(neighbourAt(y, -kSameKind, height)),
-                              differences.row(y),
-                              differences.row(neighbourAt(y, kSameKind, height))};
+      const float *up = sums.row(neighbourAt(y, -kSameKind, height));
+      const float *middle = sums.row(y);
+      const float *down = sums.row(neighbourAt(y, kSameKind, height));
       // Weight of the correction at each column of the pattern: 1 for greens, 0 otherwise.
       float green[4];
       for (int x = 0; x < 4; ++x) green[x] = isGreen(shape.colourAt(x, y)) ? 1.0f : 0.0f;
-      const float *up = rows[0], *middle = rows[1], *down = rows[2];
-      const auto balanced = [&](int x, int left, int right, float weight) {
-        const float sum = (up[left] + up[x] + up[right]) +
-                          (middle[left] + middle[x] + middle[right]) +
-                          (down[left] + down[x] + down[right]);
-        const float imbalance = sum * (1.0f / 9);
-        const float shift = std::fabs(imbalance) <= threshold ? imbalance * 0.5f : 0.0f;
-        return here[x] - shift * weight;
+      // Every site is worked out and red and blue get no correction: the row goes in fixed
+      // runs the compiler vectorises, starting where a run begins the pattern.
+      const auto balanced = [&](int x, float weight) {
+        const float imbalance = ((up[x] + middle[x]) + down[x]) * (1.0f / 9);
+        const float within = std::fabs(imbalance) <= threshold ? 0.5f : 0.0f;
+        return here[x] - imbalance * within * weight;
       };
-      const auto edge = [&](int x) {
-        dest[x] = balanced(x, neighbourAt(x, -kSameKind, width), neighbourAt(x, kSameKind, width),
-                           green[x & 3]);
-      };
-      // Every site is worked out and red and blue get no correction: the middle of the row
-      // goes in fixed runs the compiler vectorises, starting where a run begins the pattern.
-      int x = 0;
-      for (; x < kRunStart; ++x) edge(x);
       float weights[kRun];
       for (int i = 0; i < kRun; ++i) weights[i] = green[i & 3];
-      for (; x + kRun <= width - kSameKind; x += kRun) {
+      int x = 0;
+      for (; x + kRun <= width; x += kRun) {
         float run[kRun];
-        for (int i = 0; i < kRun; ++i) {
-          const int at = x + i, left = at - kSameKind, right = at + kSameKind;
-          const float sum = (up[left] + up[at] + up[right]) +
-                            (middle[left] + middle[at] + middle[right]) +
-                            (down[left] + down[at] + down[right]);
-          const float imbalance = sum * (1.0f / 9);
-          const float within = std::fabs(imbalance) <= threshold ? 0.5f : 0.0f;
-          run[i] = here[at] - imbalance * within * weights[i];
-        }
+        for (int i = 0; i < kRun; ++i) run[i] = balanced(x + i, weights[i]);
         std::copy(run, run + kRun, dest + x);
       }
-      for (; x < width; ++x) edge(x);
+      for (; x < width; ++x) dest[x] = balanced(x, green[x & 3]);
     }
   });
 }
