@@ -128,6 +128,46 @@ std::array<std::array<Gather, kChannels>, 16> gatherTable(const TapTable &table,
   return gather;
 }
 
+// Every fourth site of a row from x0 (one column of the pattern, all of one channel) with
+// the same Count taps: black levels evened out already, lone defects replaced. The tap count
+// is a constant here, so the loops over the taps unroll.
+template <int Count>
+void cleanColumn(const float *row, float *out, int x0, int width, const Gather &g, float threshold,
+                 float midThreshold) {
+  for (int x = x0; x < width; x += 4) {
+    const float v = row[x];
+    float lo = 1e30f, hi = -1e30f, sum = 0;
+    for (int t = 0; t < Count; ++t) {
+      const float n = row[x + g.offset[t]];
+      lo = std::min(lo, n), hi = std::max(hi, n), sum += n;
+    }
+    const float mean = Count ? sum * g.weight : v;
+    // Far outside the neighbours' range, or off a flat neighbourhood by the mid threshold.
+    const bool lone = v > hi + threshold || v < lo - threshold;
+    const bool flatOutlier = hi - lo < midThreshold && std::fabs(v - mean) > midThreshold;
+    out[x] = Count && (lone || flatOutlier) ? mean : v;
+  }
+}
+
+// The mean of Count taps at every fourth site of a row from x0, into estimate[0, 1, ...].
+template <int Count>
+void estimateColumn(const float *row, int x0, int width, const Gather &g, float *estimate) {
+  for (int x = x0, i = 0; x < width; x += 4, ++i) {
+    float sum = 0;
+    for (int t = 0; t < Count; ++t) sum += row[x + g.offset[t]];
+    estimate[i] = sum * g.weight;
+  }
+}
+
+// f<Count>() for the tap count count (0 .. kMaxTaps).
+template <int Count = 0, typename F>
+void byCount(int count, F &&f) {
+  if constexpr (Count <= kMaxTaps) {
+    if (count == Count) return f.template operator()<Count>();
+    byCount<Count + 1>(count, f);
+  }
+}
+
 // Black levels evened out and lone defects replaced, on one exposure (values above black).
 void cleanSites(const Mosaic &in, const Padded &src, const TapTable &table, const Separation &s,
                 Padded &dst) {
@@ -136,21 +176,13 @@ void cleanSites(const Mosaic &in, const Padded &src, const TapTable &table, cons
     for (int y = first; y < last; ++y) {
       const float *row = src.row(y);
       float *out = dst.row(y);
-      for (int x = 0; x < in.width; ++x) {
-        const int channel = channelOf(in.colourAt(x, y));
-        const Gather &g = gather[(y & 3) * 4 + (x & 3)][channel];
-        const float v = row[x];
-        float lo = 1e30f, hi = -1e30f, sum = 0;
-        for (int t = 0; t < g.count; ++t) {
-          const float n = row[x + g.offset[t]];
-          lo = std::min(lo, n), hi = std::max(hi, n), sum += n;
-        }
-        const float mean = g.count ? sum * g.weight : v;
-        // Far outside the neighbours' range, or off a flat neighbourhood by the mid threshold.
-        const bool lone = v > hi + s.threshold[channel] || v < lo - s.threshold[channel];
-        const bool flatOutlier =
-            hi - lo < s.midThreshold[channel] && std::fabs(v - mean) > s.midThreshold[channel];
-        out[x] = g.count && (lone || flatOutlier) ? mean : v;
+      for (int x0 = 0; x0 < 4; ++x0) {
+        const int channel = channelOf(in.colourAt(x0, y));
+        const Gather &g = gather[(y & 3) * 4 + x0][channel];
+        byCount(g.count, [&]<int Count>() {
+          cleanColumn<Count>(row, out, x0, in.width, g, s.threshold[channel],
+                             s.midThreshold[channel]);
+        });
       }
     }
   });
@@ -181,29 +213,37 @@ void separate(const Mosaic &in, const Padded &clean, const TapTable &table, cons
   }
   const float fade = 1 / s.fadeWidth;
   const float irEnd = s.irThreshold + s.fadeWidth, lumaEnd = s.lumaThreshold + s.fadeWidth;
+  const int column = (width + 3) / 4;  // sites of one pattern column in a row
   parallelRows(in.height, [&](int first, int last) {
+    // Each channel's estimate at every fourth site of a row (channels a site does not need
+    // stay zero, as their matrix weights are).
+    std::vector<float> estimates(static_cast<size_t>(kChannels) * column);
     for (int y = first; y < last; ++y) {
       const float *row = clean.row(y);
       float *out = &dst[static_cast<size_t>(y) * width];
-      for (int x = 0; x < width; ++x) {
-        const int phase = (y & 3) * 4 + (x & 3);
+      for (int x0 = 0; x0 < 4; ++x0) {
+        const int phase = (y & 3) * 4 + x0;
         const Site &site = sites[phase];
-        float estimate[kChannels] = {0, 0, 0, 0};
-        for (int i = 0; i < site.count; ++i) {
-          const int channel = site.channels[i];
-          const Gather &g = gather[phase][channel];
-          float sum = 0;
-          for (int t = 0; t < g.count; ++t) sum += row[x + g.offset[t]];
-          estimate[channel] = sum * g.weight;
+        float *e[kChannels];
+        for (int channel = 0; channel < kChannels; ++channel) {
+          e[channel] = &estimates[static_cast<size_t>(channel) * column];
+          std::fill_n(e[channel], column, 0.0f);
         }
-        estimate[site.own] = row[x];
+        for (int i = 0; i < site.count; ++i) {
+          const Gather &g = gather[phase][site.channels[i]];
+          byCount(g.count, [&]<int Count>() {
+            estimateColumn<Count>(row, x0, width, g, e[site.channels[i]]);
+          });
+        }
+        for (int x = x0, i = 0; x < width; x += 4, ++i) e[site.own][i] = row[x];
         const float *m = s.matrix[site.target];
-        const float corrected =
-            m[0] * estimate[0] + m[1] * estimate[1] + m[2] * estimate[2] + m[3] * estimate[3];
-        const float keep = std::clamp((irEnd - estimate[3]) * fade, 0.0f, 1.0f) *
-                           std::clamp((lumaEnd - estimate[1]) * fade, 0.0f, 1.0f);
-        const float wanted = estimate[site.target];
-        out[x] = in.blackLevel + std::max(0.0f, wanted + keep * (corrected - wanted));
+        const float *wanted = e[site.target];
+        for (int x = x0, i = 0; x < width; x += 4, ++i) {
+          const float corrected = m[0] * e[0][i] + m[1] * e[1][i] + m[2] * e[2][i] + m[3] * e[3][i];
+          const float keep = std::clamp((irEnd - e[3][i]) * fade, 0.0f, 1.0f) *
+                             std::clamp((lumaEnd - e[1][i]) * fade, 0.0f, 1.0f);
+          out[x] = in.blackLevel + std::max(0.0f, wanted[i] + keep * (corrected - wanted[i]));
+        }
       }
     }
   });
@@ -256,7 +296,9 @@ bool stageRgbInfraredRadiation(const Mosaic &in, const TDatabaseRgbInfraredRadia
   const TapTable table = tapTable(in.pattern);
   out = in.sameShape();
   out.pattern = bayerPattern(state.outRgbPattern & 3);
-  Padded raw, clean;
+  // Kept between frames: two frame-sized copies allocated afresh would cost page faults on
+  // every frame.
+  thread_local Padded raw, clean;
   raw.shape(in.width, in.height);
   clean.shape(in.width, in.height);
   processExposure(in, in.data, table, s, out.pattern, raw, clean, out.data);
