@@ -135,7 +135,7 @@ Plane<2> halfChroma(const RgbImage &in) {
 template <typename FineRow, typename Sink>
 void restoreLayer(int width, int height, const Plane<2> &coarse, const Plane<2> &coarseDone,
                   float sigma, const Plane<1> *mask, FineRow fineRow, Sink sink) {
-  const Taps tx = taps(width, coarse.width), ty = taps(height, coarse.height);
+  const Taps ty = taps(height, coarse.height);
   const float sigma2 = sigma * sigma;
   const int coarseFloats = coarse.width * 2;
   parallelRows(height, [&](int first, int last) {
@@ -150,17 +150,40 @@ void restoreLayer(int width, int height, const Plane<2> &coarse, const Plane<2> 
       const float wy = ty.weight[y];
       const float *c0 = coarse.row(ty.near[y]), *c1 = coarse.row(ty.far[y]);
       const float *d0 = coarseDone.row(ty.near[y]), *d1 = coarseDone.row(ty.far[y]);
-      for (int i = 0; i < coarseFloats; ++i) {
+      int i = 0;
+      for (; i + vector4::kLanes <= coarseFloats; i += vector4::kLanes) {
+        using vector4::load;
+        const Vec weight = splat(wy);
+        const Vec near = load(c0 + i), doneNear = load(d0 + i);
+        vector4::store(&upC[i], near + weight * (load(c1 + i) - near));
+        vector4::store(&upD[i], doneNear + weight * (load(d1 + i) - doneNear));
+      }
+      for (; i < coarseFloats; ++i) {
         upC[i] = c0[i] + wy * (c1[i] - c0[i]);
         upD[i] = d0[i] + wy * (d1[i] - d0[i]);
       }
-      for (int x = 0; x < width; ++x) {
-        const int a = tx.near[x] * 2, b = tx.far[x] * 2;
-        const float wx = tx.weight[x];
-        upCb[x] = upC[a] + wx * (upC[b] - upC[a]);
-        upCr[x] = upC[a + 1] + wx * (upC[b + 1] - upC[a + 1]);
-        doneCb[x] = upD[a] + wx * (upD[b] - upD[a]);
-        doneCr[x] = upD[a + 1] + wx * (upD[b + 1] - upD[a + 1]);
+      // Along the row each layer is twice the next coarser one: fine pixel 2j lies a quarter
+      // of the way from coarse j to j - 1, pixel 2j + 1 a quarter of the way to j + 1 (the
+      // taps above, without reading them).
+      const int coarseLast = coarse.width - 1;
+      auto between = [](const float *v, int near, int far, float weight) {
+        return v[near] + weight * (v[far] - v[near]);
+      };
+      for (int j = 0; j <= coarseLast; ++j) {
+        const int x = 2 * j;
+        if (x >= width) break;
+        const int before = std::max(j - 1, 0) * 2, at = j * 2;
+        const float weight = j > 0 ? 0.75f : 0.0f;
+        upCb[x] = between(upC.data(), before, at, weight);
+        upCr[x] = between(upC.data(), before + 1, at + 1, weight);
+        doneCb[x] = between(upD.data(), before, at, weight);
+        doneCr[x] = between(upD.data(), before + 1, at + 1, weight);
+        if (x + 1 >= width) break;
+        const int after = std::min(j + 1, coarseLast) * 2;
+        upCb[x + 1] = between(upC.data(), at, after, 0.25f);
+        upCr[x + 1] = between(upC.data(), at + 1, after + 1, 0.25f);
+        doneCb[x + 1] = between(upD.data(), at, after, 0.25f);
+        doneCr[x + 1] = between(upD.data(), at + 1, after + 1, 0.25f);
       }
       if (mask) {
         const float *m = mask->row(y);
