@@ -115,9 +115,13 @@ void padRow(const float *src, int width, int reach, float *pad) {
 // dst[x] = sum of weights[k] x pad[x + k]: a row filter over a padded row.
 void filterRow(const float *pad, int width, const std::vector<float> &weights, float *dst) {
   using namespace vector4;
+  // The weights splatted once, in locals the stores cannot change.
+  Vec w[kMaxWindow];
+  const int taps = static_cast<int>(weights.size());
+  for (int k = 0; k < taps; ++k) w[k] = splat(weights[k]);
   for (int x = 0; x < width; x += kLanes) {
-    Vec sum = splat(0);
-    for (size_t k = 0; k < weights.size(); ++k) sum += splat(weights[k]) * load(pad + x + k);
+    Vec sum = w[0] * load(pad + x);
+    for (int k = 1; k < taps; ++k) sum += w[k] * load(pad + x + k);
     store(dst + x, sum);
   }
 }
