@@ -21,9 +21,8 @@ namespace tcamera {
 namespace {
 
 constexpr float kMotionWeightUnit = 256;  // motionWeight: 256 = 1
-constexpr float kClipMargin = 1;
-constexpr int kMaxShift = 16;  // extendBit beyond this adds nothing a float can use          // a
-                               // long site within this many codes of white clips
+constexpr float kClipMargin = 1;          // a long site within this many codes of white clips
+constexpr int kMaxShift = 16;             // extendBit beyond this adds nothing a float can use
 
 // A rising ramp: 0 up to start, 1 from start + 1 / slope on (a step just above start when
 // the range is empty).
