@@ -197,6 +197,18 @@ bool stage3DNoiseReduction_4(const RgbImage &in, const TDatabase3DNoiseReduction
         smoothed(motionRing, rowOf(width));
     Row levelRow = rowOf(width), column = rowOf(width), pad = rowOf(width, std::max(rx, reach)),
         filtered = rowOf(width);
+    // dst = sum of weights[k + reach] x rowAt(k) over k = -reach .. reach, whole rows.
+    auto columnSum = [&](int reach, const std::vector<float> &weights, auto rowAt, float *dst) {
+      const float *rowsAt[kMaxWindow];
+      Vec w[kMaxWindow];
+      const int taps = 2 * reach + 1;
+      for (int k = 0; k < taps; ++k) rowsAt[k] = rowAt(k - reach), w[k] = splat(weights[k]);
+      for (int x = 0; x < width; x += kLanes) {
+        Vec sum = w[0] * load(rowsAt[0] + x);
+        for (int k = 1; k < taps; ++k) sum += w[k] * load(rowsAt[k] + x);
+        store(dst + x, sum);
+      }
+    };
     // Four pixels of a row at a time; the last few through a padded group.
     auto forGroups = [&](auto work) {
       int x = 0;
@@ -237,13 +249,10 @@ bool stage3DNoiseReduction_4(const RgbImage &in, const TDatabase3DNoiseReduction
     };
     auto computeMotion = [&](int y) {
       // Window mean (columns first, then along the row), mixed with the pixel's own measure.
-      std::fill(column.begin(), column.end(), 0.0f);
-      for (int k = -ry; k <= ry; ++k) {
-        const float *m = measures[std::clamp(y + k, 0, height - 1) % measureRing].data();
-        const Vec w = splat(weightsY[k + ry]);
-        for (int x = 0; x < width; x += kLanes)
-          store(&column[x], load(&column[x]) + w * load(m + x));
-      }
+      columnSum(
+          ry, weightsY,
+          [&](int k) { return measures[std::clamp(y + k, 0, height - 1) % measureRing].data(); },
+          column.data());
       padRow(column.data(), width, rx, pad.data());
       filterRow(pad.data(), width, weightsX, filtered.data());
       const float *own = measures[y % measureRing].data();
@@ -281,13 +290,10 @@ bool stage3DNoiseReduction_4(const RgbImage &in, const TDatabase3DNoiseReduction
       float *measured = filtered.data();
       const float *motion = motions[y % motionRing].data();
       if (rs > 0) {
-        std::fill(column.begin(), column.end(), 0.0f);
-        for (int k = -rs; k <= rs; ++k) {
-          const float *s = smoothed[std::clamp(y + k, 0, height - 1) % motionRing].data();
-          const Vec w = splat(box[k + rs]);
-          for (int x = 0; x < width; x += kLanes)
-            store(&column[x], load(&column[x]) + w * load(s + x));
-        }
+        columnSum(
+            rs, box,
+            [&](int k) { return smoothed[std::clamp(y + k, 0, height - 1) % motionRing].data(); },
+            column.data());
         const Vec share = splat(smoothShare);
         for (int x = 0; x < width; x += kLanes) {
           const Vec m = load(motion + x);
