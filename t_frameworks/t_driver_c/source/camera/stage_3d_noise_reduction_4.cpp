@@ -67,14 +67,18 @@ struct LevelTable {
     return values[std::clamp(static_cast<int>(level * scale + 0.5f), 0, kLevelTable)];
   }
   // Four levels at once.
-  vector4::Vec at(vector4::Vec level) const {
-    using Index = int __attribute__((vector_size(16)));
+  using Index = int __attribute__((vector_size(16)));
+  Index indexOf(vector4::Vec level) const {
     Index i = __builtin_convertvector(level * vector4::splat(scale) + vector4::splat(0.5f), Index);
     const Index low = {0, 0, 0, 0}, high = {kLevelTable, kLevelTable, kLevelTable, kLevelTable};
     i = i < low ? low : i;
-    i = i > high ? high : i;
+    return i > high ? high : i;
+  }
+  // Tables over the same levels share their indices.
+  vector4::Vec at(Index i) const {
     return vector4::Vec{values[i[0]], values[i[1]], values[i[2]], values[i[3]]};
   }
+  vector4::Vec at(vector4::Vec level) const { return at(indexOf(level)); }
 };
 
 template <typename F>
@@ -193,10 +197,11 @@ bool stage3DNoiseReduction_4(const RgbImage &in, const TDatabase3DNoiseReduction
   parallelRows(height, [&](int first, int last) {
     using namespace vector4;
     const int measureRing = 2 * ry + 1, motionRing = 2 * rs + 1;
+    // The current frame's levels of the measured rows, kept until their blend.
+    const int levelRing = 2 * (ry + rs) + 1;
     std::vector<Row> measures(measureRing, rowOf(width)), motions(motionRing, rowOf(width)),
-        smoothed(motionRing, rowOf(width));
-    Row levelRow = rowOf(width), column = rowOf(width), pad = rowOf(width, std::max(rx, reach)),
-        filtered = rowOf(width);
+        smoothed(motionRing, rowOf(width)), levelRows(levelRing, rowOf(width));
+    Row column = rowOf(width), pad = rowOf(width, std::max(rx, reach)), filtered = rowOf(width);
     // dst = sum of weights[k + reach] x rowAt(k) over k = -reach .. reach, whole rows.
     auto columnSum = [&](int reach, const std::vector<float> &weights, auto rowAt, float *dst) {
       const float *rowsAt[kMaxWindow];
@@ -239,10 +244,11 @@ bool stage3DNoiseReduction_4(const RgbImage &in, const TDatabase3DNoiseReduction
     auto computeMeasure = [&](int y) {
       float *m = measures[y % measureRing].data();
       const size_t at = static_cast<size_t>(y) * width * 3;
-      detectionLevels(current + at, levelRow.data());
+      const float *nowLevels = levelRows[y % levelRing].data();
+      detectionLevels(current + at, levelRows[y % levelRing].data());
       detectionLevels(before + at, m);
       for (int x = 0; x < width; x += kLanes) {
-        const Vec now = load(&levelRow[x]);
+        const Vec now = load(nowLevels + x);
         const Vec d = now - load(m + x);
         store(m + x, (squared ? d * d : abs(d)) * noiseScale.at(now));
       }
@@ -303,14 +309,15 @@ bool stage3DNoiseReduction_4(const RgbImage &in, const TDatabase3DNoiseReduction
         std::copy(motion, motion + width, measured);
       }
       const size_t row = static_cast<size_t>(y) * width * 3;
-      detectionLevels(current + row, levelRow.data());
+      const float *levelRow = levelRows[y % levelRing].data();
       const float *p = current + row, *q = before + row;
       float *o = target + row;
       auto blend = [&](const rgb_lanes::Rgb &now, const rgb_lanes::Rgb &then, int x) {
-        const Vec at = load(&levelRow[x]);
+        // Both curves are sampled at the same levels: one index for both.
+        const auto i = motionSlope.indexOf(load(levelRow + x));
         const Vec moving = rgb_lanes::clamp(
-            (load(measured + x) - splat(threshold)) * motionSlope.at(at), 0.0f, 1.0f);
-        const Vec still = (splat(1.0f) - moving) * stillShare.at(at);
+            (load(measured + x) - splat(threshold)) * motionSlope.at(i), 0.0f, 1.0f);
+        const Vec still = (splat(1.0f) - moving) * stillShare.at(i);
         const Vec kLuma = min(still * splat(lumaStrength), splat(1.0f));
         const Vec kChroma = min(still * splat(chromaStrength), splat(1.0f));
         const Vec d0 = then.r - now.r, d1 = then.g - now.g, d2 = then.b - now.b;
