@@ -15,9 +15,11 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdint>
 #include <vector>
 
 #include "stages.h"
+#include "vector4.h"
 
 namespace tcamera {
 namespace {
@@ -27,6 +29,9 @@ constexpr float kFadeWidth = 256;     // 12-bit codes over which the removal fad
 constexpr int kChannels = 4;          // R, G, B, IR
 constexpr int kMaxTaps = 8;
 constexpr int kReach = 2;  // nearest sites are looked for up to this far
+
+using vector4::Vec;
+using Bits = int32_t __attribute__((vector_size(16)));
 
 int channelOf(Cfa c) {
   switch (c) {
@@ -196,6 +201,60 @@ struct Site {
   std::array<int, kChannels> channels{};
 };
 
+// One row phase of the pattern (y & 3) laid across four lanes, one pattern column each, so
+// that four sites go at once. A channel's estimate sums, over every offset any lane takes a
+// tap from (in the order the taps are listed), the lanes that take it, and is then scaled by
+// each lane's weight: the same sums, in the same order, as site by site.
+struct RowPlan {
+  struct Tap {
+    int offset;
+    Bits lanes;  // all ones in the lanes that take this tap
+  };
+  std::array<std::vector<Tap>, kChannels> taps;
+  Vec weight[kChannels];   // 1 / count, 0 in lanes that do not need the channel
+  Bits own[kChannels];     // lanes whose own channel this is: the site's value
+  Bits target[kChannels];  // lanes that want this channel out
+  Vec matrix[kChannels];   // the wanted colour's matrix weight of each channel
+};
+
+RowPlan rowPlan(int rowPhase, const std::array<Site, 16> &sites, const TapTable &table,
+                const Separation &s, int stride) {
+  RowPlan plan{};
+  for (int channel = 0; channel < kChannels; ++channel) {
+    for (int dy = -kReach; dy <= kReach; ++dy)
+      for (int dx = -kReach; dx <= kReach; ++dx) {
+        Bits lanes{};
+        bool any = false;
+        for (int k = 0; k < 4; ++k) {
+          const Site &site = sites[rowPhase * 4 + k];
+          if (std::find(site.channels.begin(), site.channels.begin() + site.count, channel) ==
+              site.channels.begin() + site.count)
+            continue;
+          const Taps &taps = table[rowPhase * 4 + k][channel];
+          for (int t = 0; t < taps.count; ++t)
+            if (taps.dx[t] == dx && taps.dy[t] == dy) lanes[k] = -1, any = true;
+        }
+        if (any) plan.taps[channel].push_back({dy * stride + dx, lanes});
+      }
+    for (int k = 0; k < 4; ++k) {
+      const Site &site = sites[rowPhase * 4 + k];
+      const Taps &taps = table[rowPhase * 4 + k][channel];
+      const bool needed = std::find(site.channels.begin(), site.channels.begin() + site.count,
+                                    channel) != site.channels.begin() + site.count;
+      plan.weight[channel][k] = needed && taps.count ? 1.0f / taps.count : 0.0f;
+      plan.own[channel][k] = site.own == channel ? -1 : 0;
+      plan.target[channel][k] = site.target == channel ? -1 : 0;
+      plan.matrix[channel][k] = s.matrix[site.target][channel];
+    }
+  }
+  return plan;
+}
+
+inline Vec select(Bits mask, Vec a, Vec b) {
+  return reinterpret_cast<Vec>((reinterpret_cast<Bits>(a) & mask) |
+                               (reinterpret_cast<Bits>(b) & ~mask));
+}
+
 // The Bayer mosaic rebuilt from the cleaned sites (values above black).
 void separate(const Mosaic &in, const Padded &clean, const TapTable &table, const Separation &s,
               const std::array<Cfa, 16> &outPattern, std::vector<float> &dst) {
@@ -211,22 +270,49 @@ void separate(const Mosaic &in, const Padded &clean, const TapTable &table, cons
           channel == 3)
         site.channels[site.count++] = channel;
   }
+  std::array<RowPlan, 4> plans;
+  for (int rowPhase = 0; rowPhase < 4; ++rowPhase)
+    plans[rowPhase] = rowPlan(rowPhase, sites, table, s, clean.stride);
   const float fade = 1 / s.fadeWidth;
   const float irEnd = s.irThreshold + s.fadeWidth, lumaEnd = s.lumaThreshold + s.fadeWidth;
-  const int column = (width + 3) / 4;  // sites of one pattern column in a row
+  const int groups = width / 4 * 4;  // sites that go four at a time
+  const int column = (width - groups + 3) / 4;
   parallelRows(in.height, [&](int first, int last) {
-    // Each channel's estimate at every fourth site of a row (channels a site does not need
-    // stay zero, as their matrix weights are).
-    std::vector<float> estimates(static_cast<size_t>(kChannels) * column);
     for (int y = first; y < last; ++y) {
       const float *row = clean.row(y);
       float *out = &dst[static_cast<size_t>(y) * width];
-      for (int x0 = 0; x0 < 4; ++x0) {
-        const int phase = (y & 3) * 4 + x0;
+      const RowPlan &plan = plans[y & 3];
+      const Vec zero = vector4::splat(0), one = vector4::splat(1);
+      for (int x = 0; x < groups; x += 4) {
+        const Vec centre = vector4::load(row + x);
+        Vec e[kChannels];
+        for (int channel = 0; channel < kChannels; ++channel) {
+          Vec sum = zero;
+          for (const RowPlan::Tap &tap : plan.taps[channel])
+            sum += reinterpret_cast<Vec>(
+                reinterpret_cast<Bits>(vector4::load(row + x + tap.offset)) & tap.lanes);
+          e[channel] = select(plan.own[channel], centre, sum * plan.weight[channel]);
+        }
+        Vec wanted = zero;
+        for (int channel = 0; channel < kChannels; ++channel)
+          wanted = select(plan.target[channel], e[channel], wanted);
+        const Vec corrected = plan.matrix[0] * e[0] + plan.matrix[1] * e[1] +
+                              plan.matrix[2] * e[2] + plan.matrix[3] * e[3];
+        const auto unit = [&](Vec v) { return select(v < zero, zero, select(one < v, one, v)); };
+        const Vec keep = unit((vector4::splat(irEnd) - e[3]) * fade) *
+                         unit((vector4::splat(lumaEnd) - e[1]) * fade);
+        vector4::store(out + x, vector4::splat(in.blackLevel) +
+                                    vector4::max(wanted + keep * (corrected - wanted), zero));
+      }
+      if (groups == width) continue;
+      // The last sites of a row that does not end on the pattern, a pattern column at a time.
+      float estimates[kChannels][4];
+      for (int x0 = groups; x0 < width; ++x0) {
+        const int phase = (y & 3) * 4 + (x0 & 3);
         const Site &site = sites[phase];
         float *e[kChannels];
         for (int channel = 0; channel < kChannels; ++channel) {
-          e[channel] = &estimates[static_cast<size_t>(channel) * column];
+          e[channel] = estimates[channel];
           std::fill_n(e[channel], column, 0.0f);
         }
         for (int i = 0; i < site.count; ++i) {
