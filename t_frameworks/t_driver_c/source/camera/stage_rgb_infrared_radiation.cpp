@@ -173,17 +173,87 @@ void byCount(int count, F &&f) {
   }
 }
 
+// A masked tap: the offset and the lanes (all ones) that take it.
+struct LaneTap {
+  int offset;
+  Bits lanes;
+};
+
+inline Vec select(Bits mask, Vec a, Vec b) {
+  return reinterpret_cast<Vec>((reinterpret_cast<Bits>(a) & mask) |
+                               (reinterpret_cast<Bits>(b) & ~mask));
+}
+
+// One row phase of the pattern (y & 3) laid across four lanes, one pattern column each, for
+// the defect check: each lane's own channel, its taps in the order they are listed.
+struct CleanPlan {
+  std::vector<LaneTap> taps;
+  Vec threshold, midThreshold, weight;
+  Bits counted;  // lanes with neighbours of their channel
+};
+
+CleanPlan cleanPlan(int rowPhase, const std::array<Cfa, 16> &pattern, const TapTable &table,
+                    const Separation &s, int stride) {
+  CleanPlan plan{};
+  int channels[4];
+  for (int k = 0; k < 4; ++k) channels[k] = channelOf(pattern[rowPhase * 4 + k]);
+  for (int dy = -kReach; dy <= kReach; ++dy)
+    for (int dx = -kReach; dx <= kReach; ++dx) {
+      Bits lanes{};
+      bool any = false;
+      for (int k = 0; k < 4; ++k) {
+        const Taps &taps = table[rowPhase * 4 + k][channels[k]];
+        for (int t = 0; t < taps.count; ++t)
+          if (taps.dx[t] == dx && taps.dy[t] == dy) lanes[k] = -1, any = true;
+      }
+      if (any) plan.taps.push_back({dy * stride + dx, lanes});
+    }
+  for (int k = 0; k < 4; ++k) {
+    const int count = table[rowPhase * 4 + k][channels[k]].count;
+    plan.threshold[k] = s.threshold[channels[k]];
+    plan.midThreshold[k] = s.midThreshold[channels[k]];
+    plan.weight[k] = count ? 1.0f / count : 0.0f;
+    plan.counted[k] = count ? -1 : 0;
+  }
+  return plan;
+}
+
 // Black levels evened out and lone defects replaced, on one exposure (values above black).
+// Four sites at a time, one pattern period across the lanes; a row that does not end on the
+// pattern finishes its last sites one pattern column at a time.
 void cleanSites(const Mosaic &in, const Padded &src, const TapTable &table, const Separation &s,
                 Padded &dst) {
   const auto gather = gatherTable(table, src.stride);
+  std::array<CleanPlan, 4> plans;
+  for (int rowPhase = 0; rowPhase < 4; ++rowPhase)
+    plans[rowPhase] = cleanPlan(rowPhase, in.pattern, table, s, src.stride);
+  const int groups = in.width / 4 * 4;
   parallelRows(in.height, [&](int first, int last) {
+    const Vec zero = vector4::splat(0);
+    const Vec lowest = vector4::splat(1e30f), highest = vector4::splat(-1e30f);
     for (int y = first; y < last; ++y) {
       const float *row = src.row(y);
       float *out = dst.row(y);
-      for (int x0 = 0; x0 < 4; ++x0) {
+      const CleanPlan &plan = plans[y & 3];
+      for (int x = 0; x < groups; x += 4) {
+        const Vec v = vector4::load(row + x);
+        Vec lo = lowest, hi = highest, sum = zero;
+        for (const LaneTap &tap : plan.taps) {
+          const Vec n = vector4::load(row + x + tap.offset);
+          lo = select(tap.lanes & (n < lo), n, lo);
+          hi = select(tap.lanes & (hi < n), n, hi);
+          sum += reinterpret_cast<Vec>(reinterpret_cast<Bits>(n) & tap.lanes);
+        }
+        const Vec mean = select(plan.counted, sum * plan.weight, v);
+        // Far outside the neighbours' range, or off a flat neighbourhood by the mid threshold.
+        const Bits lone = (v > hi + plan.threshold) | (v < lo - plan.threshold);
+        const Vec off = reinterpret_cast<Vec>(reinterpret_cast<Bits>(v - mean) & INT32_MAX);
+        const Bits flatOutlier = (hi - lo < plan.midThreshold) & (off > plan.midThreshold);
+        vector4::store(out + x, select(plan.counted & (lone | flatOutlier), mean, v));
+      }
+      for (int x0 = groups; x0 < in.width; ++x0) {
         const int channel = channelOf(in.colourAt(x0, y));
-        const Gather &g = gather[(y & 3) * 4 + x0][channel];
+        const Gather &g = gather[(y & 3) * 4 + (x0 & 3)][channel];
         byCount(g.count, [&]<int Count>() {
           cleanColumn<Count>(row, out, x0, in.width, g, s.threshold[channel],
                              s.midThreshold[channel]);
@@ -248,11 +318,6 @@ RowPlan rowPlan(int rowPhase, const std::array<Site, 16> &sites, const TapTable 
     }
   }
   return plan;
-}
-
-inline Vec select(Bits mask, Vec a, Vec b) {
-  return reinterpret_cast<Vec>((reinterpret_cast<Bits>(a) & mask) |
-                               (reinterpret_cast<Bits>(b) & ~mask));
 }
 
 // The Bayer mosaic rebuilt from the cleaned sites (values above black).
