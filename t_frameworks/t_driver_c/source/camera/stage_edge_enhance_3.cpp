@@ -208,6 +208,16 @@ bool stageEdgeEnhance_3(const RgbImage &in, const TDatabaseEdgeEnhance_3 &state,
       for (x = 0; x < width; ++x) {
         const float *p = source + (row + x) * 3;
         float *q = target + (row + x) * 3;
+        if (!dci && x % vector4::kLanes == 0 && x + vector4::kLanes <= width) {
+          // Four pixels whose bands are all below both coring thresholds pass as they are.
+          using namespace vector4;
+          const auto above = abs(load(&bands[x])) > splat(minCore);
+          if ((above[0] | above[1] | above[2] | above[3]) == 0) {
+            std::copy(p, p + 3 * kLanes, q);
+            x += kLanes - 1;
+            continue;
+          }
+        }
         const float encodedY = kKr * p[0] + kKg * p[1] + kKb * p[2];
         float level = L[2][x];
         bool changed = false;
