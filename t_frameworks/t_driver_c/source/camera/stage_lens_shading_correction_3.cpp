@@ -13,6 +13,7 @@
 #include <numeric>
 
 #include "stages.h"
+#include "vector4.h"
 
 namespace tcamera {
 namespace {
@@ -21,6 +22,8 @@ constexpr int kSide = TDATABASE_LSC_3_GRID_SIDE;  // grid points per side
 constexpr int kSectors = kSide - 1;
 constexpr int kHalfSectors = kSectors / 2;
 constexpr float kUnity = TDATABASE_LSC_3_UNITY_GAIN;
+
+using vector4::Vec;
 
 // Positions of the grid points along one side of the frame, in pixels.
 std::array<float, kSide> columnPositions(const uint16_t (&sizes)[kSectors], int width) {
@@ -66,13 +69,15 @@ int channelOf(Cfa colour) {
 
 void correct(const std::vector<float> &in, const Mosaic &shape,
              const TDatabaseLensShadingCorrection_3 &state, const std::vector<SectorPlace> &columns,
-             const std::vector<SectorPlace> &rows, std::vector<float> &out) {
+             const std::vector<float> &fractions, const std::vector<SectorPlace> &rows,
+             std::vector<float> &out) {
   const float black = shape.blackLevel;
   const float white = shape.whiteLevel;
   parallelRows(shape.height, [&](int first, int last) {
     // Gains of each channel's grid interpolated down to this row; the fifth is unity.
     float rowGains[5][kSide];
     std::fill(rowGains[4], rowGains[4] + kSide, 1.0f);
+    Vec base[kSectors], rise[kSectors];
     for (int y = first; y < last; ++y) {
       const SectorPlace place = rows[y];
       for (int c = 0; c < 4; ++c) {
@@ -86,14 +91,35 @@ void correct(const std::vector<float> &in, const Mosaic &shape,
         const int channel = channelOf(shape.colourAt(x, y));
         gainsAt[x] = rowGains[channel < 0 ? 4 : channel];
       }
+      // Per sector, the gain at its left edge and its rise across it, in the lanes of four
+      // sites that start on the pattern.
+      for (int sector = 0; sector < kSectors; ++sector)
+        for (int lane = 0; lane < 4; ++lane) {
+          base[sector][lane] = gainsAt[lane][sector];
+          rise[sector][lane] = gainsAt[lane][sector + 1] - gainsAt[lane][sector];
+        }
       const size_t row = static_cast<size_t>(y) * shape.width;
-      for (int x = 0; x < shape.width; ++x) {
+      const float *source = &in[row];
+      float *dest = &out[row];
+      const auto site = [&](int x) {
         const float *gains = gainsAt[x & 3];
         const SectorPlace column = columns[x];
         const float gain = gains[column.sector] +
                            (gains[column.sector + 1] - gains[column.sector]) * column.fraction;
-        out[row + x] = std::min(white, black + (in[row + x] - black) * gain);
+        return std::min(white, black + (source[x] - black) * gain);
+      };
+      int x = 0;
+      for (; x + 4 <= shape.width; x += 4) {
+        const int sector = columns[x].sector;
+        if (sector != columns[x + 3].sector) {
+          for (int i = 0; i < 4; ++i) dest[x + i] = site(x + i);
+          continue;
+        }
+        const Vec gain = base[sector] + rise[sector] * vector4::load(&fractions[x]);
+        const Vec level = vector4::splat(black) + (vector4::load(source + x) - black) * gain;
+        vector4::store(dest + x, vector4::min(level, vector4::splat(white)));
       }
+      for (; x < shape.width; ++x) dest[x] = site(x);
     }
   });
 }
@@ -113,12 +139,17 @@ bool stageLensShadingCorrection_3(const Mosaic &in, const TDatabaseLensShadingCo
   const std::array<float, kSide> xNodes = columnPositions(state.xSize, in.width);
   const std::array<float, kSide> yNodes = rowPositions(state.ySize, in.height);
   std::vector<SectorPlace> columns(in.width), rows(in.height);
-  for (int x = 0; x < in.width; ++x) columns[x] = placeIn(xNodes, x + 0.5f);
+  std::vector<float> fractions(in.width);  // of the columns, for loads four at a time
+  for (int x = 0; x < in.width; ++x) {
+    columns[x] = placeIn(xNodes, x + 0.5f);
+    fractions[x] = columns[x].fraction;
+  }
   for (int y = 0; y < in.height; ++y) rows[y] = placeIn(yNodes, y + 0.5f);
 
   out = in.sameShape();
-  correct(in.data, in, state, columns, rows, out.data);
-  if (!in.shortData.empty()) correct(in.shortData, in, state, columns, rows, out.shortData);
+  correct(in.data, in, state, columns, fractions, rows, out.data);
+  if (!in.shortData.empty())
+    correct(in.shortData, in, state, columns, fractions, rows, out.shortData);
   return true;
 }
 
