@@ -12,8 +12,12 @@
 // two-exposure frame are expanded alike.
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <vector>
 
 #include "stages.h"
+#include "vector4.h"
 
 namespace tcamera {
 namespace {
@@ -21,6 +25,10 @@ namespace {
 constexpr int kRecordBits = 12;  // bls[] and the curve are on the 12-bit scale
 constexpr int kCurvePoints = 64;
 constexpr float kLargestLevel = 1 << 20;  // bounds the lookup table whatever the levels say
+
+using vector4::kLanes;
+using vector4::Vec;
+using Bits = int32_t __attribute__((vector_size(16)));
 
 struct Curve {
   float x[kCurvePoints];
@@ -87,13 +95,39 @@ void expandPlane(const std::vector<float> &in, const Mosaic &shape,
   const float toRecord = 1 / scale;
   const float topLevel = static_cast<float>(table.size());
   const int lastSegment = static_cast<int>(table.size()) - 1;
+  const int groups = shape.width / kLanes * kLanes;
   parallelRows(shape.height, [&](int first, int last) {
+    // A row in three passes: levels and segments four at a time, the segments' starts and
+    // slopes looked up site by site, the expansion four at a time.
+    std::vector<float> levels(groups), bases(groups), slopes(groups);
+    std::vector<int32_t> indices(groups);
     for (int y = first; y < last; ++y) {
       float rowBlack[4];
       for (int x = 0; x < 4; ++x)
         rowBlack[x] = blackByColour[static_cast<int>(shape.colourAt(x, y))];
       const size_t row = static_cast<size_t>(y) * shape.width;
-      for (int x = 0; x < shape.width; ++x) {
+      const Vec black = {rowBlack[0], rowBlack[1], rowBlack[2], rowBlack[3]};
+      for (int x = 0; x < groups; x += kLanes) {
+        const Vec level = vector4::min(
+            vector4::max(vector4::load(&in[row + x]) * toRecord - black, vector4::splat(0)),
+            vector4::splat(topLevel));
+        const Bits index = __builtin_convertvector(level, Bits);
+        vector4::store(&levels[x], level);
+        const Bits segment = index < lastSegment ? index : Bits{} + lastSegment;
+        std::memcpy(&indices[x], &segment, sizeof segment);
+      }
+      for (int x = 0; x < groups; ++x) {
+        const Segment segment = table[indices[x]];
+        bases[x] = segment.base, slopes[x] = segment.slope;
+      }
+      for (int x = 0; x < groups; x += kLanes) {
+        Bits index;
+        std::memcpy(&index, &indices[x], sizeof index);
+        const Vec fraction = vector4::load(&levels[x]) - __builtin_convertvector(index, Vec);
+        vector4::store(&out[row + x],
+                       vector4::load(&bases[x]) + vector4::load(&slopes[x]) * fraction);
+      }
+      for (int x = groups; x < shape.width; ++x) {
         const float level = std::clamp(in[row + x] * toRecord - rowBlack[x & 3], 0.0f, topLevel);
         const int index = std::min(static_cast<int>(level), lastSegment);
         const Segment segment = table[index];
