@@ -141,7 +141,13 @@ void restoreLayer(int width, int height, const Plane<2> &coarse, const Plane<2> 
   parallelRows(height, [&](int first, int last) {
     using vector4::Vec;
     using vector4::splat;
-    const size_t padded = vector4::roundUp(width);
+    // Fine rows cover twice the coarse row in whole groups; coarse rows one pixel more at
+    // either end.
+    const size_t padded =
+        std::max<size_t>(vector4::roundUp(width), 2 * vector4::roundUp(coarse.width));
+    const size_t coarsePadded = vector4::roundUp(coarse.width) + 2 * vector4::kLanes;
+    std::vector<float> coarseCb(coarsePadded), coarseCr(coarsePadded), coarseDoneCb(coarsePadded),
+        coarseDoneCr(coarsePadded);
     // The coarse layer and its cleaned version at this row's height, then at every pixel.
     std::vector<float> upC(coarseFloats), upD(coarseFloats);
     std::vector<float> upCb(padded), upCr(padded), doneCb(padded), doneCr(padded);
@@ -163,28 +169,31 @@ void restoreLayer(int width, int height, const Plane<2> &coarse, const Plane<2> 
         upD[i] = d0[i] + wy * (d1[i] - d0[i]);
       }
       // Along the row each layer is twice the next coarser one: fine pixel 2j lies a quarter
-      // of the way from coarse j to j - 1, pixel 2j + 1 a quarter of the way to j + 1 (the
-      // taps above, without reading them).
-      const int coarseLast = coarse.width - 1;
-      auto between = [](const float *v, int near, int far, float weight) {
-        return v[near] + weight * (v[far] - v[near]);
-      };
-      for (int j = 0; j <= coarseLast; ++j) {
-        const int x = 2 * j;
-        if (x >= width) break;
-        const int before = std::max(j - 1, 0) * 2, at = j * 2;
-        const float weight = j > 0 ? 0.75f : 0.0f;
-        upCb[x] = between(upC.data(), before, at, weight);
-        upCr[x] = between(upC.data(), before + 1, at + 1, weight);
-        doneCb[x] = between(upD.data(), before, at, weight);
-        doneCr[x] = between(upD.data(), before + 1, at + 1, weight);
-        if (x + 1 >= width) break;
-        const int after = std::min(j + 1, coarseLast) * 2;
-        upCb[x + 1] = between(upC.data(), at, after, 0.25f);
-        upCr[x + 1] = between(upC.data(), at + 1, after + 1, 0.25f);
-        doneCb[x + 1] = between(upD.data(), at, after, 0.25f);
-        doneCr[x + 1] = between(upD.data(), at + 1, after + 1, 0.25f);
+      // of the way from coarse j to j - 1 (none for j = 0), pixel 2j + 1 a quarter of the way
+      // to j + 1. The coarse row goes to planar rows with its end pixels repeated, then four
+      // coarse pixels make eight fine ones at a time.
+      for (int j = 0; j < coarse.width; ++j) {
+        coarseCb[j + 1] = upC[2 * j], coarseCr[j + 1] = upC[2 * j + 1];
+        coarseDoneCb[j + 1] = upD[2 * j], coarseDoneCr[j + 1] = upD[2 * j + 1];
       }
+      for (std::vector<float> *edge : {&coarseCb, &coarseCr, &coarseDoneCb, &coarseDoneCr}) {
+        (*edge)[0] = (*edge)[1];
+        (*edge)[coarse.width + 1] = (*edge)[coarse.width];
+      }
+      auto upsample = [&](const std::vector<float> &from, std::vector<float> &to) {
+        using vector4::load;
+        for (int j = 0; j < coarse.width; j += vector4::kLanes) {
+          const Vec before = load(&from[j]), at = load(&from[j + 1]), after = load(&from[j + 2]);
+          const Vec even = before + splat(0.75f) * (at - before);
+          const Vec odd = at + splat(0.25f) * (after - at);
+          vector4::store(&to[2 * j], __builtin_shufflevector(even, odd, 0, 4, 1, 5));
+          vector4::store(&to[2 * j + 4], __builtin_shufflevector(even, odd, 2, 6, 3, 7));
+        }
+      };
+      upsample(coarseCb, upCb);
+      upsample(coarseCr, upCr);
+      upsample(coarseDoneCb, doneCb);
+      upsample(coarseDoneCr, doneCr);
       if (mask) {
         const float *m = mask->row(y);
         for (int x = 0; x < width; ++x) level[x] = m[x] * m[x];
