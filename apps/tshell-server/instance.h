@@ -69,6 +69,8 @@ class Instance {
 
   bool savesToFile() const { return !options_.database.empty(); }
   const std::string &databasePath() const { return options_.database; }
+  // The driver's functions lock for themselves: the frame clock calls them directly.
+  TDriver *driver() const { return driver_; }
 
  private:
   Instance(const InstanceOptions &options, EventHub *events) : options_(options), events_(events) {}

@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "events.h"
+#include "frame_clock.h"
 #include "http_server.h"
 #include "instance.h"
 #include "policy.h"
@@ -324,6 +325,7 @@ int main(int argc, char **argv) {
     fprintf(stderr, "tshell-server: %s\n", error.c_str());
     return kExitStartFailure;
   }
+  tshell_server::FrameClock frameClock(instance->driver());
 
   tshell_server::PolicyOptions policyOptions;
   policyOptions.token = options.token;
@@ -375,6 +377,7 @@ int main(int argc, char **argv) {
   signalThread.join();
   events.close();
 
+  frameClock.stop();
   bool saved = instance->finish();
   instance.reset();
   if (!served) {

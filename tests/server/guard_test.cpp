@@ -529,9 +529,10 @@ TEST_F(GuardTest, AcknowledgedWritesAreSavedWhileALongRequestRuns) {
   const auto acknowledged = Clock::now();
 
   // Reads of the whole settings document: a small request that keeps the shell busy for
-  // about a second here (its answer only starts once the shell is done).
+  // well over a second here (its answer only starts once the shell is done). The server
+  // counts each as a mebibyte of answer: 240 stay under the 256 MiB this start allows.
   std::string reads = "[";
-  for (int i = 0; i < 100; ++i) {
+  for (int i = 0; i < 240; ++i) {
     reads += std::string(i ? "," : "") + R"({"category":"ST","key":"setting"})";
   }
   Connection busy(port_);

@@ -285,6 +285,73 @@ TDRIVER_API uint32_t TDriverIsp_process(TDriver *driver, uint8_t flag);
  * outside it with TCOMMON_OUT_OF_RANGE. */
 TDRIVER_API uint32_t TDriverRegister_process(TDriver *driver, TDatabaseRegister *record);
 
+/* ---- Frames of the simulated camera ---------------------------------------------------------
+ * Behind the hardware state sits a model of the camera: a sensor looking at a test chart and
+ * one processing stage per image block, in hardware order, each working with its block's
+ * hardware state. These functions hand out its pictures; they are not journaled (a preview
+ * reads frames continuously and would flood the journal) and cannot be made to fail.
+ *
+ * Frames are numbered from 0 when the driver opens; TDriverFrame_next moves to the next one
+ * (new sensor noise; the temporal noise reducer blends in the frame before, or, when nobody
+ * asked for that frame, the last frame that was asked for: unwatched frames are not rendered).
+ * A frame is rendered when asked for and kept until a push changes the hardware state or the
+ * frame advances; the same hardware state and frame number give the same picture, bit for
+ * bit.
+ * Both functions work while the ISP is initialised or streaming: while initialised they show
+ * the frame the programmed blocks would produce, as a still. While off:
+ * TCOMMON_NOT_INITIALIZED (8). The server advances frames at the input frame rate while it
+ * streams; other clients advance them themselves. */
+
+/* Image formats of TDriverImage. */
+enum {
+  /* One uint16_t sensor code per site, row-major; cfa, blackLevel and whiteLevel apply. */
+  TDRIVER_IMAGE_MOSAIC16 = 1,
+  /* Three uint16_t per pixel (R, G, B), linear light: 65535 is the sensor's full scale above
+   * black; brighter values clip. */
+  TDRIVER_IMAGE_RGB16_LINEAR = 2,
+  /* Three uint16_t per pixel, encoded for display by the gamma block: 65535 is white. */
+  TDRIVER_IMAGE_RGB16_ENCODED = 3,
+  /* Three uint8_t per pixel, sRGB: the output. */
+  TDRIVER_IMAGE_RGB8 = 4
+};
+
+/* Colours of a mosaic's sites. */
+enum {
+  TDRIVER_CFA_RED = 0,
+  TDRIVER_CFA_GREEN_RED = 1, /* green on a line with red sites */
+  TDRIVER_CFA_GREEN_BLUE = 2,
+  TDRIVER_CFA_BLUE = 3,
+  TDRIVER_CFA_INFRARED = 4
+};
+
+typedef struct TDriverImage {
+  uint32_t width;  /* pixels */
+  uint32_t height; /* lines */
+  uint32_t format; /* TDRIVER_IMAGE_* */
+  /* Mosaic only: the colour (TDRIVER_CFA_*) of the site at (x, y) is cfa[(y % 4) * 4 + x % 4];
+   * a Bayer pattern repeats every 2 sites, an RGB-IR pattern every 4. */
+  uint8_t cfa[16];
+  float blackLevel; /* mosaic only: pedestal still in the codes */
+  float whiteLevel; /* mosaic only: clip level, codes */
+  uint64_t frameNumber;
+  void *data;    /* the pixels, row-major without padding; free with TDriverImage_release */
+  uint64_t size; /* bytes of data */
+} TDriverImage;
+
+/* Moves to the next frame. NULL driver: TCOMMON_INVALID_ARGUMENT. */
+TDRIVER_API uint32_t TDriverFrame_next(TDriver *driver);
+/* A copy of the current frame as it leaves stage: "raw" (the sensor's output, a mosaic), a
+ * block's category ("BLS", ..., "2DNR_6": a mosaic; "DMSC_3", ..., "3DNR_4": RGB, linear up to
+ * the gamma block, encoded from it on; "RGBIR" and "RGBIR_1_1" both name the RGB-IR stage), or
+ * "output" (8-bit sRGB). A block that leaves the picture as it is hands on its input. *image is
+ * cleared first and, on success, owns a buffer that TDriverImage_release frees. A stage name
+ * the camera does not have: TCOMMON_NOT_FOUND; NULL argument: TCOMMON_INVALID_ARGUMENT;
+ * allocation failure: TCOMMON_NO_MEMORY. */
+TDRIVER_API uint32_t TDriverFrame_get(TDriver *driver, const char *stage, TDriverImage *image);
+/* Frees image's pixels and clears it; any thread, any number of times. NULL:
+ * TCOMMON_INVALID_ARGUMENT. */
+TDRIVER_API uint32_t TDriverImage_release(TDriverImage *image);
+
 #ifdef __cplusplus
 }
 #endif

@@ -77,7 +77,7 @@ TDRIVER_BLOCK(LensShadingCorrection_3, "LSC_3");
 TDRIVER_BLOCK(WhiteBalance_1_1, "WB_1_1");
 TDRIVER_BLOCK(WideDynamicRange_5_2_1, "WDR_5_2_1");
 // The measuring blocks ("HTG", "HTG_2", and "EC_2" and "FC" with their statistics units)
-// are in scene.cpp, beside the scene they measure.
+// are in camera/measure_*.cpp, beside the code that measures the frame.
 
 TDRIVER_BLOCK_PUSH_ONLY(3AInterface_2, "3AI_2");
 TDRIVER_BLOCK_PUSH_ONLY(Compand_1_1, "CPD_1_1");

@@ -31,6 +31,7 @@ uint32_t push(TDriver &driver, const char *category) {
   std::byte *state = nullptr;
   if (const uint32_t code = programmedState(driver, category, &state); code != TCOMMON_SUCCESS)
     return code;
+  ++driver.generation;
   return TDatabase_copyRecord(category, state, record);
 }
 

@@ -26,6 +26,8 @@ inline constexpr char kRaw[] = "TDriver_raw";
 inline constexpr const char *kStreamControlFunctions[] = {kInit, kStream, kDeinit, kInject, kRaw};
 inline constexpr char kRegisterProcess[] = "TDriverRegister_process";
 
+struct Camera;  // the simulated camera behind the hardware state (frames.h)
+
 struct NameHash {
   using is_transparent = void;
   size_t operator()(std::string_view name) const noexcept {
@@ -62,6 +64,8 @@ struct TDriver {
   // first programmed and written only through TDatabase_copyRecord, so that it holds
   // settings fields only (no transient buffers of the database's records).
   tdriver::NameMap<std::unique_ptr<std::byte[]>> hardware;
+  uint64_t generation = 0;  // counts pushes: the camera reads the hardware again when it moves
+  std::shared_ptr<tdriver::Camera> camera;  // made when a frame is first asked for
 
   // The register bank: only registers ever written, by address (see TDriverRegister_process).
   std::unordered_map<uint32_t, uint32_t> registers;

@@ -74,8 +74,10 @@ struct TemporalHistory {
   bool valid = false;
 };
 
-// Runs work(first, last) over the row range [0, rows) split into bands, one per core, and
-// returns when all are done. Bands are whole rows; work must only write rows in its band.
+// Runs work(first, last) over the row range [0, rows) split into bands of whole rows, on every
+// core, and returns when all are done; work must only write rows in its band. Bands are at
+// least 32 rows and a few per core, in no particular order; a call made while another is
+// running (from another thread, or from inside work) runs its whole range on the caller.
 void parallelRows(int rows, const std::function<void(int first, int last)> &work);
 
 }  // namespace tcamera

@@ -1,17 +1,113 @@
-// "GC_2" in the simulated ISP. SCAFFOLD: passes the picture through until the block's
-// algorithm is written.
+// "GC_2" in the simulated ISP: encodes linear light for display through a 64-point curve,
+// from 12-bit input levels to 10-bit output levels, applied to R, G and B alike.
+//   - isStandard: the curve is x^(1 / standardVal) instead of the points;
+//   - otherwise the points (curvePx[i], curve[i]) joined by straight lines, at the fixed,
+//     evenly spaced input levels i * 65 unless isUserCurveX selects curvePx. User input
+//     levels that do not rise are skipped, so a half-edited curve still maps every level.
+// A curve whose points are all equal (an all-zero record that was never loaded, for example)
+// would blank the picture; the block then falls back to the standard curve, and a standard
+// exponent that is not positive falls back to the display gamma 2.2.
+// The curve is sampled once per frame into a 4096-entry table, read with interpolation.
 #include <algorithm>
+#include <cmath>
+#include <vector>
 
 #include "stages.h"
+#include "vector4.h"
 
 namespace tcamera {
+namespace {
 
-bool stageGammaCorrection_2(const RgbImage &in, const TDatabaseGammaCorrection_2 &state, const FrameContext &context, RgbImage &out) {
-  (void)in;
-  (void)state;
-  (void)context;
-  (void)out;
-  return false;
+constexpr int kPoints = 64;
+constexpr int kInputMax = 4095;        // 12-bit input levels
+constexpr float kOutputMax = 1023.0f;  // 10-bit output levels
+constexpr int kFixedInputStep = 65;    // 63 steps of 65 span 0..4095
+constexpr float kFallbackGamma = 2.2f;
+
+bool curveIsFlat(const TDatabaseGammaCorrection_2 &state) {
+  return std::all_of(state.curve, state.curve + kPoints,
+                     [&](uint16_t level) { return level == state.curve[0]; });
+}
+
+// Output (0..1) for every input level 0..kInputMax, plus one guard entry for interpolation.
+std::vector<float> buildTable(const TDatabaseGammaCorrection_2 &state) {
+  std::vector<float> table(kInputMax + 2);
+  if (state.isStandard || curveIsFlat(state)) {
+    const float gamma = state.standardVal > 0 ? state.standardVal : kFallbackGamma;
+    for (int level = 0; level <= kInputMax; ++level)
+      table[level] = std::pow(static_cast<float>(level) / kInputMax, 1.0f / gamma);
+  } else {
+    // Points with rising input levels.
+    float px[kPoints], py[kPoints];
+    int count = 0;
+    for (int i = 0; i < kPoints; ++i) {
+      const float x = state.isUserCurveX ? static_cast<float>(state.curvePx[i])
+                                         : static_cast<float>(i * kFixedInputStep);
+      if (count > 0 && x <= px[count - 1]) continue;
+      px[count] = x;
+      py[count] = std::min(static_cast<float>(state.curve[i]), kOutputMax) / kOutputMax;
+      ++count;
+    }
+    int segment = 0;
+    for (int level = 0; level <= kInputMax; ++level) {
+      const float x = static_cast<float>(level);
+      while (segment + 1 < count && px[segment + 1] <= x) ++segment;
+      if (x <= px[0]) {
+        table[level] = py[0];
+      } else if (segment + 1 >= count) {
+        table[level] = py[count - 1];
+      } else {
+        const float t = (x - px[segment]) / (px[segment + 1] - px[segment]);
+        table[level] = py[segment] + t * (py[segment + 1] - py[segment]);
+      }
+    }
+  }
+  table[kInputMax + 1] = table[kInputMax];
+  return table;
+}
+
+}  // namespace
+
+bool stageGammaCorrection_2(const RgbImage &in, const TDatabaseGammaCorrection_2 &state,
+                            const FrameContext &, RgbImage &out) {
+  if (state.state == 0) return false;
+  const std::vector<float> table = buildTable(state);
+  // Each level's output and the step to the next one side by side: one cache line holds both
+  // values a pixel interpolates between.
+  std::vector<float> pairs(2 * (kInputMax + 1));
+  for (int level = 0; level <= kInputMax; ++level) {
+    pairs[2 * level] = table[level];
+    pairs[2 * level + 1] = table[level + 1] - table[level];
+  }
+  out = in.sameShape();
+  out.encoded = true;
+  const size_t rowFloats = static_cast<size_t>(in.width) * 3;
+  const float *source = in.data.data();
+  float *target = out.data.data();
+  const float *lut = pairs.data();
+  parallelRows(in.height, [=](int first, int last) {
+    using namespace vector4;
+    using Index = int __attribute__((vector_size(16)));
+    const size_t end = last * rowFloats;
+    size_t i = first * rowFloats;
+    // Written so that a NaN from upstream maps to black rather than to any index.
+    auto level = [](Vec v) { return v > splat(0.0f) ? min(v, splat(1.0f)) : splat(0.0f); };
+    for (; i + kLanes <= end; i += kLanes) {
+      const Vec position = level(load(source + i)) * splat(kInputMax);
+      const Index index = __builtin_convertvector(position, Index);
+      const Vec t = position - __builtin_convertvector(index, Vec);
+      const float *e0 = lut + 2 * index[0], *e1 = lut + 2 * index[1];
+      const float *e2 = lut + 2 * index[2], *e3 = lut + 2 * index[3];
+      const Vec base = {e0[0], e1[0], e2[0], e3[0]}, step = {e0[1], e1[1], e2[1], e3[1]};
+      store(target + i, base + t * step);
+    }
+    for (; i < end; ++i) {
+      const float position = level(splat(source[i]))[0] * kInputMax;
+      const int index = static_cast<int>(position);
+      target[i] = lut[2 * index] + (position - static_cast<float>(index)) * lut[2 * index + 1];
+    }
+  });
+  return true;
 }
 
 }  // namespace tcamera

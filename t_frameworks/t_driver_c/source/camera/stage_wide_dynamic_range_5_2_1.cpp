@@ -1,17 +1,271 @@
-// "WDR_5_2_1" in the simulated ISP. SCAFFOLD: passes the picture through until the block's
-// algorithm is written.
+// "WDR_5_2_1" in the simulated ISP: local tone mapping of the display-encoded picture. It
+// lifts dark regions and may compress bright ones with a gain that follows the local mean
+// luma, so a shadow gets brighter without flattening the detail inside it.
+//   - Luma from wdrRgbCoef (of 256), moved towards the brightest of R, G and B by
+//     wdrLightnessWeight (of 256), so saturated colours are lifted less and do not clip in
+//     one channel. Its local mean comes from a coarse grid of blocks
+//     (about a sixteenth of the frame's shorter side), smoothed and interpolated; fixedWeight
+//     (of 256) pulls the curve's input towards the frame's mean, a more global curve.
+//   - Curve 0: the local mean A is mapped to A^(1 / (1 + k)), k = strength / 255 x
+//     lowStrength / 256; the gain is that over A. Curve 1 (wdrCurveSelect) scales curve 0's
+//     lift by curve2LoFactor below the local mean curve2Thr and by curve2HiFactor above, and
+//     lets the chroma of lifted shadows follow the gain only by the fraction curve2LoSat.
+//   - Highlight compression above the level 2^hlcBaseLog (log2 of linear light in 12-bit
+//     codes times the exposure ratio ratioActual of merged frames; linear = encoded^deGamma):
+//     the gain falls as 1 / (1 + highStrength / 255 x hlcSlope / 32 x the distance above it,
+//     as a fraction of the way to full scale).
+//   - The gain is held within minGain .. maxGain (256 = 1.0) and rises from 1 at black to its
+//     full value at darkAttentionLevel (8-bit luma), so the noise floor is not lifted.
+//   - contrast (512 = 1.0) scales the pixel's detail about its local mean.
+// The curve is evaluated at the block centres and the gains interpolated between them.
+// R, G and B are multiplied by the gain, which keeps the hue.
 #include <algorithm>
+#include <cmath>
+#include <vector>
 
+#include "rgb_lanes.h"
 #include "stages.h"
 
 namespace tcamera {
+namespace {
 
-bool stageWideDynamicRange_5_2_1(const RgbImage &in, const TDatabaseWideDynamicRange_5_2_1 &state, const FrameContext &context, RgbImage &out) {
-  (void)in;
-  (void)state;
-  (void)context;
-  (void)out;
-  return false;
+constexpr float kCoefUnit = 256.0f;
+constexpr float kGainUnit = 256.0f;
+constexpr float kStrengthUnit = 255.0f;  // strength, highStrength: 255 = all of the curve
+constexpr float kLowStrengthUnit = 256.0f;
+constexpr float kHlcSlopeUnit = 32.0f;
+constexpr float kContrastUnit = 512.0f;
+constexpr float kCodes = 4095.0f;     // linear levels of the ...Log thresholds: 12-bit codes
+constexpr float kLumaSteps = 255.0f;  // darkAttentionLevel unit
+constexpr int kGridDivisions = 16;    // blocks along the shorter side
+constexpr int kMinBlock = 4, kMaxBlock = 64;
+constexpr int kTable = 1024;           // gain table over the local mean
+constexpr float kCurve2Blend = 0.05f;  // curve 1 changes factor over +-this about curve2Thr
+
+struct Curve {
+  std::vector<float> gain;      // over the local mean 0..1, kTable + 1 entries
+  std::vector<float> loWeight;  // 1 in curve 1's shadow segment, 0 above (chroma handling)
+};
+
+Curve buildCurve(const TDatabaseWideDynamicRange_5_2_1 &state) {
+  Curve curve;
+  curve.gain.resize(kTable + 1);
+  curve.loWeight.assign(kTable + 1, 0.0f);
+  const float k = state.strength / kStrengthUnit * (state.lowStrength / kLowStrengthUnit);
+  const float exponent = 1.0f / (1.0f + k);
+  const float deGamma = state.deGamma > 0 ? state.deGamma : 1.0f;
+  const float ratio = std::max(state.ratioActual, 1.0f);
+  const float baseLinear = std::exp2(state.hlcBaseLog) / (kCodes * ratio);
+  const float base = std::pow(std::min(baseLinear, 1.0f), 1.0f / deGamma);
+  const float compression = state.highStrength / kStrengthUnit * (state.hlcSlope / kHlcSlopeUnit);
+  const float minGain = state.minGain / kGainUnit;
+  const float maxGain = std::max(state.maxGain / kGainUnit, minGain);
+  for (int i = 0; i <= kTable; ++i) {
+    const float a = std::max(static_cast<float>(i) / kTable, 0.5f / kTable);
+    float gain = std::pow(a, exponent) / a;
+    if (state.wdrCurveSelect == 1) {
+      const float t = std::clamp((a - state.curve2Thr) / (2 * kCurve2Blend) + 0.5f, 0.0f, 1.0f);
+      const float factor = state.curve2LoFactor + t * (state.curve2HiFactor - state.curve2LoFactor);
+      gain = 1.0f + (gain - 1.0f) * factor;
+      curve.loWeight[i] = 1.0f - t;
+    }
+    if (a > base && base < 1.0f) gain /= 1.0f + compression * (a - base) / (1.0f - base);
+    curve.gain[i] = std::clamp(gain, minGain, maxGain);
+  }
+  return curve;
+}
+
+float lookUp(const std::vector<float> &table, float a) {
+  const float position = std::clamp(a, 0.0f, 1.0f) * kTable;
+  const int i = std::min(static_cast<int>(position), kTable - 1);
+  return table[i] + (position - i) * (table[i + 1] - table[i]);
+}
+
+// Bilinear taps from pixel positions to block centres.
+struct Taps {
+  std::vector<int> near, far;
+  std::vector<float> weight;
+};
+
+Taps taps(int pixels, int block, int blocks) {
+  Taps t;
+  t.near.resize(pixels);
+  t.far.resize(pixels);
+  t.weight.resize(pixels);
+  for (int i = 0; i < pixels; ++i) {
+    const float position =
+        std::clamp((i + 0.5f) / block - 0.5f, 0.0f, static_cast<float>(blocks - 1));
+    t.near[i] = std::min(static_cast<int>(position), blocks - 1);
+    t.far[i] = std::min(t.near[i] + 1, blocks - 1);
+    t.weight[i] = position - t.near[i];
+  }
+  return t;
+}
+
+}  // namespace
+
+bool stageWideDynamicRange_5_2_1(const RgbImage &in, const TDatabaseWideDynamicRange_5_2_1 &state,
+                                 const FrameContext &, RgbImage &out) {
+  if (state.state == 0 || in.width == 0 || in.height == 0) return false;
+  const int width = in.width, height = in.height;
+  const float coef[3] = {state.wdrRgbCoef[0] / kCoefUnit, state.wdrRgbCoef[1] / kCoefUnit,
+                         state.wdrRgbCoef[2] / kCoefUnit};
+  const Curve curve = buildCurve(state);
+  const bool curve1 = state.wdrCurveSelect == 1;
+  const float loSat = std::clamp(state.curve2LoSat, 0.0f, 1.0f);
+  const float contrast = state.contrast / kContrastUnit;
+  const float darkLevel = state.darkAttentionLevel / kLumaSteps;
+  const float fixedWeight = std::min(state.fixedWeight / kCoefUnit, 1.0f);
+  const float lightness = std::min(state.wdrLightnessWeight / kCoefUnit, 1.0f);
+
+  // Mean luma per block.
+  const int block = std::clamp(std::min(width, height) / kGridDivisions, kMinBlock, kMaxBlock);
+  const int columns = (width + block - 1) / block, rows = (height + block - 1) / block;
+  std::vector<float> grid(static_cast<size_t>(columns) * rows);
+  // The curve's drive (luma moved towards the brightest channel) of every pixel of a row.
+  auto driveRow = [&](const float *p, float *drive) {
+    using vector4::splat;
+    const vector4::Vec c0 = splat(coef[0]), c1 = splat(coef[1]), c2 = splat(coef[2]);
+    const vector4::Vec mix = splat(lightness);
+    int x = 0;
+    for (; x + vector4::kLanes <= width; x += vector4::kLanes, p += 12) {
+      const rgb_lanes::Rgb v = rgb_lanes::load(p);
+      const vector4::Vec luma = c0 * v.r + c1 * v.g + c2 * v.b;
+      const vector4::Vec brightest = vector4::max(vector4::max(v.r, v.g), v.b);
+      vector4::store(drive + x, luma + mix * (brightest - luma));
+    }
+    for (; x < width; ++x, p += 3) {
+      const float luma = coef[0] * p[0] + coef[1] * p[1] + coef[2] * p[2];
+      drive[x] = luma + lightness * (std::max({p[0], p[1], p[2]}) - luma);
+    }
+  };
+  // Sums of the drive per row and block on every core, then down each block's rows.
+  std::vector<float> rowSums(static_cast<size_t>(height) * columns);
+  parallelRows(height, [&](int first, int last) {
+    std::vector<float> drive(width);
+    for (int y = first; y < last; ++y) {
+      driveRow(in.pixel(0, y), drive.data());
+      float *sums = &rowSums[static_cast<size_t>(y) * columns];
+      for (int bx = 0; bx < columns; ++bx) {
+        const int x0 = bx * block, x1 = std::min(x0 + block, width);
+        // Four partial sums, so the additions do not wait on each other.
+        float partial[vector4::kLanes] = {};
+        int x = x0;
+        for (; x + vector4::kLanes <= x1; x += vector4::kLanes)
+          for (int k = 0; k < vector4::kLanes; ++k) partial[k] += drive[x + k];
+        for (; x < x1; ++x) partial[0] += drive[x];
+        sums[bx] = (partial[0] + partial[1]) + (partial[2] + partial[3]);
+      }
+    }
+  });
+  for (int by = 0; by < rows; ++by) {
+    const int y0 = by * block, y1 = std::min(y0 + block, height);
+    for (int bx = 0; bx < columns; ++bx) {
+      float sum = 0;
+      for (int y = y0; y < y1; ++y) sum += rowSums[static_cast<size_t>(y) * columns + bx];
+      const int x0 = bx * block, x1 = std::min(x0 + block, width);
+      grid[static_cast<size_t>(by) * columns + bx] =
+          sum / static_cast<float>((x1 - x0) * (y1 - y0));
+    }
+  }
+  // Smooth the grid (1 2 1 both ways, clamped) and blend in the frame's mean.
+  double total = 0;
+  for (float v : grid) total += v;
+  const float frameMean = static_cast<float>(total / grid.size());
+  std::vector<float> smooth(grid.size()), curveInput(grid.size());
+  for (int by = 0; by < rows; ++by)
+    for (int bx = 0; bx < columns; ++bx) {
+      float sum = 0, weight = 0;
+      for (int dy = -1; dy <= 1; ++dy)
+        for (int dx = -1; dx <= 1; ++dx) {
+          const int yy = std::clamp(by + dy, 0, rows - 1), xx = std::clamp(bx + dx, 0, columns - 1);
+          const float w = (dy == 0 ? 2.0f : 1.0f) * (dx == 0 ? 2.0f : 1.0f);
+          sum += w * grid[static_cast<size_t>(yy) * columns + xx];
+          weight += w;
+        }
+      const float local = sum / weight;
+      smooth[static_cast<size_t>(by) * columns + bx] = local;
+      curveInput[static_cast<size_t>(by) * columns + bx] =
+          local + fixedWeight * (frameMean - local);
+    }
+
+  // The curve is read at the block centres; pixels interpolate the gains between them.
+  std::vector<float> gainGrid(grid.size()), loGrid(grid.size());
+  for (size_t i = 0; i < grid.size(); ++i) {
+    gainGrid[i] = lookUp(curve.gain, curveInput[i]);
+    loGrid[i] = lookUp(curve.loWeight, curveInput[i]);
+  }
+
+  const Taps tx = taps(width, block, columns), ty = taps(height, block, rows);
+  const bool detail = contrast != 1.0f;
+  out = in.sameShape();
+  parallelRows(height, [&](int first, int last) {
+    // One grid row interpolated to this pixel row, per quantity.
+    std::vector<float> rowGain(columns), rowLocal(columns), rowLo(columns);
+    // Per pixel of the row, padded to whole groups of four.
+    const size_t padded = vector4::roundUp(width);
+    std::vector<float> gains(padded), locals(padded), shadows(padded), drives(padded);
+    for (int y = first; y < last; ++y) {
+      const size_t r0 = static_cast<size_t>(ty.near[y]) * columns;
+      const size_t r1 = static_cast<size_t>(ty.far[y]) * columns;
+      const float wy = ty.weight[y];
+      for (int bx = 0; bx < columns; ++bx) {
+        rowGain[bx] = gainGrid[r0 + bx] + wy * (gainGrid[r1 + bx] - gainGrid[r0 + bx]);
+        rowLocal[bx] = smooth[r0 + bx] + wy * (smooth[r1 + bx] - smooth[r0 + bx]);
+        rowLo[bx] = loGrid[r0 + bx] + wy * (loGrid[r1 + bx] - loGrid[r0 + bx]);
+      }
+      // The gains (and local means, shadow weights) of the row's pixels, then the pixels four
+      // at a time.
+      for (int x = 0; x < width; ++x) {
+        const int a = tx.near[x], b = tx.far[x];
+        const float wx = tx.weight[x];
+        gains[x] = rowGain[a] + wx * (rowGain[b] - rowGain[a]);
+        if (detail) locals[x] = rowLocal[a] + wx * (rowLocal[b] - rowLocal[a]);
+        if (curve1) shadows[x] = rowLo[a] + wx * (rowLo[b] - rowLo[a]);
+      }
+      if (detail) driveRow(in.pixel(0, y), drives.data());
+      const float *p = in.pixel(0, y);
+      float *q = out.pixel(0, y);
+      using vector4::splat;
+      using vector4::Vec;
+      auto apply = [&](const rgb_lanes::Rgb &v, int x) {
+        const Vec luma = splat(coef[0]) * v.r + splat(coef[1]) * v.g + splat(coef[2]) * v.b;
+        Vec gain = vector4::load(&gains[x]);
+        if (darkLevel > 0) {
+          const Vec fade = luma < splat(darkLevel) ? luma * splat(1.0f / darkLevel) : splat(1.0f);
+          gain = splat(1.0f) + (gain - splat(1.0f)) * fade;
+        }
+        Vec shift = splat(0.0f);  // the detail change, the same for R, G and B
+        if (detail)
+          shift = gain * splat(contrast - 1.0f) *
+                  (vector4::load(&drives[x]) - vector4::load(&locals[x]));
+        if (curve1) {
+          // Shadows: luma takes the full gain, chroma only the fraction curve2LoSat of it.
+          const Vec chromaGain =
+              gain + vector4::load(&shadows[x]) * splat(loSat - 1.0f) * (gain - splat(1.0f));
+          const Vec base = gain * luma + shift;
+          return rgb_lanes::Rgb{rgb_lanes::clamp(base + chromaGain * (v.r - luma), 0.0f, 1.0f),
+                                rgb_lanes::clamp(base + chromaGain * (v.g - luma), 0.0f, 1.0f),
+                                rgb_lanes::clamp(base + chromaGain * (v.b - luma), 0.0f, 1.0f)};
+        }
+        return rgb_lanes::Rgb{rgb_lanes::clamp(gain * v.r + shift, 0.0f, 1.0f),
+                              rgb_lanes::clamp(gain * v.g + shift, 0.0f, 1.0f),
+                              rgb_lanes::clamp(gain * v.b + shift, 0.0f, 1.0f)};
+      };
+      int x = 0;
+      for (; x + vector4::kLanes <= width; x += vector4::kLanes, p += 12, q += 12)
+        rgb_lanes::store(q, apply(rgb_lanes::load(p), x));
+      if (x < width) {
+        // The last few pixels through a padded group.
+        float group[12] = {};
+        const int floats = (width - x) * 3;
+        std::copy(p, p + floats, group);
+        rgb_lanes::store(group, apply(rgb_lanes::load(group), x));
+        std::copy(group, group + floats, q);
+      }
+    }
+  });
+  return true;
 }
 
 }  // namespace tcamera

@@ -1,0 +1,154 @@
+// What the measuring units of the simulated ISP share: the frame as they see it and their
+// windows.
+//
+// The units measure the current frame after white balance (the "WB_1_1" tap, which also has
+// the digital gain, lens shading and black level applied), or the sensor's output where a unit
+// can select it. They see the mosaic as samples of one Bayer quad each (R, Gr, Gb, B of a 2 x 2
+// cell; on an RGB-IR sensor a colour missing from a cell is taken from its 4 x 4 tile), in
+// 10-bit levels of the data as it stands, whatever the sensor's depth: 1023 is the data's white
+// level, and a pedestal that the black level block did not remove is measured with the rest,
+// as on the hardware. A sample belongs to a window when its centre lies inside the window
+// (pixels of the frame).
+#ifndef T_DRIVER_CAMERA_MEASURE_H
+#define T_DRIVER_CAMERA_MEASURE_H
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "driver_internal.h"
+#include "frame.h"
+
+namespace tcamera {
+
+constexpr double kFullScale = 1023;  // the units' levels
+
+enum Channel { kRed, kGreenRed, kGreenBlue, kBlue };
+using Quad = std::array<float, 4>;  // levels of R, Gr, Gb, B
+
+// The frame as the units see it.
+struct Samples {
+  int columns = 0;
+  int rows = 0;
+  std::vector<Quad> quads;  // columns * rows, row-major
+  const Quad &at(int column, int row) const {
+    return quads[static_cast<size_t>(row) * columns + column];
+  }
+};
+Samples samplesOf(const Mosaic &mosaic);
+
+inline double green(const Quad &quad) {
+  return (quad[kGreenRed] + quad[kGreenBlue]) / 2;
+}
+
+inline double luminance(const Quad &quad) {
+  return 0.299 * quad[kRed] + 0.587 * green(quad) + 0.114 * quad[kBlue];
+}
+
+// Samples [first, end) along one axis.
+struct Span {
+  int first = 0;
+  int end = 0;
+  int size() const { return end - first; }
+  // The cell of count equal cells that sample index falls in.
+  int cell(int index, int count) const { return (index - first) * count / size(); }
+};
+
+// The samples whose centres lie in the pixels [offset, offset + length) of an axis of count
+// samples.
+Span spanOf(int64_t offset, int64_t length, int count);
+
+struct Window {
+  Span columns;
+  Span rows;
+  bool isEmpty() const { return columns.size() == 0 || rows.size() == 0; }
+};
+
+Window windowOf(const TDatabaseFrameWindow &rectangle, const Samples &samples);
+
+inline uint32_t saturated(uint64_t count) {
+  return static_cast<uint32_t>(std::min<uint64_t>(count, UINT32_MAX));
+}
+
+// Where a unit looks.
+enum class Source { kProcessed, kSensor };
+
+// Runs measure(samples) on the current frame of the driver's camera (driver locked), at the
+// tap of source. Allocation failure: TCOMMON_NO_MEMORY.
+template <typename Measure>
+uint32_t measureFrame(TDriver &locked, Source source, Measure &&measure);
+
+// Units that belong to a block ("AES_2" to "EC_2", "AFM_3" to "FC"): a push of the block
+// latches the unit's record too, and a read-back reads the unit's settings back from the
+// hardware (the record's own settings when the unit was never programmed).
+uint32_t latchUnit(TDriver &locked, const char *unit);
+uint32_t readUnit(TDriver &locked, const char *unit, void **record);
+// The push of a block that carries a unit: the block's record, then the unit's.
+uint32_t pushWithUnit(TDriver *driver, const char *function, const char *category,
+                      const char *unit);
+
+// Used by measureFrame.
+uint32_t frameSamples(TDriver &locked, Source source, Samples &samples);
+
+template <typename Measure>
+uint32_t measureFrame(TDriver &locked, Source source, Measure &&measure) {
+  Samples samples;
+  if (const uint32_t code = frameSamples(locked, source, samples); code != TCOMMON_SUCCESS)
+    return code;
+  measure(samples);
+  return TCOMMON_SUCCESS;
+}
+
+// ---- Histograms (HTG, HTG_2) --------------------------------------------------------------
+
+constexpr int kHistogramGrid = TDATABASE_HISTOGRAM_GRID;
+
+// Counts every sample of the window into bins by level(sample): bin (level - offset) >>
+// shift, levels below offset in the first bin, the last bin collecting the rest. A sample
+// counts its grid cell's weight, or once when isWeighted is false.
+template <size_t kBins, typename Level>
+void countBins(const Samples &samples, const TDatabaseFrameWindow &rectangle,
+               const uint16_t (&weights)[kHistogramGrid * kHistogramGrid], bool isWeighted,
+               uint32_t offset, uint32_t shift, Level level, uint32_t (&bins)[kBins]) {
+  uint64_t counts[kBins] = {};
+  const Window window = windowOf(rectangle, samples);
+  if (!window.isEmpty()) {
+    for (int row = window.rows.first; row < window.rows.end; ++row) {
+      const int cellRow = window.rows.cell(row, kHistogramGrid);
+      for (int column = window.columns.first; column < window.columns.end; ++column) {
+        const double value = level(samples.at(column, row));
+        // Not "value <= 0": a level that is not a number counts as black too.
+        const auto integer = !(value > 0) ? 0u : static_cast<uint32_t>(std::min(value, kFullScale));
+        const uint32_t bin = integer < offset || shift >= 32
+                                 ? 0
+                                 : std::min<uint32_t>((integer - offset) >> shift, kBins - 1);
+        counts[bin] +=
+            isWeighted
+                ? weights[cellRow * kHistogramGrid + window.columns.cell(column, kHistogramGrid)]
+                : 1;
+      }
+    }
+  }
+  for (size_t bin = 0; bin < kBins; ++bin) bins[bin] = saturated(counts[bin]);
+}
+
+// The level a histogram counts for a sample: channel 1 red, 2 green, 3 blue, anything else
+// the unit's own mix of the three.
+template <typename Mix>
+double channelLevel(const Quad &quad, uint32_t channel, Mix &&mix) {
+  switch (channel) {
+    case 1:
+      return quad[kRed];
+    case 2:
+      return green(quad);
+    case 3:
+      return quad[kBlue];
+    default:
+      return mix(quad);
+  }
+}
+
+}  // namespace tcamera
+
+#endif  // T_DRIVER_CAMERA_MEASURE_H

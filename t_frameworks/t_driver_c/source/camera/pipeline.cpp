@@ -1,0 +1,380 @@
+// The pipeline of the simulated camera: sensor settings from the hardware state, the stages
+// in hardware order, the taps it keeps and the 8-bit output.
+#include "pipeline.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstddef>
+#include <cstring>
+#include <mutex>
+
+#include "stages.h"
+
+namespace tcamera {
+namespace {
+
+constexpr double kDefaultExposureRatio = 16;  // long over short, when EC_2 gives no ratio
+constexpr double kMaxExposureRatio = 256;
+
+constexpr std::array<const char *, kTapCount> kTapNames = {
+    "raw",       "BLS",        "DPCC",    "LSC_3",  "GE",     "DG",     "WB_1_1",
+    "CPD_1_1",   "HDR_3_2DOL", "RGBIR",   "2DNR_6", "DMSC_3", "CCM",    "GC_2",
+    "WDR_5_2_1", "CP_1_2",     "CNR_2_2", "EE_3",   "3DNR_4", "output",
+};
+
+#define STATE_RECORD(category, member)        \
+  StateRecord {                               \
+    category, offsetof(HardwareState, member) \
+  }
+
+constexpr std::array<StateRecord, 23> kStateRecords = {{
+    STATE_RECORD("IPT", input),
+    STATE_RECORD("SS", sensor),
+    STATE_RECORD("EC_2", exposure),
+    STATE_RECORD("FC", focus),
+    STATE_RECORD("BLS", blackLevel),
+    STATE_RECORD("DPCC", defectPixel),
+    STATE_RECORD("LSC_3", lensShading),
+    STATE_RECORD("GE", greenEquilibration),
+    STATE_RECORD("DG", digitalGain),
+    STATE_RECORD("WB_1_1", whiteBalance),
+    STATE_RECORD("CPD_1_1", compand),
+    STATE_RECORD("HDR_3_2DOL", highDynamicRange),
+    STATE_RECORD("RGBIR", rgbInfrared),
+    STATE_RECORD("RGBIR_1_1", rgbInfrared_1_1),
+    STATE_RECORD("2DNR_6", noiseReduction2D),
+    STATE_RECORD("DMSC_3", demosaic),
+    STATE_RECORD("CCM", colorCorrection),
+    STATE_RECORD("GC_2", gamma),
+    STATE_RECORD("WDR_5_2_1", wideDynamicRange),
+    STATE_RECORD("CP_1_2", colorProcess),
+    STATE_RECORD("CNR_2_2", colorNoiseReduction),
+    STATE_RECORD("EE_3", edgeEnhance),
+    STATE_RECORD("3DNR_4", noiseReduction3D),
+}};
+
+#undef STATE_RECORD
+
+// A time or gain as the sensor takes it: nothing below zero, nothing that is not a number.
+double factor(float value) {
+  return std::isfinite(value) && value > 0 ? value : 0;
+}
+
+// The built-in defaults of every block, read once from a database opened on its defaults.
+const HardwareState &builtInDefaults() {
+  static const std::unique_ptr<HardwareState> defaults = [] {
+    auto state = std::make_unique<HardwareState>();
+    std::memset(static_cast<void *>(state.get()), 0, sizeof(HardwareState));
+    TDatabase *database = nullptr;
+    if (TDatabase_open(nullptr, &database) == TCOMMON_SUCCESS) {
+      auto *base = reinterpret_cast<std::byte *>(state.get());
+      for (const StateRecord &record : kStateRecords) {
+        void *source = nullptr;
+        if (TDatabase_query(database, record.category, &source) == TCOMMON_SUCCESS)
+          TDatabase_copyRecord(record.category, base + record.offset, source);
+      }
+      TDatabase_close(&database);
+    }
+    return state;
+  }();
+  return *defaults;
+}
+
+// sRGB encoding of linear light in [0, 1], and the plain quantisation of an encoded value,
+// as tables over 4096 steps of the input (finer than the 256 output levels need).
+constexpr int kOutputSteps = 4096;
+
+struct OutputTables {
+  std::array<uint8_t, kOutputSteps + 1> linear;
+  std::array<uint8_t, kOutputSteps + 1> encoded;
+};
+
+const OutputTables &outputTables() {
+  static const OutputTables tables = [] {
+    OutputTables made{};
+    for (int i = 0; i <= kOutputSteps; ++i) {
+      const double value = double(i) / kOutputSteps;
+      const double srgb =
+          value <= 0.0031308 ? 12.92 * value : 1.055 * std::pow(value, 1 / 2.4) - 0.055;
+      made.linear[i] = static_cast<uint8_t>(std::lround(std::clamp(srgb, 0.0, 1.0) * 255));
+      made.encoded[i] = static_cast<uint8_t>(std::lround(value * 255));
+    }
+    return made;
+  }();
+  return tables;
+}
+
+using Clock = std::chrono::steady_clock;
+
+}  // namespace
+
+std::optional<Tap> tapNamed(std::string_view name) {
+  if (name == "RGBIR_1_1") return Tap::kRgbInfrared;
+  for (int tap = 0; tap < kTapCount; ++tap)
+    if (name == kTapNames[tap]) return static_cast<Tap>(tap);
+  return std::nullopt;
+}
+
+const char *tapName(Tap tap) {
+  return kTapNames[static_cast<int>(tap)];
+}
+
+const std::array<StateRecord, 23> &stateRecords() {
+  return kStateRecords;
+}
+
+const HardwareState &defaultHardwareState() {
+  return builtInDefaults();
+}
+
+SensorSettings sensorSettingsOf(const HardwareState &state) {
+  SensorSettings settings;
+  const TDatabaseInputPath &path =
+      state.input.paths[std::min<uint64_t>(state.input.pathIndex, TDATABASE_INPUT_PATH_COUNT - 1)];
+  settings.width = static_cast<int>(std::min<uint32_t>(path.rectangle.width, kMaxWidth));
+  settings.height = static_cast<int>(std::min<uint32_t>(path.rectangle.height, kMaxHeight));
+  settings.bayerOrder = path.bayerPattern & 3u;
+  settings.bitDepth = path.format >= 2 ? 12 : 10;  // RAW8/RAW10: 10 bits; RAW12 and up: 12
+
+  const TDatabaseExposureControl_2 &exposure = state.exposure;
+  settings.exposureTime = factor(exposure.integrationTime[0]);
+  settings.analogGain = factor(exposure.gain.analog[0]) * factor(exposure.gain.digital[0]);
+  settings.twoExposure = path.stitchingMode != 0;
+  const double shortTime = factor(exposure.integrationTime[1]);
+  const double ratio = shortTime > 0 ? settings.exposureTime / shortTime : 0;
+  settings.exposureRatio = ratio > 1 ? std::min(ratio, kMaxExposureRatio) : kDefaultExposureRatio;
+
+  settings.lensPosition = state.focus.position;
+  const TDatabaseSensorMode &mode =
+      state.sensor
+          .modes[std::min<uint16_t>(state.sensor.modeIndex, TDATABASE_SENSOR_MODE_COUNT - 1)];
+  settings.rgbIr = mode.type == 1;
+  return settings;
+}
+
+void toOutput(const RgbImage &image, OutputImage &output) {
+  output.width = image.width;
+  output.height = image.height;
+  output.data.resize(image.data.size());
+  const auto &table = image.encoded ? outputTables().encoded : outputTables().linear;
+  const size_t rowValues = static_cast<size_t>(image.width) * 3;
+  parallelRows(image.height, [&](int first, int last) {
+    const float *in = image.data.data() + first * rowValues;
+    uint8_t *out = output.data.data() + first * rowValues;
+    const size_t count = (last - first) * rowValues;
+    for (size_t i = 0; i < count; ++i) {
+      // Not "v < 0": a value that is not a number reads black.
+      const float value = in[i] > 0 ? std::min(in[i], 1.0f) : 0.0f;
+      out[i] = table[static_cast<int>(value * kOutputSteps + 0.5f)];
+    }
+  });
+}
+
+Pipeline::Pipeline() : state_(std::make_unique<HardwareState>()) {
+  std::memcpy(static_cast<void *>(state_.get()), &defaultHardwareState(), sizeof(HardwareState));
+}
+
+Pipeline::~Pipeline() = default;
+
+void Pipeline::setState(const HardwareState &state) {
+  if (std::memcmp(state_.get(), &state, sizeof(HardwareState)) == 0) return;
+  std::memcpy(static_cast<void *>(state_.get()), &state, sizeof(HardwareState));
+  dropFrame();
+}
+
+void Pipeline::dropFrame() {
+  for (Kept &kept : kept_) kept = {};
+  output_.reset();
+}
+
+bool Pipeline::isTemporalActive() const {
+  return state_->noiseReduction3D.state != 0;
+}
+
+void Pipeline::advance() {
+  if (isTemporalActive() && !looked_) {
+    dropFrame();  // the history of the last frame looked at stays
+  } else if (isTemporalActive()) {
+    rgbAt(Tap::kNoiseReduction3D);
+    std::shared_ptr<const RgbImage> previous = std::move(kept_[int(Tap::kNoiseReduction3D)].rgb);
+    // Nothing else holds the image once the taps are dropped below, unless a bypassed stage
+    // passed the same image to a kept tap: then it is copied.
+    dropFrame();
+    if (previous.use_count() == 1)
+      history_.previous = std::move(const_cast<RgbImage &>(*previous));
+    else
+      history_.previous = *previous;
+    history_.frameNumber = frameNumber_;
+    history_.valid = true;
+  } else {
+    dropFrame();
+    history_ = {};
+  }
+  looked_ = false;
+  ++frameNumber_;
+}
+
+FrameContext Pipeline::context() const {
+  const SensorSettings settings = sensorSettingsOf(*state_);
+  FrameContext context;
+  context.frameNumber = frameNumber_;
+  context.bitDepth = settings.bitDepth;
+  context.sensorGain = static_cast<float>(settings.analogGain);
+  context.exposureTime = static_cast<float>(settings.exposureTime);
+  return context;
+}
+
+bool Pipeline::keeps(Tap tap) const {
+  return tap == Tap::kWhiteBalance || tap == Tap::kNoiseReduction3D || requested_ == tap;
+}
+
+const Mosaic &Pipeline::mosaicAt(Tap tap) {
+  if (tap != Tap::kWhiteBalance) requested_ = tap;
+  if (kept_[int(tap)].mosaic == nullptr) render(tap);
+  return *kept_[int(tap)].mosaic;
+}
+
+const RgbImage &Pipeline::rgbAt(Tap tap) {
+  if (tap != Tap::kNoiseReduction3D) requested_ = tap;
+  if (kept_[int(tap)].rgb == nullptr) render(tap);
+  return *kept_[int(tap)].rgb;
+}
+
+const OutputImage &Pipeline::output() {
+  if (output_ == nullptr) render(Tap::kOutput);
+  return *output_;
+}
+
+void Pipeline::render(Tap target) {
+  looked_ = true;
+  // Taps that are no longer asked for go; then start from the latest kept one before target.
+  for (int tap = 0; tap < kTapCount; ++tap) {
+    if (!keeps(Tap(tap)) && tap != int(target)) kept_[tap] = {};
+  }
+  const int last = std::min(int(target), int(Tap::kNoiseReduction3D));
+  int start = -1;
+  for (int tap = last; tap >= 0 && start < 0; --tap) {
+    if (kept_[tap].mosaic != nullptr || kept_[tap].rgb != nullptr) start = tap;
+  }
+  std::shared_ptr<const Mosaic> mosaic;
+  std::shared_ptr<const RgbImage> rgb;
+  const FrameContext frame = context();
+  const HardwareState &s = *state_;
+  if (start < 0) {
+    times_ = {};
+    const auto begin = Clock::now();
+    mosaic = std::make_shared<const Mosaic>(captureSensor(sensorSettingsOf(s), frameNumber_));
+    times_[int(Tap::kRaw)] = std::chrono::duration<double>(Clock::now() - begin).count();
+    start = int(Tap::kRaw);
+    if (keeps(Tap::kRaw) || target == Tap::kRaw) kept_[start].mosaic = mosaic;
+  } else {
+    mosaic = kept_[start].mosaic;
+    rgb = kept_[start].rgb;
+  }
+
+  // A stage that leaves the picture as it is passes its input on.
+  const auto bayer = [&](auto stage, const auto &record) {
+    auto out = std::make_shared<Mosaic>();
+    if (stage(*mosaic, record, frame, *out)) mosaic = std::move(out);
+  };
+  const auto colour = [&](auto stage, const auto &record) {
+    auto out = std::make_shared<RgbImage>();
+    if (stage(*rgb, record, frame, *out)) rgb = std::move(out);
+  };
+  for (int tap = start + 1; tap <= last; ++tap) {
+    const auto begin = Clock::now();
+    switch (Tap(tap)) {
+      case Tap::kRaw:
+        break;
+      case Tap::kBlackLevel:
+        bayer(stageBlackLevelSubtraction, s.blackLevel);
+        if (mosaic->blackLevel != 0) {
+          // Past this block the hardware knows of no pedestal: what the block left in the
+          // data (bypassed, or told a lower level) is picture, and shows as lifted blacks.
+          auto lifted = std::make_shared<Mosaic>(*mosaic);
+          lifted->blackLevel = 0;
+          mosaic = std::move(lifted);
+        }
+        break;
+      case Tap::kDefectPixel:
+        bayer(stageDefectPixelClusterCorrection, s.defectPixel);
+        break;
+      case Tap::kLensShading:
+        bayer(stageLensShadingCorrection_3, s.lensShading);
+        break;
+      case Tap::kGreenEquilibration:
+        bayer(stageGreenEquilibration, s.greenEquilibration);
+        break;
+      case Tap::kDigitalGain:
+        bayer(stageDigitalGain, s.digitalGain);
+        break;
+      case Tap::kWhiteBalance:
+        bayer(stageWhiteBalance_1_1, s.whiteBalance);
+        break;
+      case Tap::kCompand:
+        bayer(stageCompand_1_1, s.compand);
+        break;
+      case Tap::kHighDynamicRange:
+        bayer(stageHighDynamicRange_3_2Dol, s.highDynamicRange);
+        break;
+      case Tap::kRgbInfrared:
+        // Only a sensor with infrared sites has anything for this stage to separate.
+        if (sensorSettingsOf(s).rgbIr)
+          bayer(stageRgbInfraredRadiation,
+                s.rgbInfrared_1_1.state != 0 ? s.rgbInfrared_1_1 : s.rgbInfrared);
+        break;
+      case Tap::kNoiseReduction2D:
+        bayer(stage2DNoiseReduction_6, s.noiseReduction2D);
+        break;
+      case Tap::kDemosaic: {
+        auto out = std::make_shared<RgbImage>();
+        stageDeMosaic_3(*mosaic, s.demosaic, frame, *out);
+        rgb = std::move(out);
+        mosaic.reset();
+        break;
+      }
+      case Tap::kColorCorrection:
+        colour(stageColorCorrectionMatrix, s.colorCorrection);
+        break;
+      case Tap::kGamma:
+        colour(stageGammaCorrection_2, s.gamma);
+        break;
+      case Tap::kWideDynamicRange:
+        colour(stageWideDynamicRange_5_2_1, s.wideDynamicRange);
+        break;
+      case Tap::kColorProcess:
+        colour(stageColorProcess_1_2, s.colorProcess);
+        break;
+      case Tap::kColorNoiseReduction:
+        colour(stageColorNoiseReduction_2_2, s.colorNoiseReduction);
+        break;
+      case Tap::kEdgeEnhance:
+        colour(stageEdgeEnhance_3, s.edgeEnhance);
+        break;
+      case Tap::kNoiseReduction3D: {
+        // The stage reads the history; the pipeline alone moves it on (see advance).
+        auto out = std::make_shared<RgbImage>();
+        if (stage3DNoiseReduction_4(*rgb, s.noiseReduction3D, frame, history_, *out))
+          rgb = std::move(out);
+        break;
+      }
+      case Tap::kOutput:
+        break;
+    }
+    times_[tap] = std::chrono::duration<double>(Clock::now() - begin).count();
+    if (keeps(Tap(tap)) || tap == int(target)) {
+      kept_[tap].mosaic = isMosaicTap(Tap(tap)) ? mosaic : nullptr;
+      kept_[tap].rgb = isMosaicTap(Tap(tap)) ? nullptr : rgb;
+    }
+  }
+  if (target == Tap::kOutput) {
+    const auto begin = Clock::now();
+    auto out = std::make_shared<OutputImage>();
+    toOutput(*rgb, *out);
+    output_ = std::move(out);
+    times_[int(Tap::kOutput)] = std::chrono::duration<double>(Clock::now() - begin).count();
+  }
+}
+
+}  // namespace tcamera
