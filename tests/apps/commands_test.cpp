@@ -10,9 +10,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <regex>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -184,10 +184,19 @@ TEST_F(CommandsTest, GetLaysOutArraysMatricesAndMeasurements) {
   const size_t bins = result.out.find("bins");
   ASSERT_NE(bins, std::string::npos) << result.out;
   std::string counts = result.out.substr(bins + 4);
-  // Row labels ("[10]") go, then the brackets and colons of either layout.
-  counts = std::regex_replace(counts, std::regex(R"(\[\d+\] )"), " ");
-  counts = std::regex_replace(counts, std::regex(R"([\[\]:,])"), " ");
-  std::istringstream words(counts);
+  // Row labels ("[10]" then a space) go, then the brackets and colons of either layout.
+  std::string plain;
+  for (size_t i = 0; i < counts.size(); ++i) {
+    const size_t close = counts.find_first_not_of("0123456789", i + 1);
+    if (counts[i] == '[' && close != std::string::npos && close > i + 1 && counts[close] == ']' &&
+        close + 1 < counts.size() && counts[close + 1] == ' ') {
+      i = close;
+      plain += ' ';
+    } else {
+      plain += std::string_view("[]:,").find(counts[i]) == std::string_view::npos ? counts[i] : ' ';
+    }
+  }
+  std::istringstream words(plain);
   std::vector<long> values;
   for (long value; words >> value;) values.push_back(value);
   EXPECT_TRUE(words.eof()) << "not a count in " << result.out;
