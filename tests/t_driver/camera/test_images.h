@@ -13,8 +13,8 @@ namespace tcamera::testing {
 
 // A Bayer mosaic (RGGB unless order says otherwise) of a 10-bit sensor with pedestal 64,
 // each site's value given by level(x, y, colour) in codes above black.
-inline Mosaic makeMosaic(int width, int height,
-                         const std::function<float(int, int, Cfa)> &level, unsigned order = 0) {
+inline Mosaic makeMosaic(int width, int height, const std::function<float(int, int, Cfa)> &level,
+                         unsigned order = 0) {
   Mosaic mosaic;
   mosaic.width = width;
   mosaic.height = height;

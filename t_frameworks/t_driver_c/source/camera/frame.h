@@ -32,8 +32,8 @@ struct Mosaic {
   // Colour of the site at (x, y): pattern[(y % 4) * 4 + x % 4]. A Bayer pattern repeats
   // every two sites, an RGB-IR pattern every four.
   std::array<Cfa, 16> pattern = bayerPattern(0);
-  float blackLevel = 0;  // pedestal still present in the data, codes
-  float whiteLevel = 0;  // clip level, codes (1023 for a 10-bit sensor)
+  float blackLevel = 0;     // pedestal still present in the data, codes
+  float whiteLevel = 0;     // clip level, codes (1023 for a 10-bit sensor)
   std::vector<float> data;  // width * height, row-major
   // Two-exposure HDR modes: the short exposure of the same frame, same size, pattern and
   // levels; exposureRatio is long exposure time over short. Empty for a linear sensor mode;
@@ -62,9 +62,9 @@ struct RgbImage {
 // What a stage may know besides its input and its block's state.
 struct FrameContext {
   uint64_t frameNumber = 0;
-  int bitDepth = 10;      // of the sensor
-  float sensorGain = 1;   // analog x sensor digital gain of this frame (noise scales with it)
-  float exposureTime = 0; // seconds, long exposure
+  int bitDepth = 10;       // of the sensor
+  float sensorGain = 1;    // analog x sensor digital gain of this frame (noise scales with it)
+  float exposureTime = 0;  // seconds, long exposure
 };
 
 // The previous output of a temporal stage, kept by the pipeline between frames.
