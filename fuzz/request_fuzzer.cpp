@@ -41,6 +41,9 @@ Host &host() {
     if (TDriver_open(made->database, &made->driver) != TCOMMON_SUCCESS) die("driver", 0);
     void *handles[3] = {made->database, made->driver, made->logger};
     if (TShell_open(handles, &made->shell) != TCOMMON_SUCCESS) die("shell", 0);
+    // Small frames: the measurements run on real pictures, but a client's full-size input
+    // path would spend the fuzzer's time rendering pixels instead of exploring requests.
+    if (TDriverFrame_limit(made->driver, 160, 90) != TCOMMON_SUCCESS) die("frame limit", 0);
     if (TJsonReader_open(&made->reader) != TCOMMON_SUCCESS) die("reader", 0);
     return made;
   }();

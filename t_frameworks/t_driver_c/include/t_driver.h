@@ -348,6 +348,11 @@ TDRIVER_API uint32_t TDriverFrame_next(TDriver *driver);
  * the camera does not have: TCOMMON_NOT_FOUND; NULL argument: TCOMMON_INVALID_ARGUMENT;
  * allocation failure: TCOMMON_NO_MEMORY. */
 TDRIVER_API uint32_t TDriverFrame_get(TDriver *driver, const char *stage, TDriverImage *image);
+/* Caps the frame the camera renders at maxWidth x maxHeight pixels (0: no cap on that side),
+ * whatever size the input path asks for; the cap applies from the next frame asked for. For
+ * hosts that cannot afford full frames: a small board's preview, a fuzzer. Not journaled.
+ * NULL driver: TCOMMON_INVALID_ARGUMENT. */
+TDRIVER_API uint32_t TDriverFrame_limit(TDriver *driver, uint32_t maxWidth, uint32_t maxHeight);
 /* Frees image's pixels and clears it; any thread, any number of times. NULL:
  * TCOMMON_INVALID_ARGUMENT. */
 TDRIVER_API uint32_t TDriverImage_release(TDriverImage *image);

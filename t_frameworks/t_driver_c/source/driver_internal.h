@@ -66,6 +66,9 @@ struct TDriver {
   tdriver::NameMap<std::unique_ptr<std::byte[]>> hardware;
   uint64_t generation = 0;  // counts pushes: the camera reads the hardware again when it moves
   std::shared_ptr<tdriver::Camera> camera;  // made when a frame is first asked for
+  // The host's cap on the camera's frame size (TDriverFrame_limit); 0: only the sensor's own.
+  uint32_t frameLimitWidth = 0;
+  uint32_t frameLimitHeight = 0;
 
   // The register bank: only registers ever written, by address (see TDriverRegister_process).
   std::unordered_map<uint32_t, uint32_t> registers;

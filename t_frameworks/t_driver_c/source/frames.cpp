@@ -41,6 +41,12 @@ uint32_t syncedCamera(TDriver &locked, std::unique_lock<std::mutex> &lock, Camer
   lock = std::unique_lock(made.mutex);
   if (made.generation != locked.generation) {
     if (const uint32_t code = gather(locked, *made.gathered); code != TCOMMON_SUCCESS) return code;
+    for (TDatabaseInputPath &path : made.gathered->input.paths) {
+      if (locked.frameLimitWidth != 0)
+        path.rectangle.width = std::min(path.rectangle.width, locked.frameLimitWidth);
+      if (locked.frameLimitHeight != 0)
+        path.rectangle.height = std::min(path.rectangle.height, locked.frameLimitHeight);
+    }
     made.pipeline.setState(*made.gathered);
     made.generation = locked.generation;
   }
@@ -154,4 +160,14 @@ extern "C" TDRIVER_API uint32_t TDriverImage_release(TDriverImage *image) {
   std::free(image->data);
   *image = TDriverImage{};
   return TCOMMON_SUCCESS;
+}
+
+extern "C" TDRIVER_API uint32_t TDriverFrame_limit(TDriver *driver, uint32_t maxWidth,
+                                                   uint32_t maxHeight) {
+  return tdriver::withDriver(driver, [&](TDriver &locked) -> uint32_t {
+    locked.frameLimitWidth = maxWidth;
+    locked.frameLimitHeight = maxHeight;
+    ++locked.generation;  // the camera reads the hardware again, now clamped
+    return TCOMMON_SUCCESS;
+  });
 }

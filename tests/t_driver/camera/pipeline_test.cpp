@@ -112,6 +112,15 @@ TEST(Pipeline, TheSensorFollowsTheInputPathAndSensorMode) {
       {"larger than the sensor",
        [](Camera &c) { c.path().rectangle = {.height = 5000, .offset = {}, .width = 16}; },
        [](const TDriverImage &raw) { EXPECT_EQ(raw.height, uint32_t(kMaxHeight)); }},
+      {"capped by the host on one side",
+       [](Camera &c) {
+         c.path().rectangle = {.height = 96, .offset = {}, .width = 128};
+         EXPECT_EQ(TDriverFrame_limit(c.driver(), 64, 0), TCOMMON_SUCCESS);
+       },
+       [](const TDriverImage &raw) {
+         EXPECT_EQ(raw.width, 64u);
+         EXPECT_EQ(raw.height, 96u);
+       }},
       {"RAW10", [](Camera &c) { c.path().format = 1; },
        [](const TDriverImage &raw) {
          EXPECT_EQ(raw.whiteLevel, 1023);
