@@ -158,6 +158,10 @@ TEST(StageDeMosaic3, ParametersMoveTheMeasuredProperty) {
     s.isDePurple = 0;
     s.isCac = 0;
   };
+  const auto sharpened = [&](TDatabaseDeMosaic_3 &s) {
+    plain(s);
+    s.isSharpen = 1;
+  };
   const struct Case {
     const char *name;
     Scene scene;
@@ -194,49 +198,29 @@ TEST(StageDeMosaic3, ParametersMoveTheMeasuredProperty) {
          s.colorStrength = 4;
        },
        meanChroma, 1.2f, 100},
-      {"sharpening raises high-frequency energy", kSoftBars, plain,
+      {"sharpening raises high-frequency energy", kSoftBars, plain, sharpened, highFrequency, 1.2f,
+       100},
+      {"a higher mid-level curve gain sharpens more", kSoftBars, sharpened,
        [&](auto &s) {
-         plain(s);
-         s.isSharpen = 1;
-       },
-       highFrequency, 1.2f, 100},
-      {"a higher mid-level curve gain sharpens more", kSoftBars,
-       [&](auto &s) {
-         plain(s);
-         s.isSharpen = 1;
-       },
-       [&](auto &s) {
-         plain(s);
-         s.isSharpen = 1;
+         sharpened(s);
          s.sharpenCurve[0].layerR2 = 512;
        },
        highFrequency, 1.2f, 100},
       {"a coring threshold above the detail turns sharpening off", kSoftBars, plain,
        [&](auto &s) {
-         plain(s);
-         s.isSharpen = 1;
+         sharpened(s);
          s.threshold = 255;
        },
        highFrequency, 0.95f, 1.05f},
-      {"line sharpening raises the contrast of thin lines", kThinLines,
+      {"line sharpening raises the contrast of thin lines", kThinLines, sharpened,
        [&](auto &s) {
-         plain(s);
-         s.isSharpen = 1;
-       },
-       [&](auto &s) {
-         plain(s);
-         s.isSharpen = 1;
+         sharpened(s);
          s.isSharpenLine = 1;
        },
        lineContrast, 1.1f, 100},
-      {"line sharpening leaves edges of wide bars alone", kWideBars,
+      {"line sharpening leaves edges of wide bars alone", kWideBars, sharpened,
        [&](auto &s) {
-         plain(s);
-         s.isSharpen = 1;
-       },
-       [&](auto &s) {
-         plain(s);
-         s.isSharpen = 1;
+         sharpened(s);
          s.isSharpenLine = 1;
        },
        highFrequency, 0.97f, 1.03f},
