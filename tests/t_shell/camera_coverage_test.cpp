@@ -269,7 +269,14 @@ std::vector<Context> contextsFor(const std::string &category) {
          {"DMSC_3", "cac:cBlue", "-0.02"},
          {"DMSC_3", "isDePurple", "true"},
          {"DMSC_3", "isSharpenLine", "true"}}}},
-      {"WDR_5_2_1", {{{"WDR_5_2_1", "wdrCurveSelect", "1"}}, {{"WDR_5_2_1", "hlcBaseLog", "8"}}}},
+      // A strong lift that carries the chart's saturated patches to full scale, where the
+      // coloured-light protection holds their gain.
+      {"WDR_5_2_1",
+       {{{"WDR_5_2_1", "wdrCurveSelect", "1"}},
+        {{"WDR_5_2_1", "hlcBaseLog", "8"}},
+        {{"WDR_5_2_1", "lightEn", "true"},
+         {"WDR_5_2_1", "strength", "255"},
+         {"WDR_5_2_1", "lowStrength", "1024"}}}},
       // A strong filter that also takes edges, so that its detail give-back has detail to boost.
       {"2DNR_6", {{{"2DNR_6", "sigmaScale", "[8,12,16]"}}}},
       {"HDR_3_2DOL",
@@ -278,10 +285,12 @@ std::vector<Context> contextsFor(const std::string &category) {
         {kLongExposure},
         {kLongExposure, {"HDR_3_2DOL", "deGhostLs.isEnable", "true"}}}},
       {"RGBIR_1_1", {{{"RGBIR", "state", "0"}}}},
+      // The second: strong sharpening, whose halos the limits clip.
       {"EE_3",
        {{{"EE_3", "isDci", "true"},
          {"EE_3", "isYuvDomain", "false"},
-         {"EE_3", "skinProcessEn", "1"}}}},
+         {"EE_3", "skinProcessEn", "1"}},
+        {{"EE_3", "strength", "255"}}}},
       {"3DNR_4", {{{"3DNR_4", "diffType", "1"}}}},
   };
   const auto found = kContexts.find(category);

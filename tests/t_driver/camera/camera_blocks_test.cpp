@@ -321,6 +321,34 @@ std::vector<BlockCase> blockCases() {
                                             }),
        at("WDR_5_2_1", [](const Frame &f) { return rgbMean(f, inner(kChart.patches[22]), 1); }),
        kRises, 0.1},
+      {"WDR coloured-light protection keeps the colour of patches lifted to full scale",
+       set<TDatabaseWideDynamicRange_5_2_1>("WDR_5_2_1", TDriverWideDynamicRange_5_2_1_process,
+                                            [](TDatabaseWideDynamicRange_5_2_1 &r) {
+                                              r.strength = 255;
+                                              r.lowStrength = 1024;
+                                            }),
+       set<TDatabaseWideDynamicRange_5_2_1>("WDR_5_2_1", TDriverWideDynamicRange_5_2_1_process,
+                                            [](TDatabaseWideDynamicRange_5_2_1 &r) {
+                                              r.lightEn = 1;
+                                              // Every clearly coloured pixel counts.
+                                              r.lightSatLoThr = 16;
+                                              r.lightSatHiThr = 64;
+                                            }),
+       at("WDR_5_2_1", patchChroma), kRises, 0.1},
+      {"WDR saturation by gain pales the lifted dark patches",
+       set<TDatabaseWideDynamicRange_5_2_1>(
+           "WDR_5_2_1", TDriverWideDynamicRange_5_2_1_process,
+           [](TDatabaseWideDynamicRange_5_2_1 &r) { r.strength = 255; }),
+       set<TDatabaseWideDynamicRange_5_2_1>(
+           "WDR_5_2_1", TDriverWideDynamicRange_5_2_1_process,
+           [](TDatabaseWideDynamicRange_5_2_1 &r) { r.satRange = 0.2f; }),  // from 0.8
+       at("WDR_5_2_1",
+          [](const Frame &f) {
+            // Dark skin, purple, blue, black: the patches the curve lifts most.
+            return chroma(f, inner(kChart.patches[0])) + chroma(f, inner(kChart.patches[9])) +
+                   chroma(f, inner(kChart.patches[12])) + chroma(f, inner(kChart.patches[23]));
+          }),
+       kFalls, 0.08},
       {"CP brightness raises the output", nullptr,
        set<TDatabaseColorProcess_1_2>("CP_1_2", TDriverColorProcess_1_2_process,
                                       [](TDatabaseColorProcess_1_2 &r) { r.bright = 40; }),

@@ -71,6 +71,16 @@ TDatabaseWideDynamicRange_5_2_1 defaults() {
   s.strength = 128;
   s.wdrRgbCoef[0] = 77, s.wdrRgbCoef[1] = 150, s.wdrRgbCoef[2] = 29;
   s.wdrLightnessWeight = 128;
+  s.entropyEnable = 1;
+  s.entropyBase = 512, s.entropySlope = 128;
+  s.diffLow = 0.05f, s.diffHigh = 0.25f;
+  s.satRange = 0.8f;
+  s.satThrGainUp = 96, s.satThrGainDown = 160;
+  s.lightSatLoThr = 64, s.lightSatHiThr = 200;
+  const float knots[4] = {6.0f, 8.0f, 10.0f, 12.0f};
+  for (float *hue : {s.lightRedThrLog, s.lightYellowThrLog, s.lightGreenThrLog, s.lightCyanThrLog,
+                     s.lightBlueThrLog, s.lightMagentaThrLog})
+    std::copy(knots, knots + 4, hue);
   return s;
 }
 
@@ -111,7 +121,12 @@ TEST(StageWideDynamicRange_5_2_1, LocalCurveLiftsShadows) {
        [&](const RgbImage &, const RgbImage &out) {
          EXPECT_NEAR(shadowOf(out).mean, shadowIn.mean, 0.002f);
        }},
-      {"a lower gain limit lets highlights compress", &grey, [](auto &s) { s.minGain = 128; }, true,
+      {"a lower gain limit lets highlights compress", &grey,
+       [](auto &s) {
+         s.minGain = 128;
+         s.entropyEnable = 0;  // the strength as set: a frame of two tones would get more lift
+       },
+       true,
        [&](const RgbImage &, const RgbImage &out) {
          EXPECT_LT(lightOf(out).mean, lightIn.mean - 0.05f);
        }},
@@ -166,6 +181,17 @@ TEST(StageWideDynamicRange_5_2_1, LocalCurveLiftsShadows) {
          const float lift = shadowOf(out).mean - shadowOf(in).mean;
          EXPECT_GT(lift, 0.0f);
          EXPECT_LT(lift, 0.85f * (shadowOf(byLuma).mean - shadowOf(in).mean));
+       }},
+      {"without the entropy factor a frame of two tones is lifted less", &grey,
+       [](auto &s) { s.entropyEnable = 0; }, true,
+       [&](const RgbImage &, const RgbImage &out) {
+         EXPECT_LT(shadowOf(out).mean - shadowIn.mean, 0.85f * liftRef);
+       }},
+      {"without halo suppression the light's edge takes the shadow's lift", &grey,
+       [](auto &s) { s.diffLow = s.diffHigh = 1.5f; }, true,
+       [&](const RgbImage &, const RgbImage &out) {
+         const float edge = measure(out, kWidth / 2, kWidth / 2 + 4).mean;
+         EXPECT_GT(edge, measure(reference, kWidth / 2, kWidth / 2 + 4).mean + 0.02f);
        }},
       {"curve 1 without shadow factor keeps the shadow", &grey,
        [](auto &s) {

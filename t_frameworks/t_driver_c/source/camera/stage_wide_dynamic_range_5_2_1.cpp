@@ -7,7 +7,12 @@
 //     (about a sixteenth of the frame's shorter side), smoothed and interpolated; fixedWeight
 //     (of 256) pulls the curve's input towards the frame's mean, a more global curve.
 //   - Curve 0: the local mean A is mapped to A^(1 / (1 + k)), k = strength / 255 x
-//     lowStrength / 256; the gain is that over A. Curve 1 (wdrCurveSelect) scales curve 0's
+//     lowStrength / 256 (x the entropy factor); the gain is that over A.
+//   - Entropy-adaptive strength (entropyEnable): a frame whose luma histogram (256 levels of
+//     the drive, every fourth pixel of every fourth row) has entropy H bits is tone mapped with
+//     k scaled by (entropyBase + entropySlope x (8 - H)) / 1024: a frame whose tones crowd into
+//     a few levels (deep shadows beside bright areas) gets a stronger curve than one whose
+//     tones spread evenly (H = 8). Curve 1 (wdrCurveSelect) scales curve 0's
 //     lift by curve2LoFactor below the local mean curve2Thr and by curve2HiFactor above, and
 //     lets the chroma of lifted shadows follow the gain only by the fraction curve2LoSat.
 //   - Highlight compression above the level 2^hlcBaseLog (log2 of linear light in 12-bit
@@ -17,10 +22,25 @@
 //   - The gain is held within minGain .. maxGain (256 = 1.0) and rises from 1 at black to its
 //     full value at darkAttentionLevel (8-bit luma), so the noise floor is not lifted.
 //   - contrast (512 = 1.0) scales the pixel's detail about its local mean.
+//   - Halo suppression: where the pixel's drive differs from its local mean by more than
+//     diffLow (full scale = 1), its gain moves towards the curve's gain at its own drive, all the
+//     way at diffHigh; so a bright object in a dark block (or a dark one in a bright block) is
+//     not lifted (or held) with its surroundings, and no halo forms along the edge.
+//   - Saturation by gain: where the gain exceeds satThrGainUp / 64, the chroma follows it less,
+//     down to the fraction satRange of it at satThrGainDown / 64 and above (lifted shadows
+//     would otherwise show amplified colour noise).
+//   - Coloured-light protection (lightEn): a pixel whose saturation (max - min over max, of
+//     255) lies above lightSatLoThr (full weight at lightSatHiThr) and whose level (log2 as for
+//     hlcBaseLog, of its brightest channel) passes the four knots light<Hue>ThrLog (weight 0,
+//     1/3, 2/3, 1; the knots of the two hues nearest its own, of red, yellow, green, cyan, blue
+//     and magenta, blended by hue) is taken for a coloured lamp: its gain is held where its
+//     brightest channel reaches full scale, so it is not clipped towards white, and its chroma
+//     is exempt from the saturation control.
 // The curve is evaluated at the block centres and the gains interpolated between them.
 // R, G and B are multiplied by the gain, which keeps the hue.
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <vector>
 
 #include "rgb_lanes.h"
@@ -41,17 +61,25 @@ constexpr int kGridDivisions = 16;    // blocks along the shorter side
 constexpr int kMinBlock = 4, kMaxBlock = 64;
 constexpr int kTable = 1024;           // gain table over the local mean
 constexpr float kCurve2Blend = 0.05f;  // curve 1 changes factor over +-this about curve2Thr
+constexpr float kEntropyUnit = 1024.0f;
+constexpr float kFullEntropy = 8.0f;  // bits of a histogram spread evenly over 256 levels
+constexpr int kHistogramLevels = 256;
+constexpr int kHistogramStep = 4;           // every fourth pixel of every fourth row
+constexpr float kSatGainUnit = 64.0f;       // satThrGainUp, satThrGainDown
+constexpr float kSaturationSteps = 255.0f;  // lightSat{Hi,Lo}Thr
+constexpr int kLevelTable = 1024;           // log2 level over the brightest channel
 
 struct Curve {
   std::vector<float> gain;      // over the local mean 0..1, kTable + 1 entries
   std::vector<float> loWeight;  // 1 in curve 1's shadow segment, 0 above (chroma handling)
 };
 
-Curve buildCurve(const TDatabaseWideDynamicRange_5_2_1 &state) {
+Curve buildCurve(const TDatabaseWideDynamicRange_5_2_1 &state, float entropyFactor) {
   Curve curve;
   curve.gain.resize(kTable + 1);
   curve.loWeight.assign(kTable + 1, 0.0f);
-  const float k = state.strength / kStrengthUnit * (state.lowStrength / kLowStrengthUnit);
+  const float k =
+      state.strength / kStrengthUnit * (state.lowStrength / kLowStrengthUnit) * entropyFactor;
   const float exponent = 1.0f / (1.0f + k);
   const float deGamma = state.deGamma > 0 ? state.deGamma : 1.0f;
   const float ratio = std::max(state.ratioActual, 1.0f);
@@ -102,6 +130,83 @@ Taps taps(int pixels, int block, int blocks) {
   return t;
 }
 
+// The strength factor of a frame from its luma histogram.
+float entropyFactor(const TDatabaseWideDynamicRange_5_2_1 &state,
+                    const std::vector<uint32_t> &histogram) {
+  uint64_t total = 0;
+  for (uint32_t count : histogram) total += count;
+  if (total == 0) return 1.0f;
+  double entropy = 0;
+  for (uint32_t count : histogram)
+    if (count != 0) {
+      const double p = static_cast<double>(count) / total;
+      entropy -= p * std::log2(p);
+    }
+  const float deficit = kFullEntropy - static_cast<float>(entropy);
+  return std::max(0.0f, (state.entropyBase + state.entropySlope * deficit) / kEntropyUnit);
+}
+
+// Coloured-lamp detection.
+struct LampDetector {
+  float satLow = 0, satHigh = 0;  // saturation 0..1
+  float knots[6][4] = {};         // log2 levels of red, yellow, green, cyan, blue, magenta
+  std::vector<float> level;       // log2 level over the brightest channel, kLevelTable + 1
+};
+
+LampDetector lampDetector(const TDatabaseWideDynamicRange_5_2_1 &state, float deGamma,
+                          float ratio) {
+  LampDetector d;
+  d.satLow = state.lightSatLoThr / kSaturationSteps;
+  d.satHigh = state.lightSatHiThr / kSaturationSteps;
+  const float *hues[6] = {state.lightRedThrLog,  state.lightYellowThrLog, state.lightGreenThrLog,
+                          state.lightCyanThrLog, state.lightBlueThrLog,   state.lightMagentaThrLog};
+  // Knots out of order are taken as rising: a later knot is never below an earlier one.
+  for (int h = 0; h < 6; ++h)
+    for (int i = 0; i < 4; ++i)
+      d.knots[h][i] = i == 0 ? hues[h][0] : std::max(hues[h][i], d.knots[h][i - 1]);
+  d.level.resize(kLevelTable + 1);
+  const float offset = std::log2(kCodes * ratio);
+  for (int i = 0; i <= kLevelTable; ++i) {
+    const float encoded = std::max(static_cast<float>(i), 0.25f) / kLevelTable;
+    d.level[i] = deGamma * std::log2(encoded) + offset;
+  }
+  return d;
+}
+
+// How surely pixel p (R, G, B) is a coloured lamp, 0..1.
+float lampWeight(const LampDetector &d, const float *p) {
+  const float high = std::max({p[0], p[1], p[2]}), low = std::min({p[0], p[1], p[2]});
+  if (high <= 0) return 0;
+  const float saturation = (high - low) / high;
+  if (saturation < d.satLow || saturation <= 0) return 0;
+  const float satWeight = d.satHigh > d.satLow
+                              ? std::min((saturation - d.satLow) / (d.satHigh - d.satLow), 1.0f)
+                              : 1.0f;
+  // Hue 0 .. 6 from red over yellow, green, cyan, blue and magenta.
+  const float span = high - low;
+  float hue = high == p[0]   ? (p[1] - p[2]) / span
+              : high == p[1] ? 2 + (p[2] - p[0]) / span
+                             : 4 + (p[0] - p[1]) / span;
+  if (hue < 0) hue += 6;
+  const int h0 = std::min(static_cast<int>(hue), 5), h1 = (h0 + 1) % 6;
+  const float t = hue - h0;
+  float knot[4];
+  for (int i = 0; i < 4; ++i) knot[i] = d.knots[h0][i] + t * (d.knots[h1][i] - d.knots[h0][i]);
+  const float level = d.level[std::min(static_cast<int>(high * kLevelTable + 0.5f), kLevelTable)];
+  float levelWeight;
+  if (level <= knot[0]) {
+    levelWeight = 0;
+  } else if (level >= knot[3]) {
+    levelWeight = 1;
+  } else {
+    int i = 0;
+    while (i < 2 && level >= knot[i + 1]) ++i;
+    const float width = knot[i + 1] - knot[i];
+    levelWeight = (i + (width > 0 ? (level - knot[i]) / width : 1.0f)) / 3;
+  }
+  return satWeight * levelWeight;
+}
+
 }  // namespace
 
 bool stageWideDynamicRange_5_2_1(const RgbImage &in, const TDatabaseWideDynamicRange_5_2_1 &state,
@@ -110,13 +215,13 @@ bool stageWideDynamicRange_5_2_1(const RgbImage &in, const TDatabaseWideDynamicR
   const int width = in.width, height = in.height;
   const float coef[3] = {state.wdrRgbCoef[0] / kCoefUnit, state.wdrRgbCoef[1] / kCoefUnit,
                          state.wdrRgbCoef[2] / kCoefUnit};
-  const Curve curve = buildCurve(state);
   const bool curve1 = state.wdrCurveSelect == 1;
   const float loSat = std::clamp(state.curve2LoSat, 0.0f, 1.0f);
   const float contrast = state.contrast / kContrastUnit;
   const float darkLevel = state.darkAttentionLevel / kLumaSteps;
   const float fixedWeight = std::min(state.fixedWeight / kCoefUnit, 1.0f);
   const float lightness = std::min(state.wdrLightnessWeight / kCoefUnit, 1.0f);
+  const bool entropy = state.entropyEnable != 0;
 
   // Mean luma per block.
   const int block = std::clamp(std::min(width, height) / kGridDivisions, kMinBlock, kMaxBlock);
@@ -139,8 +244,13 @@ bool stageWideDynamicRange_5_2_1(const RgbImage &in, const TDatabaseWideDynamicR
       drive[x] = luma + lightness * (std::max({p[0], p[1], p[2]}) - luma);
     }
   };
-  // Sums of the drive per row and block on every core, then down each block's rows.
+  // Sums of the drive per row and block on every core, then down each block's rows; the
+  // histogram of the sampled rows, each row its own, added up after (in a fixed order).
   std::vector<float> rowSums(static_cast<size_t>(height) * columns);
+  std::vector<uint32_t> rowHistograms(
+      entropy
+          ? static_cast<size_t>((height + kHistogramStep - 1) / kHistogramStep) * kHistogramLevels
+          : 0);
   parallelRows(height, [&](int first, int last) {
     std::vector<float> drive(width);
     for (int y = first; y < last; ++y) {
@@ -156,8 +266,18 @@ bool stageWideDynamicRange_5_2_1(const RgbImage &in, const TDatabaseWideDynamicR
         for (; x < x1; ++x) partial[0] += drive[x];
         sums[bx] = (partial[0] + partial[1]) + (partial[2] + partial[3]);
       }
+      if (entropy && y % kHistogramStep == 0) {
+        uint32_t *bins = &rowHistograms[static_cast<size_t>(y / kHistogramStep) * kHistogramLevels];
+        for (int x = 0; x < width; x += kHistogramStep)
+          ++bins[std::clamp(static_cast<int>(drive[x] * (kHistogramLevels - 1) + 0.5f), 0,
+                            kHistogramLevels - 1)];
+      }
     }
   });
+  std::vector<uint32_t> histogram(kHistogramLevels, 0);
+  for (size_t i = 0; i < rowHistograms.size(); ++i)
+    histogram[i % kHistogramLevels] += rowHistograms[i];
+  const Curve curve = buildCurve(state, entropy ? entropyFactor(state, histogram) : 1.0f);
   for (int by = 0; by < rows; ++by) {
     const int y0 = by * block, y1 = std::min(y0 + block, height);
     for (int bx = 0; bx < columns; ++bx) {
@@ -196,6 +316,22 @@ bool stageWideDynamicRange_5_2_1(const RgbImage &in, const TDatabaseWideDynamicR
     loGrid[i] = lookUp(curve.loWeight, curveInput[i]);
   }
 
+  // Halo suppression, saturation control and lamp detection.
+  const float diffLow = state.diffLow;
+  const float diffScale = state.diffHigh > diffLow ? 1.0f / (state.diffHigh - diffLow) : 1e6f;
+  const float satUp = state.satThrGainUp / kSatGainUnit;
+  const float satScale = state.satThrGainDown > state.satThrGainUp
+                             ? kSatGainUnit / (state.satThrGainDown - state.satThrGainUp)
+                             : 1e6f;
+  const float satLoss = 1.0f - state.satRange;
+  const bool saturationControl = satLoss != 0;
+  const bool lamps = state.lightEn != 0;
+  const LampDetector detector = lamps
+                                    ? lampDetector(state, state.deGamma > 0 ? state.deGamma : 1.0f,
+                                                   std::max(state.ratioActual, 1.0f))
+                                    : LampDetector{};
+  const bool chromaForm = curve1 || saturationControl;
+
   const Taps tx = taps(width, block, columns), ty = taps(height, block, rows);
   const bool detail = contrast != 1.0f;
   out = in.sameShape();
@@ -205,6 +341,7 @@ bool stageWideDynamicRange_5_2_1(const RgbImage &in, const TDatabaseWideDynamicR
     // Per pixel of the row, padded to whole groups of four.
     const size_t padded = vector4::roundUp(width);
     std::vector<float> gains(padded), locals(padded), shadows(padded), drives(padded);
+    std::vector<float> lampWeights(lamps ? padded : 0), lampCaps(lamps ? padded : 0);
     for (int y = first; y < last; ++y) {
       const size_t r0 = static_cast<size_t>(ty.near[y]) * columns;
       const size_t r1 = static_cast<size_t>(ty.far[y]) * columns;
@@ -220,29 +357,56 @@ bool stageWideDynamicRange_5_2_1(const RgbImage &in, const TDatabaseWideDynamicR
         const int a = tx.near[x], b = tx.far[x];
         const float wx = tx.weight[x];
         gains[x] = rowGain[a] + wx * (rowGain[b] - rowGain[a]);
-        if (detail) locals[x] = rowLocal[a] + wx * (rowLocal[b] - rowLocal[a]);
+        locals[x] = rowLocal[a] + wx * (rowLocal[b] - rowLocal[a]);
         if (curve1) shadows[x] = rowLo[a] + wx * (rowLo[b] - rowLo[a]);
       }
-      if (detail) driveRow(in.pixel(0, y), drives.data());
       const float *p = in.pixel(0, y);
+      driveRow(p, drives.data());
+      if (lamps)
+        for (int x = 0; x < width; ++x) {
+          const float *pixel = p + 3 * x;
+          lampWeights[x] = lampWeight(detector, pixel);
+          // The gain at which the brightest channel reaches full scale.
+          lampCaps[x] = 1.0f / std::max({pixel[0], pixel[1], pixel[2], 1e-3f});
+        }
       float *q = out.pixel(0, y);
       using vector4::splat;
       using vector4::Vec;
       auto apply = [&](const rgb_lanes::Rgb &v, int x) {
         const Vec luma = splat(coef[0]) * v.r + splat(coef[1]) * v.g + splat(coef[2]) * v.b;
         Vec gain = vector4::load(&gains[x]);
+        const Vec drive = vector4::load(&drives[x]), local = vector4::load(&locals[x]);
+        const Vec difference = vector4::abs(drive - local);
+        const auto far = difference > splat(diffLow);
+        if (far[0] | far[1] | far[2] | far[3]) {
+          // Towards the curve's gain at the pixel's own drive.
+          Vec own;
+          for (int k = 0; k < vector4::kLanes; ++k) own[k] = lookUp(curve.gain, drive[k]);
+          const Vec w = rgb_lanes::clamp((difference - splat(diffLow)) * splat(diffScale), 0, 1);
+          gain = gain + w * (own - gain);
+        }
         if (darkLevel > 0) {
           const Vec fade = luma < splat(darkLevel) ? luma * splat(1.0f / darkLevel) : splat(1.0f);
           gain = splat(1.0f) + (gain - splat(1.0f)) * fade;
         }
+        Vec lamp = splat(0.0f);
+        if (lamps) {
+          lamp = vector4::load(&lampWeights[x]);
+          gain = gain + lamp * (vector4::min(gain, vector4::load(&lampCaps[x])) - gain);
+        }
         Vec shift = splat(0.0f);  // the detail change, the same for R, G and B
-        if (detail)
-          shift = gain * splat(contrast - 1.0f) *
-                  (vector4::load(&drives[x]) - vector4::load(&locals[x]));
-        if (curve1) {
-          // Shadows: luma takes the full gain, chroma only the fraction curve2LoSat of it.
-          const Vec chromaGain =
-              gain + vector4::load(&shadows[x]) * splat(loSat - 1.0f) * (gain - splat(1.0f));
+        if (detail) shift = gain * splat(contrast - 1.0f) * (drive - local);
+        if (chromaForm) {
+          Vec chromaGain = gain;
+          // Curve 1's shadows: luma takes the full gain, chroma only curve2LoSat of it.
+          if (curve1)
+            chromaGain =
+                gain + vector4::load(&shadows[x]) * splat(loSat - 1.0f) * (gain - splat(1.0f));
+          if (saturationControl) {
+            const Vec t = rgb_lanes::clamp((gain - splat(satUp)) * splat(satScale), 0, 1);
+            const Vec kept = splat(1.0f) - splat(satLoss) * t;
+            chromaGain = chromaGain * (kept + lamp * (splat(1.0f) - kept));
+          }
           const Vec base = gain * luma + shift;
           return rgb_lanes::Rgb{rgb_lanes::clamp(base + chromaGain * (v.r - luma), 0.0f, 1.0f),
                                 rgb_lanes::clamp(base + chromaGain * (v.g - luma), 0.0f, 1.0f),
