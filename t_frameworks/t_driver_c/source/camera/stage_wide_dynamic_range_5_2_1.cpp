@@ -103,7 +103,7 @@ Curve buildCurve(const TDatabaseWideDynamicRange_5_2_1 &state, float entropyFact
   return curve;
 }
 
-float lookUp(const std::vector<float> &table, float a) {
+inline float lookUp(const float *table, float a) {
   const float position = std::clamp(a, 0.0f, 1.0f) * kTable;
   const int i = std::min(static_cast<int>(position), kTable - 1);
   return table[i] + (position - i) * (table[i + 1] - table[i]);
@@ -113,6 +113,7 @@ float lookUp(const std::vector<float> &table, float a) {
 struct Taps {
   std::vector<int> near, far;
   std::vector<float> weight;
+  std::vector<int> runStart;  // where each run of pixels between the same two centres begins
 };
 
 Taps taps(int pixels, int block, int blocks) {
@@ -126,7 +127,9 @@ Taps taps(int pixels, int block, int blocks) {
     t.near[i] = std::min(static_cast<int>(position), blocks - 1);
     t.far[i] = std::min(t.near[i] + 1, blocks - 1);
     t.weight[i] = position - t.near[i];
+    if (i == 0 || t.near[i] != t.near[i - 1] || t.far[i] != t.far[i - 1]) t.runStart.push_back(i);
   }
+  t.runStart.push_back(pixels);
   return t;
 }
 
@@ -312,8 +315,8 @@ bool stageWideDynamicRange_5_2_1(const RgbImage &in, const TDatabaseWideDynamicR
   // The curve is read at the block centres; pixels interpolate the gains between them.
   std::vector<float> gainGrid(grid.size()), loGrid(grid.size());
   for (size_t i = 0; i < grid.size(); ++i) {
-    gainGrid[i] = lookUp(curve.gain, curveInput[i]);
-    loGrid[i] = lookUp(curve.loWeight, curveInput[i]);
+    gainGrid[i] = lookUp(curve.gain.data(), curveInput[i]);
+    loGrid[i] = lookUp(curve.loWeight.data(), curveInput[i]);
   }
 
   // Halo suppression, saturation control and lamp detection.
@@ -330,7 +333,6 @@ bool stageWideDynamicRange_5_2_1(const RgbImage &in, const TDatabaseWideDynamicR
                                     ? lampDetector(state, state.deGamma > 0 ? state.deGamma : 1.0f,
                                                    std::max(state.ratioActual, 1.0f))
                                     : LampDetector{};
-  const bool chromaForm = curve1 || saturationControl;
 
   const Taps tx = taps(width, block, columns), ty = taps(height, block, rows);
   const bool detail = contrast != 1.0f;
@@ -340,7 +342,7 @@ bool stageWideDynamicRange_5_2_1(const RgbImage &in, const TDatabaseWideDynamicR
     std::vector<float> rowGain(columns), rowLocal(columns), rowLo(columns);
     // Per pixel of the row, padded to whole groups of four.
     const size_t padded = vector4::roundUp(width);
-    std::vector<float> gains(padded), locals(padded), shadows(padded), drives(padded);
+    std::vector<float> gains(padded), locals(padded), shadows(padded);
     std::vector<float> lampWeights(lamps ? padded : 0), lampCaps(lamps ? padded : 0);
     for (int y = first; y < last; ++y) {
       const size_t r0 = static_cast<size_t>(ty.near[y]) * columns;
@@ -353,15 +355,29 @@ bool stageWideDynamicRange_5_2_1(const RgbImage &in, const TDatabaseWideDynamicR
       }
       // The gains (and local means, shadow weights) of the row's pixels, then the pixels four
       // at a time.
-      for (int x = 0; x < width; ++x) {
-        const int a = tx.near[x], b = tx.far[x];
-        const float wx = tx.weight[x];
-        gains[x] = rowGain[a] + wx * (rowGain[b] - rowGain[a]);
-        locals[x] = rowLocal[a] + wx * (rowLocal[b] - rowLocal[a]);
-        if (curve1) shadows[x] = rowLo[a] + wx * (rowLo[b] - rowLo[a]);
+      // Run by run between the same two block centres, so the loops vectorise.
+      const float *wx = tx.weight.data();
+      for (size_t run = 0; run + 1 < tx.runStart.size(); ++run) {
+        const int x0 = tx.runStart[run], x1 = tx.runStart[run + 1];
+        const int a = tx.near[x0], b = tx.far[x0];
+        const float g0 = rowGain[a], gd = rowGain[b] - g0;
+        const float l0 = rowLocal[a], ld = rowLocal[b] - l0;
+        const float s0 = rowLo[a], sd = rowLo[b] - s0;
+        int x = x0;
+        for (; x + vector4::kLanes <= x1; x += vector4::kLanes) {
+          using namespace vector4;
+          const Vec w = load(wx + x);
+          store(&gains[x], splat(g0) + w * splat(gd));
+          store(&locals[x], splat(l0) + w * splat(ld));
+          if (curve1) store(&shadows[x], splat(s0) + w * splat(sd));
+        }
+        for (; x < x1; ++x) {
+          gains[x] = g0 + wx[x] * gd;
+          locals[x] = l0 + wx[x] * ld;
+          if (curve1) shadows[x] = s0 + wx[x] * sd;
+        }
       }
       const float *p = in.pixel(0, y);
-      driveRow(p, drives.data());
       if (lamps)
         for (int x = 0; x < width; ++x) {
           const float *pixel = p + 3 * x;
@@ -372,16 +388,24 @@ bool stageWideDynamicRange_5_2_1(const RgbImage &in, const TDatabaseWideDynamicR
       float *q = out.pixel(0, y);
       using vector4::splat;
       using vector4::Vec;
+      const float *gainTable = curve.gain.data();
       auto apply = [&](const rgb_lanes::Rgb &v, int x) {
         const Vec luma = splat(coef[0]) * v.r + splat(coef[1]) * v.g + splat(coef[2]) * v.b;
         Vec gain = vector4::load(&gains[x]);
-        const Vec drive = vector4::load(&drives[x]), local = vector4::load(&locals[x]);
+        // The curve's drive, as driveRow makes it.
+        const Vec brightest = vector4::max(vector4::max(v.r, v.g), v.b);
+        const Vec drive = luma + splat(lightness) * (brightest - luma);
+        const Vec local = vector4::load(&locals[x]);
         const Vec difference = vector4::abs(drive - local);
         const auto far = difference > splat(diffLow);
         if (far[0] | far[1] | far[2] | far[3]) {
           // Towards the curve's gain at the pixel's own drive.
+          const Vec position = rgb_lanes::clamp(drive, 0, 1) * splat(kTable);
           Vec own;
-          for (int k = 0; k < vector4::kLanes; ++k) own[k] = lookUp(curve.gain, drive[k]);
+          for (int k = 0; k < vector4::kLanes; ++k) {
+            const int i = std::min(static_cast<int>(position[k]), kTable - 1);
+            own[k] = gainTable[i] + (position[k] - i) * (gainTable[i + 1] - gainTable[i]);
+          }
           const Vec w = rgb_lanes::clamp((difference - splat(diffLow)) * splat(diffScale), 0, 1);
           gain = gain + w * (own - gain);
         }
@@ -396,17 +420,25 @@ bool stageWideDynamicRange_5_2_1(const RgbImage &in, const TDatabaseWideDynamicR
         }
         Vec shift = splat(0.0f);  // the detail change, the same for R, G and B
         if (detail) shift = gain * splat(contrast - 1.0f) * (drive - local);
-        if (chromaForm) {
-          Vec chromaGain = gain;
+        // The share of the gain the chroma keeps, where the gain is high enough to lose some.
+        bool chromaApart = curve1;
+        Vec kept = splat(1.0f);
+        if (saturationControl) {
+          const auto high = gain > splat(satUp);
+          if (high[0] | high[1] | high[2] | high[3]) {
+            const Vec t = rgb_lanes::clamp((gain - splat(satUp)) * splat(satScale), 0, 1);
+            kept = splat(1.0f) - splat(satLoss) * t;
+            kept = kept + lamp * (splat(1.0f) - kept);
+            chromaApart = true;
+          }
+        }
+        if (chromaApart) {
+          Vec chromaGain = gain * kept;
           // Curve 1's shadows: luma takes the full gain, chroma only curve2LoSat of it.
           if (curve1)
             chromaGain =
-                gain + vector4::load(&shadows[x]) * splat(loSat - 1.0f) * (gain - splat(1.0f));
-          if (saturationControl) {
-            const Vec t = rgb_lanes::clamp((gain - splat(satUp)) * splat(satScale), 0, 1);
-            const Vec kept = splat(1.0f) - splat(satLoss) * t;
-            chromaGain = chromaGain * (kept + lamp * (splat(1.0f) - kept));
-          }
+                (gain + vector4::load(&shadows[x]) * splat(loSat - 1.0f) * (gain - splat(1.0f))) *
+                kept;
           const Vec base = gain * luma + shift;
           return rgb_lanes::Rgb{rgb_lanes::clamp(base + chromaGain * (v.r - luma), 0.0f, 1.0f),
                                 rgb_lanes::clamp(base + chromaGain * (v.g - luma), 0.0f, 1.0f),
