@@ -84,6 +84,8 @@ TDatabaseEdgeEnhance_3 defaults() {
   s.skinProcessEn = 1;
   s.strength = 64;
   s.yDownThreshold = 16, s.yUpThreshold = 1000;
+  s.sourceStrength = 256, s.sourceStrengthSkin = 192;
+  s.sharpGainUv = 16;
   s.isYuvDomain = 1;
   return s;
 }
@@ -238,6 +240,41 @@ TEST(StageEdgeEnhance_3, SettingsShapeTheSharpening) {
     ASSERT_EQ(stageEdgeEnhance_3(*c.input, state, FrameContext{}, out), c.changes);
     if (c.changes) c.check(measure(*c.input), measure(out));
   }
+}
+
+// A white bar with a purple fringe two pixels wide beside it, and the same purple far from it.
+TEST(StageEdgeEnhance_3, PurpleFringesBesideBrightEdgesLoseTheirColour) {
+  const Colour purple = {0.45f, 0.2f, 0.55f};
+  const RgbImage scene = testing::makeRgb(kWidth, kHeight, [&](int x, int, int c) {
+    if (x >= 40 && x < 48) return 0.98f;
+    if ((x >= 48 && x < 50) || (x >= 80 && x < 82)) return purple[c];
+    return 0.1f;
+  });
+  // Mean min(Cb, Cr) of columns x0 .. x0 + 1: how purple they are.
+  const auto purpleness = [](const RgbImage &image, int x0) {
+    float sum = 0;
+    for (int y = 0; y < image.height; ++y)
+      for (int x = x0; x < x0 + 2; ++x) {
+        const float *p = image.pixel(x, y);
+        sum += std::min((p[2] - luma(p)) * 0.564f, (p[0] - luma(p)) * 0.713f);
+      }
+    return sum / (2.0f * image.height);
+  };
+  TDatabaseEdgeEnhance_3 state = defaults();
+  state.strength = 0;  // the removal alone
+  state.isDePurple = 1;
+  state.depfCompLumaDiff = 64, state.depfDetectLumaDiff = 128, state.depfDetectLumaTh = 768;
+  state.depfDetectRange = 3, state.depfFixStrength = 128, state.depfSatStrength = 128;
+  const uint16_t limits[4] = {32, 64, 96, 128};
+  std::copy(limits, limits + 4, state.depfLimit);
+  RgbImage out;
+  ASSERT_TRUE(stageEdgeEnhance_3(scene, state, FrameContext{}, out));
+  EXPECT_LT(purpleness(out, 48), 0.4f * purpleness(scene, 48));
+  EXPECT_NEAR(purpleness(out, 80), purpleness(scene, 80), 1e-6f);  // no bright edge near
+  // Beside a bar below the detection level the fringe stays.
+  state.depfDetectLumaTh = 1010;
+  ASSERT_TRUE(stageEdgeEnhance_3(scene, state, FrameContext{}, out));
+  EXPECT_NEAR(purpleness(out, 48), purpleness(scene, 48), 1e-6f);
 }
 
 TEST(StageEdgeEnhance_3, FlatAreasAndHueStay) {

@@ -172,31 +172,39 @@ constexpr InertKey kInertKeys[] = {
     {"EE_3", "isStatistics", "a statistics-view switch of the client; no role in the picture"},
     {"EE_3", "caMode", "the model has one chroma-adaptive mode: gain over the chroma size"},
     {"EE_3", "depfCompLumaDiff",
-     "purple-fringe removal is left to the demosaic stage in the model"},
+     "purple-fringe removal: the simulated lens has no chromatic aberration, so the chart "
+     "shows no purple fringe beside its bright edges"},
     {"EE_3", "depfDetectLumaDiff",
-     "purple-fringe removal is left to the demosaic stage in the model"},
+     "purple-fringe removal: the simulated lens has no chromatic aberration, so the chart "
+     "shows no purple fringe beside its bright edges"},
     {"EE_3", "depfDetectLumaTh",
-     "purple-fringe removal is left to the demosaic stage in the model"},
-    {"EE_3", "depfDetectRange", "purple-fringe removal is left to the demosaic stage in the model"},
-    {"EE_3", "depfFixStrength", "purple-fringe removal is left to the demosaic stage in the model"},
-    {"EE_3", "depfLimit", "purple-fringe removal is left to the demosaic stage in the model"},
-    {"EE_3", "depfSatStrength", "purple-fringe removal is left to the demosaic stage in the model"},
+     "purple-fringe removal: the simulated lens has no chromatic aberration, so the chart "
+     "shows no purple fringe beside its bright edges"},
+    {"EE_3", "depfDetectRange",
+     "purple-fringe removal: the simulated lens has no chromatic aberration, so the chart "
+     "shows no purple fringe beside its bright edges"},
+    {"EE_3", "depfFixStrength",
+     "purple-fringe removal: the simulated lens has no chromatic aberration, so the chart "
+     "shows no purple fringe beside its bright edges"},
+    {"EE_3", "depfLimit",
+     "purple-fringe removal: the simulated lens has no chromatic aberration, so the chart "
+     "shows no purple fringe beside its bright edges"},
+    {"EE_3", "depfSatStrength",
+     "purple-fringe removal: the simulated lens has no chromatic aberration, so the chart "
+     "shows no purple fringe beside its bright edges"},
     {"EE_3", "detailLevel",
      "the detail band has no separate noise gate; coring by gradTh covers it"},
     {"EE_3", "detailPreEnhanceStrength",
      "no pre-enhancement pass: the bands are taken from the luma as it arrives"},
     {"EE_3", "edgeNrLevel", "no noise filter along edges; coring by gradTh covers it"},
     {"EE_3", "edgeUseAuxiDir", "the bands are isotropic; no edge direction is estimated"},
-    {"EE_3", "isDePurple", "purple-fringe removal is left to the demosaic stage in the model"},
+    {"EE_3", "isDePurple",
+     "purple-fringe removal: the simulated lens has no chromatic aberration, so the chart "
+     "shows no purple fringe beside its bright edges"},
     {"EE_3", "sharpCurveLevel",
      "one merge curve (hfMergeCurve) shapes the gain; there are no curve levels"},
-    {"EE_3", "sharpGainUv", "chroma is not sharpened in the model; only the luma is"},
     {"EE_3", "sharpSkinCurveLevel",
      "one merge curve (hfMergeCurveSkin) shapes the skin gain; there are no curve levels"},
-    {"EE_3", "sourceStrength",
-     "the sharpened luma is the input plus the band; no source weighting"},
-    {"EE_3", "sourceStrengthSkin",
-     "the sharpened luma is the input plus the band; no source weighting"},
     // --- 3DNR_4
     {"3DNR_4", "isStatistics", "a statistics-view switch of the client; no role in the picture"},
     {"3DNR_4", "blsExp",

@@ -20,6 +20,23 @@
 //     equal steps in light, so on the display the dark side of an edge deepens more than the
 //     bright side rises. Thresholds and limits then apply to linear luma.
 //   - isDci maps the sharpened luma through dciCurve (65 points, input i x 16, 10-bit out).
+//   - Source weighting, where the band passes coring: the pixel's own fine detail
+//     (Y - blur3(Y)) is kept x sourceStrength / 256 (0 .. 2) before the band is added,
+//     x sourceStrengthSkin / 256 on skin (blended by the skin weight): below 256 the texture
+//     riding on an edge gives way to the edge's boost, so sharpened skin does not turn grainy.
+//     Limits then apply about the weighted luma.
+//   - Chroma sharpening: where the luma is sharpened, the pixel's chroma detail (its R, G, B
+//     less their 3 x 3 binomial blur, less the same of the luma) is added x sharpGainUv / 64,
+//     so colour edges keep pace with the sharpened luma; the luma stays as sharpened.
+//   - Purple-fringe removal (isDePurple), after the sharpening: a pixel within depfDetectRange
+//     pixels (at most 15) of a luma of at least depfDetectLumaTh, that much darker than it by
+//     depfDetectLumaDiff or more (full weight depfCompLumaDiff further on), and purple
+//     (Cb and Cr both above zero; full weight from 4 chroma steps), is corrected twice: its
+//     chroma is lowered by depfSatStrength / 256 about its luma, then depfFixStrength / 256 of
+//     the excess of R and of B over G is taken away (a fringe is the bright edge's red and blue
+//     light displaced by the lens, so it is dimmed as well as greyed). No channel changes by
+//     more than depfLimit (8-bit steps) of the band the bright luma falls in: four bands from
+//     depfDetectLumaTh to full scale, brighter edges allowed larger corrections.
 #include <algorithm>
 #include <cmath>
 #include <vector>
@@ -45,6 +62,11 @@ constexpr float kDciStep = 16.0f;  // input spacing of dciCurve
 // Skin tones in 8-bit chroma steps, and how far from that centre the weight reaches zero.
 constexpr float kSkinCb = -26.0f, kSkinCr = 25.0f, kSkinRadius = 24.0f;
 constexpr int kDomainTable = 4096;
+constexpr float kUvGainUnit = 64.0f;   // sharpGainUv
+constexpr float kSourceUnit = 256.0f;  // sourceStrength, sourceStrengthSkin
+constexpr float kMaxSource = 2.0f;
+constexpr int kMaxFringeReach = 15;   // depfDetectRange, pixels
+constexpr float kPurpleSteps = 4.0f;  // chroma steps over which a pixel becomes purple
 
 // The settings of one kind of pixel (ordinary or skin), in luma 0..1 units.
 struct Shape {
@@ -107,6 +129,64 @@ void blurRow(const float *src, int width, float *b3, float *b5) {
     blur(x, at(x - 2), at(x - 1), src[x], at(x + 1), at(x + 2));
 }
 
+// Purple-fringe removal on image (in place); luma is the picture's luma before the sharpening.
+void removePurpleFringes(const TDatabaseEdgeEnhance_3 &state, const std::vector<float> &luma,
+                         RgbImage &image) {
+  const int width = image.width, height = image.height;
+  const int reach = std::min<int>(state.depfDetectRange, kMaxFringeReach);
+  const float bright = state.depfDetectLumaTh / kSteps;
+  const float darker = state.depfDetectLumaDiff / kSteps;
+  const float ramp = std::max<float>(state.depfCompLumaDiff, 1) / kSteps;
+  const float desaturate = state.depfSatStrength / kGainUnit;
+  const float dim = state.depfFixStrength / kGainUnit;
+  // Brightest luma within reach: along the row, then down the columns.
+  std::vector<float> across(luma.size()), brightest(luma.size());
+  parallelRows(height, [&](int first, int last) {
+    for (int y = first; y < last; ++y) {
+      const float *row = &luma[static_cast<size_t>(y) * width];
+      float *target = &across[static_cast<size_t>(y) * width];
+      for (int x = 0; x < width; ++x) {
+        float m = row[x];
+        for (int k = std::max(x - reach, 0); k <= std::min(x + reach, width - 1); ++k)
+          m = std::max(m, row[k]);
+        target[x] = m;
+      }
+    }
+  });
+  parallelRows(height, [&](int first, int last) {
+    for (int y = first; y < last; ++y) {
+      float *target = &brightest[static_cast<size_t>(y) * width];
+      std::copy_n(&across[static_cast<size_t>(y) * width], width, target);
+      for (int k = std::max(y - reach, 0); k <= std::min(y + reach, height - 1); ++k) {
+        const float *row = &across[static_cast<size_t>(k) * width];
+        for (int x = 0; x < width; ++x) target[x] = std::max(target[x], row[x]);
+      }
+      for (int x = 0; x < width; ++x) {
+        const float high = target[x], own = luma[static_cast<size_t>(y) * width + x];
+        if (high < bright || high - own < darker) continue;
+        float *q = image.pixel(x, y);
+        const float y0 = kKr * q[0] + kKg * q[1] + kKb * q[2];
+        const float cb = (q[2] - y0) * kCbScale * kChromaSteps;
+        const float cr = (q[0] - y0) * kCrScale * kChromaSteps;
+        const float purple = std::min(std::min(cb, cr) / kPurpleSteps, 1.0f);
+        if (purple <= 0) continue;
+        const float weight = purple * std::min((high - own - darker) / ramp, 1.0f);
+        const int band = std::clamp(
+            static_cast<int>((high - bright) / std::max(1.0f - bright, 1e-6f) * 4), 0, 3);
+        const float limit = state.depfLimit[band] / kChromaSteps;
+        float fixed[3];
+        const float keep = 1.0f - std::min(weight * desaturate, 1.0f);
+        for (int c = 0; c < 3; ++c) fixed[c] = y0 + keep * (q[c] - y0);
+        const float take = std::min(weight * dim, 1.0f);
+        fixed[0] -= take * std::max(fixed[0] - fixed[1], 0.0f);
+        fixed[2] -= take * std::max(fixed[2] - fixed[1], 0.0f);
+        for (int c = 0; c < 3; ++c)
+          q[c] = std::clamp(std::clamp(fixed[c], q[c] - limit, q[c] + limit), 0.0f, 1.0f);
+      }
+    }
+  });
+}
+
 }  // namespace
 
 bool stageEdgeEnhance_3(const RgbImage &in, const TDatabaseEdgeEnhance_3 &state,
@@ -114,7 +194,8 @@ bool stageEdgeEnhance_3(const RgbImage &in, const TDatabaseEdgeEnhance_3 &state,
   if (state.state == 0) return false;
   const float strength = state.strength / kStrengthUnity;
   const bool sharpens = strength > 0 && (state.detailScaler > 0 || state.edgeScaler > 0);
-  if (!sharpens && !state.isDci) return false;
+  const bool dePurple = state.isDePurple != 0;
+  if (!sharpens && !state.isDci && !dePurple) return false;
   const int width = in.width, height = in.height;
 
   const bool useCurve = state.isCurve != 0;
@@ -149,12 +230,19 @@ bool stageEdgeEnhance_3(const RgbImage &in, const TDatabaseEdgeEnhance_3 &state,
   // Settings read per pixel, as locals the compiler can keep in registers.
   const bool chromaAdaptive = state.isCa != 0, limits = state.isSharpLimit != 0;
   const bool neighbourhoodLimits = state.sharpLimitType == 1, dci = state.isDci != 0;
+  const float uvGain = state.sharpGainUv / kUvGainUnit;
+  const float sourceKeep = std::min(state.sourceStrength / kSourceUnit, kMaxSource);
+  const float skinSourceKeep =
+      skinStrength > 0 ? std::min(state.sourceStrengthSkin / kSourceUnit, kMaxSource) : sourceKeep;
+  // The encoded luma of the input, kept for the purple-fringe removal.
+  std::vector<float> fringeLuma(dePurple ? static_cast<size_t>(width) * height : 0);
   const float cbLow = state.cbDownThreshold, cbHigh = state.cbUpThreshold;
   const float crLow = state.crDownThreshold, crHigh = state.crUpThreshold;
   const float *source = in.data.data();
   float *target = out.data.data();
   parallelRows(height, [&](int first, int last) {
-    std::vector<float> bands(width);  // the row's band sum, before coring
+    std::vector<float> bands(width);    // the row's band sum, before coring
+    std::vector<float> details(width);  // the row's Y - blur3(Y)
     // The luma rows the 5 x 5 blur reaches and their row blurs, in rings of five rows made
     // as the band goes down, so the picture is read once while its rows are still cached.
     constexpr int kRing = 5;
@@ -171,6 +259,8 @@ bool stageEdgeEnhance_3(const RgbImage &in, const TDatabaseEdgeEnhance_3 &state,
         store(l + x, splat(kKr) * v.r + splat(kKg) * v.g + splat(kKb) * v.b);
       }
       for (; x < width; ++x, p += 3) l[x] = kKr * p[0] + kKg * p[1] + kKb * p[2];
+      if (dePurple && y >= first && y < last)  // each band keeps its own rows
+        std::copy_n(l, width, &fringeLuma[static_cast<size_t>(y) * width]);
       if (linearDomain)
         for (x = 0; x < width; ++x)
           l[x] = interpolate(decode.data(), l[x] * kDomainTable, kDomainTable);
@@ -192,6 +282,7 @@ bool stageEdgeEnhance_3(const RgbImage &in, const TDatabaseEdgeEnhance_3 &state,
         const float b5 =
             0.0625f * (R5[0][x] + R5[4][x]) + 0.25f * (R5[1][x] + R5[3][x]) + 0.375f * R5[2][x];
         bands[x] = (L[2][x] - b3) * detailScale + (b3 - b5) * edgeScale;
+        details[x] = L[2][x] - b3;
       };
       int x = 0;
       for (; x + vector4::kLanes <= width; x += vector4::kLanes) {
@@ -203,6 +294,7 @@ bool stageEdgeEnhance_3(const RgbImage &in, const TDatabaseEdgeEnhance_3 &state,
                        splat(0.375f) * load(R5[2] + x);
         store(bands.data() + x,
               (load(L[2] + x) - b3) * splat(detailScale) + (b3 - b5) * splat(edgeScale));
+        store(details.data() + x, load(L[2] + x) - b3);
       }
       for (; x < width; ++x) band(x);
       for (x = 0; x < width; ++x) {
@@ -220,7 +312,7 @@ bool stageEdgeEnhance_3(const RgbImage &in, const TDatabaseEdgeEnhance_3 &state,
         }
         const float encodedY = kKr * p[0] + kKg * p[1] + kKb * p[2];
         float level = L[2][x];
-        bool changed = false;
+        bool changed = false, boosted = false;
         if (sharpens && encodedY >= yLow && encodedY <= yHigh) {
           const float hf = bands[x];
           float delta = 0;
@@ -234,6 +326,13 @@ bool stageEdgeEnhance_3(const RgbImage &in, const TDatabaseEdgeEnhance_3 &state,
               const float dcb = cb - kSkinCb, dcr = cr - kSkinCr;
               const float distance = std::sqrt(dcb * dcb + dcr * dcr);
               skinWeight = std::clamp(skinStrength * (1 - distance / kSkinRadius), 0.0f, 1.0f);
+            }
+            // The pixel's own fine detail, weighted.
+            const float keep = sourceKeep + skinWeight * (skinSourceKeep - sourceKeep);
+            if (keep != 1.0f) {
+              const float change = (keep - 1.0f) * details[x];
+              level += change;
+              changed = change != 0;
             }
             delta = boost(normal, hf);
             if (skinWeight > 0) {
@@ -258,7 +357,8 @@ bool stageEdgeEnhance_3(const RgbImage &in, const TDatabaseEdgeEnhance_3 &state,
             delta = std::clamp(level + delta, low - limitDown, high + limitUp) - level;
           }
           level += delta;
-          changed = delta != 0;
+          boosted = delta != 0;
+          changed = changed || boosted;
         }
         if (!changed && !dci) {  // nothing added: the pixel passes as it is
           q[0] = p[0], q[1] = p[1], q[2] = p[2];
@@ -270,10 +370,29 @@ bool stageEdgeEnhance_3(const RgbImage &in, const TDatabaseEdgeEnhance_3 &state,
           newY = interpolate(dciCurve, std::clamp(newY, 0.0f, 1.0f) * kSteps / kDciStep,
                              kCurvePoints - 1);
         const float shift = newY - encodedY;
-        for (int c = 0; c < 3; ++c) q[c] = std::clamp(p[c] + shift, 0.0f, 1.0f);
+        float colour[3] = {0, 0, 0};
+        if (boosted && uvGain != 0) {
+          // The chroma detail: each channel's and the luma's difference to their 3 x 3 blur.
+          const int xl = std::max(x - 1, 0), xr = std::min(x + 1, width - 1);
+          const int yu = std::max(y - 1, 0), yd = std::min(y + 1, height - 1);
+          const float *rows[3] = {source + static_cast<size_t>(yu) * width * 3, p - x * 3,
+                                  source + static_cast<size_t>(yd) * width * 3};
+          for (int c = 0; c < 3; ++c) {
+            float blur = 0;
+            for (int k = 0; k < 3; ++k)
+              blur +=
+                  (k == 1 ? 0.5f : 0.25f) *
+                  (0.25f * (rows[k][xl * 3 + c] + rows[k][xr * 3 + c]) + 0.5f * rows[k][x * 3 + c]);
+            colour[c] = p[c] - blur;
+          }
+          const float lumaDetail = kKr * colour[0] + kKg * colour[1] + kKb * colour[2];
+          for (float &c : colour) c = uvGain * (c - lumaDetail);
+        }
+        for (int c = 0; c < 3; ++c) q[c] = std::clamp(p[c] + shift + colour[c], 0.0f, 1.0f);
       }
     }
   });
+  if (dePurple) removePurpleFringes(state, fringeLuma, out);
   return true;
 }
 
