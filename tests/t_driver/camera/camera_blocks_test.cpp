@@ -478,5 +478,21 @@ TEST(CameraBlocks, EachBlockMovesItsPropertyOfTheFrame) {
   }
 }
 
+// The RGB-IR sensor's colour sites see the infrared as its infrared sites do; the separation
+// at its shipped matrix takes it away again, so the rebuilt Bayer frame reads as the Bayer
+// sensor's does: a grey patch, and the red patch, whose dyes reflect the most infrared.
+TEST(CameraBlocks, RgbIrSeparationAtItsDefaultsMatchesTheBayerSensor) {
+  double level[2][2];
+  for (int type = 0; type < 2; ++type) {
+    Rig rig;
+    rig.sensorMode().type = type;
+    rig.restart();
+    const Frame frame = rig.get("RGBIR_1_1");
+    level[type][0] = mosaicMean(frame, inner(kChart.patches[21]));
+    level[type][1] = mosaicMean(frame, inner(kChart.patches[14]), TDRIVER_CFA_RED);
+  }
+  for (int i = 0; i < 2; ++i) EXPECT_NEAR(level[1][i] / level[0][i], 1.0, 0.05) << i;
+}
+
 }  // namespace
 }  // namespace tcamera
