@@ -274,6 +274,7 @@ std::vector<Context> contextsFor(const std::string &category) {
       {"WDR_5_2_1",
        {{{"WDR_5_2_1", "wdrCurveSelect", "1"}},
         {{"WDR_5_2_1", "hlcBaseLog", "8"}},
+        {{"WDR_5_2_1", "flatMode", "true"}},
         {{"WDR_5_2_1", "lightEn", "true"},
          {"WDR_5_2_1", "strength", "255"},
          {"WDR_5_2_1", "lowStrength", "1024"}}}},

@@ -193,6 +193,17 @@ TEST(StageWideDynamicRange_5_2_1, LocalCurveLiftsShadows) {
          const float edge = measure(out, kWidth / 2, kWidth / 2 + 4).mean;
          EXPECT_GT(edge, measure(reference, kWidth / 2, kWidth / 2 + 4).mean + 0.02f);
        }},
+      {"flat areas take the flat class's extra gain, textured ones do not", &grey,
+       [](auto &s) {
+         s.flatLevel = 8;  // the shadow's checker steps by 10 (8-bit), the light is flat
+         for (auto &row : s.flatLevelInc) std::fill(std::begin(row), std::end(row), 32);
+       },
+       true,
+       [&](const RgbImage &, const RgbImage &out) {
+         // A gain of 1 + 32 / 256 on the light, none on the shadow.
+         EXPECT_NEAR(lightOf(out).mean, 1.125f * lightOf(reference).mean, 0.01f);
+         EXPECT_NEAR(shadowOf(out).mean, shadowRef.mean, 0.002f);
+       }},
       {"curve 1 without shadow factor keeps the shadow", &grey,
        [](auto &s) {
          s.wdrCurveSelect = 1;

@@ -22,6 +22,12 @@
 //   - The gain is held within minGain .. maxGain (256 = 1.0) and rises from 1 at black to its
 //     full value at darkAttentionLevel (8-bit luma), so the noise floor is not lifted.
 //   - contrast (512 = 1.0) scales the pixel's detail about its local mean.
+//   - Flat areas: a block's activity is the mean step between neighbouring pixels of its rows
+//     (drive, 8-bit steps). Against flatLevel (flatMode 0), or for every block the frame's mean
+//     activity against flatLevelGlobal (flatMode 1), it falls in flatness class 3 (below a
+//     quarter of the level), 2, 1 or 0 (below the level), or in none; the block's gain then
+//     rises by flatLevelInc[class] / 256, read over its curve input in 17 bins: flat areas
+//     have no detail for a stronger curve to flatten, so they may take more lift.
 //   - Halo suppression: where the pixel's drive differs from its local mean by more than
 //     diffLow (full scale = 1), its gain moves towards the curve's gain at its own drive, all the
 //     way at diffHigh; so a bright object in a dark block (or a dark one in a bright block) is
@@ -68,6 +74,8 @@ constexpr int kHistogramStep = 4;           // every fourth pixel of every fourt
 constexpr float kSatGainUnit = 64.0f;       // satThrGainUp, satThrGainDown
 constexpr float kSaturationSteps = 255.0f;  // lightSat{Hi,Lo}Thr
 constexpr int kLevelTable = 1024;           // log2 level over the brightest channel
+constexpr int kFlatClasses = 4, kFlatBins = 17;
+constexpr float kFlatIncUnit = 256.0f;  // flatLevelInc: 256 = a gain of 1.0 more
 
 struct Curve {
   std::vector<float> gain;      // over the local mean 0..1, kTable + 1 entries
@@ -131,6 +139,21 @@ Taps taps(int pixels, int block, int blocks) {
   }
   t.runStart.push_back(pixels);
   return t;
+}
+
+// The gain a block of flatness class (3 flattest .. 0; -1 none) adds at curve input a.
+float flatIncrement(const TDatabaseWideDynamicRange_5_2_1 &state, int flatClass, float a) {
+  if (flatClass < 0) return 0;
+  const float position = std::clamp(a, 0.0f, 1.0f) * (kFlatBins - 1);
+  const int i = std::min(static_cast<int>(position), kFlatBins - 2);
+  const uint8_t *row = state.flatLevelInc[flatClass];
+  return (row[i] + (position - i) * (row[i + 1] - row[i])) / kFlatIncUnit;
+}
+
+// The flatness class of an activity against a level (8-bit steps).
+int flatClassOf(float activity, float level) {
+  if (level <= 0 || activity >= level) return -1;
+  return kFlatClasses - 1 - std::min(static_cast<int>(activity / level * kFlatClasses), 3);
 }
 
 // The strength factor of a frame from its luma histogram.
@@ -250,6 +273,11 @@ bool stageWideDynamicRange_5_2_1(const RgbImage &in, const TDatabaseWideDynamicR
   // Sums of the drive per row and block on every core, then down each block's rows; the
   // histogram of the sampled rows, each row its own, added up after (in a fixed order).
   std::vector<float> rowSums(static_cast<size_t>(height) * columns);
+  bool flat = false;
+  for (const auto &row : state.flatLevelInc)
+    for (uint8_t increment : row) flat = flat || increment != 0;
+  // Sums of the steps between neighbouring pixels per row and block (the block's activity).
+  std::vector<float> rowSteps(flat ? static_cast<size_t>(height) * columns : 0);
   std::vector<uint32_t> rowHistograms(
       entropy
           ? static_cast<size_t>((height + kHistogramStep - 1) / kHistogramStep) * kHistogramLevels
@@ -269,6 +297,19 @@ bool stageWideDynamicRange_5_2_1(const RgbImage &in, const TDatabaseWideDynamicR
         for (; x < x1; ++x) partial[0] += drive[x];
         sums[bx] = (partial[0] + partial[1]) + (partial[2] + partial[3]);
       }
+      if (flat) {
+        float *steps = &rowSteps[static_cast<size_t>(y) * columns];
+        for (int bx = 0; bx < columns; ++bx) {
+          const int x0 = std::max(bx * block, 1), x1 = std::min(bx * block + block, width);
+          vector4::Vec partial = vector4::splat(0.0f);
+          int x = x0;
+          for (; x + vector4::kLanes <= x1; x += vector4::kLanes)
+            partial += vector4::abs(vector4::load(&drive[x]) - vector4::load(&drive[x - 1]));
+          float sum = (partial[0] + partial[1]) + (partial[2] + partial[3]);
+          for (; x < x1; ++x) sum += std::fabs(drive[x] - drive[x - 1]);
+          steps[bx] = sum;
+        }
+      }
       if (entropy && y % kHistogramStep == 0) {
         uint32_t *bins = &rowHistograms[static_cast<size_t>(y / kHistogramStep) * kHistogramLevels];
         for (int x = 0; x < width; x += kHistogramStep)
@@ -281,6 +322,7 @@ bool stageWideDynamicRange_5_2_1(const RgbImage &in, const TDatabaseWideDynamicR
   for (size_t i = 0; i < rowHistograms.size(); ++i)
     histogram[i % kHistogramLevels] += rowHistograms[i];
   const Curve curve = buildCurve(state, entropy ? entropyFactor(state, histogram) : 1.0f);
+  std::vector<float> activity(flat ? grid.size() : 0);
   for (int by = 0; by < rows; ++by) {
     const int y0 = by * block, y1 = std::min(y0 + block, height);
     for (int bx = 0; bx < columns; ++bx) {
@@ -289,6 +331,12 @@ bool stageWideDynamicRange_5_2_1(const RgbImage &in, const TDatabaseWideDynamicR
       const int x0 = bx * block, x1 = std::min(x0 + block, width);
       grid[static_cast<size_t>(by) * columns + bx] =
           sum / static_cast<float>((x1 - x0) * (y1 - y0));
+      if (flat) {
+        float steps = 0;
+        for (int y = y0; y < y1; ++y) steps += rowSteps[static_cast<size_t>(y) * columns + bx];
+        const int count = std::max((x1 - std::max(x0, 1)) * (y1 - y0), 1);
+        activity[static_cast<size_t>(by) * columns + bx] = steps / count * kLumaSteps;
+      }
     }
   }
   // Smooth the grid (1 2 1 both ways, clamped) and blend in the frame's mean.
@@ -314,9 +362,20 @@ bool stageWideDynamicRange_5_2_1(const RgbImage &in, const TDatabaseWideDynamicR
 
   // The curve is read at the block centres; pixels interpolate the gains between them.
   std::vector<float> gainGrid(grid.size()), loGrid(grid.size());
+  int frameClass = -1;  // flatMode 1: the class of the frame as a whole
+  if (flat && state.flatMode) {
+    double sum = 0;
+    for (float a : activity) sum += a;
+    frameClass = flatClassOf(static_cast<float>(sum / activity.size()), state.flatLevelGlobal);
+  }
+  const float maxGain = std::max(state.maxGain, state.minGain) / kGainUnit;
   for (size_t i = 0; i < grid.size(); ++i) {
     gainGrid[i] = lookUp(curve.gain.data(), curveInput[i]);
     loGrid[i] = lookUp(curve.loWeight.data(), curveInput[i]);
+    if (flat) {
+      const int flatClass = state.flatMode ? frameClass : flatClassOf(activity[i], state.flatLevel);
+      gainGrid[i] = std::min(gainGrid[i] + flatIncrement(state, flatClass, curveInput[i]), maxGain);
+    }
   }
 
   // Halo suppression, saturation control and lamp detection.
