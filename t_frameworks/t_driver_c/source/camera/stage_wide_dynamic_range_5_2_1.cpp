@@ -7,14 +7,15 @@
 //     (about a sixteenth of the frame's shorter side), smoothed and interpolated; fixedWeight
 //     (of 256) pulls the curve's input towards the frame's mean, a more global curve.
 //   - Curve 0: the local mean A is mapped to A^(1 / (1 + k)), k = strength / 255 x
-//     lowStrength / 256 (x the entropy factor); the gain is that over A.
+//     lowStrength / 256 (x the entropy factor); the gain is that over A. Curve 1
+//     (wdrCurveSelect) scales curve 0's lift by curve2LoFactor below the local mean curve2Thr
+//     and by curve2HiFactor above, and lets the chroma of lifted shadows follow the gain only
+//     by the fraction curve2LoSat.
 //   - Entropy-adaptive strength (entropyEnable): a frame whose luma histogram (256 levels of
 //     the drive, every fourth pixel of every fourth row) has entropy H bits is tone mapped with
 //     k scaled by (entropyBase + entropySlope x (8 - H)) / 1024: a frame whose tones crowd into
 //     a few levels (deep shadows beside bright areas) gets a stronger curve than one whose
-//     tones spread evenly (H = 8). Curve 1 (wdrCurveSelect) scales curve 0's
-//     lift by curve2LoFactor below the local mean curve2Thr and by curve2HiFactor above, and
-//     lets the chroma of lifted shadows follow the gain only by the fraction curve2LoSat.
+//     tones spread evenly (H = 8).
 //   - Highlight compression above the level 2^hlcBaseLog (log2 of linear light in 12-bit
 //     codes times the exposure ratio ratioActual of merged frames; linear = encoded^deGamma):
 //     the gain falls as 1 / (1 + highStrength / 255 x hlcSlope / 32 x the distance above it,
@@ -26,8 +27,9 @@
 //     (drive, 8-bit steps). Against flatLevel (flatMode 0), or for every block the frame's mean
 //     activity against flatLevelGlobal (flatMode 1), it falls in flatness class 3 (below a
 //     quarter of the level), 2, 1 or 0 (below the level), or in none; the block's gain then
-//     rises by flatLevelInc[class] / 256, read over its curve input in 17 bins: flat areas
-//     have no detail for a stronger curve to flatten, so they may take more lift.
+//     rises by flatLevelInc[class] / 256 (up to maxGain), read over its curve input in 17
+//     bins: flat areas have no detail for a stronger curve to flatten, so they may take more
+//     lift.
 //   - Halo suppression: where the pixel's drive differs from its local mean by more than
 //     diffLow (full scale = 1), its gain moves towards the curve's gain at its own drive, all the
 //     way at diffHigh; so a bright object in a dark block (or a dark one in a bright block) is
@@ -43,7 +45,8 @@
 //     brightest channel reaches full scale, so it is not clipped towards white, and its chroma
 //     is exempt from the saturation control.
 // The curve is evaluated at the block centres and the gains interpolated between them.
-// R, G and B are multiplied by the gain, which keeps the hue.
+// R, G and B are multiplied by the gain, which keeps the hue (the chroma by less where the
+// saturation control or curve 1 say so).
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
