@@ -158,6 +158,84 @@ TEST_F(JsonTest, ParsedTextsPrintBackAndKeepNumberKinds) {
   }
 }
 
+// A walk's events as text; numbers given typed are printed through a node of their own type,
+// so that both ways of handing them over give the same transcript.
+struct WalkTranscript {
+  TJsonWriter *writer;
+  std::string text;
+  int numberNodes = 0;  // integers and doubles that arrived through scalar
+
+  void add(const TJsonValue *value) {
+    const char *printed = nullptr;
+    EXPECT_EQ(TJsonWriter_stringify(writer, value, &printed), TCOMMON_SUCCESS);
+    text += std::to_string(typeOf(value)) + ":" + (printed != nullptr ? printed : "?") + " ";
+  }
+  template <typename Number>
+  void addNumber(uint32_t type, Number number) {
+    TJsonValue *node = nullptr;
+    ASSERT_OK(TJsonValue_create(type, &node));
+    if constexpr (std::is_same_v<Number, double>) {
+      ASSERT_OK(TJsonValue_assignAsFloat(node, number));
+    } else {
+      ASSERT_OK(TJsonValue_assignAsInteger(node, number));
+    }
+    add(node);
+    TJsonValue_delete(node);
+  }
+  static WalkTranscript &of(void *context) { return *static_cast<WalkTranscript *>(context); }
+};
+
+TEST_F(JsonTest, WalksHandNumbersOverTypedOrAsNodesAlike) {
+  static const TJsonEvents kEvents = {
+      [](void *c) { WalkTranscript::of(c).text += "{ "; },
+      [](void *c) { WalkTranscript::of(c).text += "} "; },
+      [](void *c) { WalkTranscript::of(c).text += "[ "; },
+      [](void *c) { WalkTranscript::of(c).text += "] "; },
+      [](void *c, const char *name, uint64_t length) {
+        WalkTranscript::of(c).text += std::string(name, length) + ": ";
+      },
+      [](void *c, TJsonValue *value) {
+        const int type = typeOf(value);
+        WalkTranscript::of(c).numberNodes += type == TJSON_TYPE_INTEGER || type == TJSON_TYPE_FLOAT;
+        WalkTranscript::of(c).add(value);
+      },
+  };
+  const auto integer = [](void *c, int64_t v) {
+    WalkTranscript::of(c).addNumber(TJSON_TYPE_INTEGER, v);
+  };
+  const auto real = [](void *c, double v) { WalkTranscript::of(c).addNumber(TJSON_TYPE_FLOAT, v); };
+  const TJsonNumberEvents both{integer, real}, onlyIntegers{integer, nullptr},
+      onlyDoubles{nullptr, real};
+  const std::string texts[] = {
+      R"([1,-2,1.5,-0.0,9223372036854775807,-9223372036854775808,9223372036854775808,)"
+      R"(18446744073709551616,1e-7,0e297,true,null,"s",{"k":[0,2.5e300],"":-1}])",
+      "42",
+      " 0.25 ",
+      "[1,2.5,",
+      "[1,2.5]x",
+      "1e999",
+  };
+  for (const std::string &text : texts) {
+    SCOPED_TRACE(text);
+    const char *begin = text.data();
+    const char *end = begin + text.size();
+    WalkTranscript expected{writer_, {}, 0};
+    const uint32_t result = TJsonReader_walk(reader_, begin, end, &kEvents, &expected);
+    const std::string error = lastError();
+    EXPECT_TRUE(result != TCOMMON_SUCCESS || !expected.text.empty());
+    for (const TJsonNumberEvents *numbers :
+         {&both, &onlyIntegers, &onlyDoubles, static_cast<const TJsonNumberEvents *>(nullptr)}) {
+      WalkTranscript typed{writer_, {}, 0};
+      EXPECT_EQ(TJsonReader_walkNumbers(reader_, begin, end, &kEvents, numbers, &typed), result);
+      EXPECT_EQ(typed.text, expected.text);
+      EXPECT_EQ(lastError(), error);
+      if (numbers == &both) {
+        EXPECT_EQ(typed.numberNodes, 0);
+      }
+    }
+  }
+}
+
 TEST_F(JsonTest, DoublesReadAsTheNearestDouble) {
   // Texts with few digits and small exponents take a short cut; longer ones do not. Both
   // must give the double nearest to the text, as from_chars does.

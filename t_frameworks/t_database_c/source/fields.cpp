@@ -317,39 +317,12 @@ bool storeIfFits(unsigned char *at, Integer integer) {
   return true;
 }
 
-uint32_t readInteger(Kind kind, TJsonValue *value, unsigned char *at, FieldError &error) {
-  const uint32_t type = typeOf(value);
-  Integer integer{false, 0};
-  double number = 0.0;
-  uint32_t result = TCOMMON_SUCCESS;
-  if (type == TJSON_TYPE_INTEGER) {
-    int64_t signedValue = 0;
-    result = TJsonValue_asInteger(value, &signedValue);
-    integer.isNegative = signedValue < 0;
-    integer.magnitude = integer.isNegative ? uint64_t{0} - static_cast<uint64_t>(signedValue)
-                                           : static_cast<uint64_t>(signedValue);
-  } else if (type == TJSON_TYPE_UNSIGNED) {
-    result = TJsonValue_asUnsigned(value, &integer.magnitude);
-  } else if (type == TJSON_TYPE_FLOAT) {
-    result = TJsonValue_asFloat(value, &number);
-    if (result != TCOMMON_SUCCESS) return result;
-    if (!std::isfinite(number) || std::trunc(number) != number) {
-      error.fail("expected an integer, found " + numberText(number));
-      return kRefused;
-    }
-    if (std::fabs(number) >= kTwoTo64) {
-      error.fail(numberText(number) + " is out of range for " + kindName(kind));
-      return kRefused;
-    }
-    integer.isNegative = number < 0;
-    integer.magnitude = static_cast<uint64_t>(std::fabs(number));
-  } else {
-    return refuseType(error, "an integer", type);
-  }
-  if (result != TCOMMON_SUCCESS) return result;
-
+// Stores an integer of the document into an integer field. fromNumber: the double it was
+// written as, shown in a refusal instead of the integer's digits.
+uint32_t storeIntegerOf(Kind kind, Integer integer, unsigned char *at, FieldError &error,
+                        const double *fromNumber) {
   bool stored = false;
-  result = withNumberType(kind, [&](auto zero) -> uint32_t {
+  const uint32_t result = withNumberType(kind, [&](auto zero) -> uint32_t {
     using T = decltype(zero);
     if constexpr (std::is_integral_v<T>) {
       stored = storeIfFits<T>(at, integer);
@@ -360,11 +333,72 @@ uint32_t readInteger(Kind kind, TJsonValue *value, unsigned char *at, FieldError
   });
   if (result != TCOMMON_SUCCESS) return result;
   if (stored) return TCOMMON_SUCCESS;
-  const std::string shown = type == TJSON_TYPE_FLOAT
-                                ? numberText(number)
+  const std::string shown = fromNumber != nullptr
+                                ? numberText(*fromNumber)
                                 : integerText(integer.isNegative, integer.magnitude);
   error.fail(shown + " is out of range for " + kindName(kind));
   return kRefused;
+}
+
+Integer integerOf(int64_t signedValue) {
+  const bool isNegative = signedValue < 0;
+  return Integer{isNegative, isNegative ? uint64_t{0} - static_cast<uint64_t>(signedValue)
+                                        : static_cast<uint64_t>(signedValue)};
+}
+
+// A double of the document into an integer field: whole numbers in range only.
+uint32_t storeIntegerOfDouble(Kind kind, double number, unsigned char *at, FieldError &error) {
+  if (!std::isfinite(number) || std::trunc(number) != number) {
+    error.fail("expected an integer, found " + numberText(number));
+    return kRefused;
+  }
+  if (std::fabs(number) >= kTwoTo64) {
+    error.fail(numberText(number) + " is out of range for " + kindName(kind));
+    return kRefused;
+  }
+  const Integer integer{number < 0, static_cast<uint64_t>(std::fabs(number))};
+  return storeIntegerOf(kind, integer, at, error, &number);
+}
+
+uint32_t readInteger(Kind kind, TJsonValue *value, unsigned char *at, FieldError &error) {
+  const uint32_t type = typeOf(value);
+  if (type == TJSON_TYPE_INTEGER) {
+    int64_t signedValue = 0;
+    const uint32_t result = TJsonValue_asInteger(value, &signedValue);
+    if (result != TCOMMON_SUCCESS) return result;
+    return storeIntegerOf(kind, integerOf(signedValue), at, error, nullptr);
+  }
+  if (type == TJSON_TYPE_UNSIGNED) {
+    Integer integer{false, 0};
+    const uint32_t result = TJsonValue_asUnsigned(value, &integer.magnitude);
+    if (result != TCOMMON_SUCCESS) return result;
+    return storeIntegerOf(kind, integer, at, error, nullptr);
+  }
+  if (type == TJSON_TYPE_FLOAT) {
+    double number = 0.0;
+    const uint32_t result = TJsonValue_asFloat(value, &number);
+    if (result != TCOMMON_SUCCESS) return result;
+    return storeIntegerOfDouble(kind, number, at, error);
+  }
+  return refuseType(error, "an integer", type);
+}
+
+// A number of the document, as a double, into a float or double field.
+uint32_t storeFloatOf(Kind kind, double number, unsigned char *at, FieldError &error) {
+  if (!std::isfinite(number)) {
+    error.fail("expected a finite number, found " + numberText(number));
+    return kRefused;
+  }
+  if (kind == Kind::F64) {
+    store<double>(at, number);
+    return TCOMMON_SUCCESS;
+  }
+  if (std::fabs(number) >= kFloatLimit) {
+    error.fail(numberText(number) + " is out of range for " + kindName(kind));
+    return kRefused;
+  }
+  store<float>(at, static_cast<float>(number));
+  return TCOMMON_SUCCESS;
 }
 
 uint32_t readFloat(Kind kind, TJsonValue *value, unsigned char *at, FieldError &error) {
@@ -388,20 +422,20 @@ uint32_t readFloat(Kind kind, TJsonValue *value, unsigned char *at, FieldError &
     result = TJsonValue_asFloat(value, &number);
   }
   if (result != TCOMMON_SUCCESS) return result;
-  if (!std::isfinite(number)) {
-    error.fail("expected a finite number, found " + numberText(number));
-    return kRefused;
+  return storeFloatOf(kind, number, at, error);
+}
+
+// A number where a field that does not hold numbers is due: refused as readElement refuses
+// it (a group is refused by applyFields as "an object").
+uint32_t refuseNumber(const Field &field, FieldError &error, uint32_t type) {
+  switch (field.kind) {
+    case Kind::Bool:
+      return refuseType(error, "true or false", type);
+    case Kind::Text:
+      return refuseType(error, "a string", type);
+    default:
+      return refuseType(error, "an object", type);
   }
-  if (kind == Kind::F64) {
-    store<double>(at, number);
-    return TCOMMON_SUCCESS;
-  }
-  if (std::fabs(number) >= kFloatLimit) {
-    error.fail(numberText(number) + " is out of range for " + kindName(kind));
-    return kRefused;
-  }
-  store<float>(at, static_cast<float>(number));
-  return TCOMMON_SUCCESS;
 }
 
 uint32_t readText(const Field &field, TJsonValue *value, unsigned char *at, FieldError &error) {
@@ -624,6 +658,69 @@ size_t fieldStride(const Field &field, uint32_t dimension) {
 
 uint32_t applyElement(const Field &field, TJsonValue *value, unsigned char *at, FieldError &error) {
   return readElement(field, value, at, error);
+}
+
+uint32_t applyInteger(const Field &field, int64_t value, unsigned char *at, FieldError &error) {
+  switch (field.kind) {
+    case Kind::F32:
+    case Kind::F64:
+      return storeFloatOf(field.kind, static_cast<double>(value), at, error);
+    case Kind::Bool:
+    case Kind::Text:
+    case Kind::Group:
+      return refuseNumber(field, error, TJSON_TYPE_INTEGER);
+    default:
+      return storeIntegerOf(field.kind, integerOf(value), at, error, nullptr);
+  }
+}
+
+uint32_t applyDouble(const Field &field, double value, unsigned char *at, FieldError &error) {
+  switch (field.kind) {
+    case Kind::F32:
+    case Kind::F64:
+      return storeFloatOf(field.kind, value, at, error);
+    case Kind::Bool:
+    case Kind::Text:
+    case Kind::Group:
+      return refuseNumber(field, error, TJSON_TYPE_FLOAT);
+    default:
+      return storeIntegerOfDouble(field.kind, value, at, error);
+  }
+}
+
+bool storeIntegerIfAccepted(Kind kind, int64_t value, unsigned char *at) {
+  switch (kind) {
+    case Kind::F32:
+      store<float>(at, static_cast<float>(static_cast<double>(value)));  // always in range
+      return true;
+    case Kind::F64:
+      store<double>(at, static_cast<double>(value));
+      return true;
+    case Kind::Bool:
+    case Kind::Text:
+    case Kind::Group:
+      return false;
+    default:
+      return withNumberType(kind, [&](auto zero) -> uint32_t {
+               using T = decltype(zero);
+               if constexpr (std::is_integral_v<T>) {
+                 return storeIfFits<T>(at, integerOf(value)) ? 1 : 0;
+               } else {
+                 return 0;
+               }
+             }) == 1;
+  }
+}
+
+bool storeDoubleIfAccepted(Kind kind, double value, unsigned char *at) {
+  if (!std::isfinite(value)) return false;
+  if (kind == Kind::F64) {
+    store<double>(at, value);
+    return true;
+  }
+  if (kind != Kind::F32 || std::fabs(value) >= kFloatLimit) return false;
+  store<float>(at, static_cast<float>(value));
+  return true;
 }
 
 uint32_t refuseNotArray(FieldError &error, uint32_t type) {

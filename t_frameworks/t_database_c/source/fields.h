@@ -222,6 +222,14 @@ uint32_t applyFields(const Layout &layout, TJsonValue *object, void *record, Fie
 uint32_t fieldDimensions(const Field &field);
 size_t fieldStride(const Field &field, uint32_t dimension);
 uint32_t applyElement(const Field &field, TJsonValue *value, unsigned char *at, FieldError &error);
+// applyElement for a number of the document that arrives as an int64 or a double.
+uint32_t applyInteger(const Field &field, int64_t value, unsigned char *at, FieldError &error);
+uint32_t applyDouble(const Field &field, double value, unsigned char *at, FieldError &error);
+// The common case of applyInteger and applyDouble: a number that the field of kind takes
+// as it is, stored; false, with nothing stored, for anything applyInteger or applyDouble
+// would refuse (or that a double into an integer field needs them for).
+bool storeIntegerIfAccepted(Kind kind, int64_t value, unsigned char *at);
+bool storeDoubleIfAccepted(Kind kind, double value, unsigned char *at);
 uint32_t refuseNotArray(FieldError &error, uint32_t type);
 const Field *findFieldNamed(const Layout &layout, const char *name, size_t &next);
 

@@ -261,10 +261,18 @@ class DocumentApplier {
   }
 
   void scalar(TJsonValue *value) {
+    uint32_t type = TJSON_TYPE_ABSENT;
+    TJsonValue_type(value, &type);
+    apply(type, [this, value](const Field &field, unsigned char *at) {
+      return applyElement(field, value, at, fieldError_);
+    });
+  }
+
+  // A scalar of type arrives; applyTo(field, at) applies it to an innermost element.
+  template <typename ApplyTo>
+  void apply(uint32_t type, ApplyTo &&applyTo) {
     const Kind kind = levels_.back().kind;
     if (kind == Kind::Document) {
-      uint32_t type = TJSON_TYPE_ABSENT;
-      TJsonValue_type(value, &type);
       if (state_ != State::Applying) return;
       if (levels_.size() == 1) {
         settle(std::string("a settings document is a JSON object, found ") + jsonTypeName(type));
@@ -278,11 +286,9 @@ class DocumentApplier {
     if (slot.field == nullptr) return;
     uint32_t result = TCOMMON_SUCCESS;
     if (slot.dimension < slot.dimensions) {
-      uint32_t type = TJSON_TYPE_ABSENT;
-      TJsonValue_type(value, &type);
       result = refuseNotArray(fieldError_, type);
     } else {
-      result = applyElement(*slot.field, value, slot.at, fieldError_);
+      result = applyTo(*slot.field, slot.at);
     }
     if (result == TCOMMON_NO_MEMORY) throw std::bad_alloc();
     if (result != TCOMMON_SUCCESS) refuseFrom(levels_.size() - 1);
@@ -320,7 +326,54 @@ class DocumentApplier {
   static void onScalar(void *context, TJsonValue *value) {
     guarded(context, [value](DocumentApplier &applier) { applier.scalar(value); });
   }
+  // The innermost array level that the next element fills, while it has room and nothing
+  // was refused: where most numbers of a document go. nullptr otherwise.
+  unsigned char *nextElement() {
+    if (state_ != State::Applying) return nullptr;
+    const Level &level = levels_.back();
+    if (level.kind != Kind::Array || level.dimension + 1 != level.dimensions ||
+        level.count >= level.field->shape[level.dimension]) {
+      return nullptr;
+    }
+    return level.at + level.count * level.stride;
+  }
+
+  // Numbers, most of a document, come as they were read, without a node; an element of an
+  // array that its field takes as it is is stored at once, anything else goes through
+  // apply as a scalar would.
+  static void onInteger(void *context, int64_t value) {
+    DocumentApplier &self = of(context);
+    if (unsigned char *at = self.nextElement()) {
+      if (storeIntegerIfAccepted(self.levels_.back().field->kind, value, at)) {
+        ++self.levels_.back().count;
+        return;
+      }
+    }
+    guarded(context, [value](DocumentApplier &applier) {
+      applier.apply(TJSON_TYPE_INTEGER, [&applier, value](const Field &field, unsigned char *at) {
+        return applyInteger(field, value, at, applier.fieldError_);
+      });
+    });
+  }
+  static void onReal(void *context, double value) {
+    DocumentApplier &self = of(context);
+    if (unsigned char *at = self.nextElement()) {
+      if (storeDoubleIfAccepted(self.levels_.back().field->kind, value, at)) {
+        ++self.levels_.back().count;
+        return;
+      }
+    }
+    guarded(context, [value](DocumentApplier &applier) {
+      applier.apply(TJSON_TYPE_FLOAT, [&applier, value](const Field &field, unsigned char *at) {
+        return applyDouble(field, value, at, applier.fieldError_);
+      });
+    });
+  }
+  static const TJsonNumberEvents kNumberEvents;
 };
+
+const TJsonNumberEvents DocumentApplier::kNumberEvents = {DocumentApplier::onInteger,
+                                                          DocumentApplier::onReal};
 
 const TJsonEvents DocumentApplier::kEvents = {
     DocumentApplier::onStartObject, DocumentApplier::onEnd, DocumentApplier::onStartArray,
@@ -357,7 +410,8 @@ uint32_t parseSettings(std::span<const RecordType *const> types, void *const *re
   std::vector<uint8_t> isTouched(types.size(), 0);
   DocumentApplier applier(types, records, scratch, isTouched);
   if (!applier.prepare()) return TCOMMON_NO_MEMORY;
-  result = TJsonReader_walk(reader.get(), begin, end, &DocumentApplier::kEvents, &applier);
+  result = TJsonReader_walkNumbers(reader.get(), begin, end, &DocumentApplier::kEvents,
+                                   &DocumentApplier::kNumberEvents, &applier);
   // Invalid JSON anywhere outranks a refused value.
   if (result == TCOMMON_PARSE_ERROR) {
     uint64_t offset = 0;

@@ -101,6 +101,17 @@ typedef struct TJsonEvents {
 } TJsonEvents;
 TJSON_API uint32_t TJsonReader_walk(TJsonReader *reader, const char *begin, const char *end,
                                     const TJsonEvents *events, void *context);
+/* As TJsonReader_walk, but numbers go straight to these events where they are set, without
+ * a node: integers that fit int64 (TJSON_TYPE_INTEGER) to integer, doubles
+ * (TJSON_TYPE_FLOAT) to real. An event left NULL, unsigned integers above INT64_MAX and
+ * every other scalar arrive through events->scalar as for walk. numbers NULL: walk. */
+typedef struct TJsonNumberEvents {
+  void (*integer)(void *context, int64_t value);
+  void (*real)(void *context, double value);
+} TJsonNumberEvents;
+TJSON_API uint32_t TJsonReader_walkNumbers(TJsonReader *reader, const char *begin, const char *end,
+                                           const TJsonEvents *events,
+                                           const TJsonNumberEvents *numbers, void *context);
 /* The last parse or check failure of this reader: byte offset from begin and a short
  * English text (static storage, or owned by the reader until its next call). After a
  * success: offset 0 and "No error". */

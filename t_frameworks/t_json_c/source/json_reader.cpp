@@ -413,9 +413,11 @@ class Walker : public NumberEvents<Walker> {
  public:
   ~Walker() { tjson::destroyTree(scalar_); }
 
-  void begin(const TJsonEvents *events, void *context) {
+  void begin(const TJsonEvents *events, const TJsonNumberEvents *numbers, void *context) {
     if (scalar_ == nullptr) scalar_ = tjson::createNode(TJSON_TYPE_NULL);
     events_ = events;
+    integerEvent_ = numbers != nullptr ? numbers->integer : nullptr;
+    realEvent_ = numbers != nullptr ? numbers->real : nullptr;
     context_ = context;
     limit.reset();
   }
@@ -427,6 +429,10 @@ class Walker : public NumberEvents<Walker> {
     return deliver();
   }
   bool integer(int64_t value) {
+    if (integerEvent_ != nullptr) {
+      integerEvent_(context_, value);
+      return true;
+    }
     tjson::resetPayload(scalar_, TJSON_TYPE_INTEGER);
     scalar_->integer = value;
     return deliver();
@@ -437,6 +443,10 @@ class Walker : public NumberEvents<Walker> {
     return deliver();
   }
   bool real(double value) {
+    if (realEvent_ != nullptr) {
+      realEvent_(context_, value);
+      return true;
+    }
     tjson::resetPayload(scalar_, TJSON_TYPE_FLOAT);
     scalar_->number = value;
     return deliver();
@@ -478,6 +488,8 @@ class Walker : public NumberEvents<Walker> {
   }
 
   const TJsonEvents *events_ = nullptr;
+  void (*integerEvent_)(void *, int64_t) = nullptr;
+  void (*realEvent_)(void *, double) = nullptr;
   void *context_ = nullptr;
   Node *scalar_ = nullptr;
 };
@@ -692,6 +704,12 @@ uint32_t TJsonReader_check(TJsonReader *reader, const char *begin, const char *e
 
 uint32_t TJsonReader_walk(TJsonReader *reader, const char *begin, const char *end,
                           const TJsonEvents *events, void *context) {
+  return TJsonReader_walkNumbers(reader, begin, end, events, nullptr, context);
+}
+
+uint32_t TJsonReader_walkNumbers(TJsonReader *reader, const char *begin, const char *end,
+                                 const TJsonEvents *events, const TJsonNumberEvents *numbers,
+                                 void *context) {
   if (reader == nullptr || begin == nullptr || end == nullptr || end < begin || events == nullptr ||
       events->startObject == nullptr || events->endObject == nullptr ||
       events->startArray == nullptr || events->endArray == nullptr || events->key == nullptr ||
@@ -699,7 +717,7 @@ uint32_t TJsonReader_walk(TJsonReader *reader, const char *begin, const char *en
     return TCOMMON_INVALID_ARGUMENT;
   }
   try {
-    reader->walker.begin(events, context);
+    reader->walker.begin(events, numbers, context);
     return reader->run(begin, end, reader->walker) ? TCOMMON_SUCCESS : TCOMMON_PARSE_ERROR;
   } catch (const std::bad_alloc &) {
     return TCOMMON_NO_MEMORY;
