@@ -431,6 +431,11 @@ double focusBlurSigma(double lensPosition, int height) {
 
 Mosaic captureSensor(const SensorSettings &settings, uint64_t frameNumber) {
   Mosaic raw;
+  captureSensor(settings, frameNumber, raw);
+  return raw;
+}
+
+void captureSensor(const SensorSettings &settings, uint64_t frameNumber, Mosaic &raw) {
   raw.width = std::clamp(settings.width, 16, kMaxWidth) & ~1;
   raw.height = std::clamp(settings.height, 16, kMaxHeight) & ~1;
   raw.pattern =
@@ -458,8 +463,10 @@ Mosaic captureSensor(const SensorSettings &settings, uint64_t frameNumber) {
     expose(*sites,
            exposureOf(settings, bitDepth, settings.exposureTime / ratio, kShortStream, frameNumber),
            defects, raw.shortData);
+  } else {
+    raw.exposureRatio = 1;
+    raw.shortData.clear();
   }
-  return raw;
 }
 
 }  // namespace tcamera
