@@ -10,6 +10,7 @@
 #include <mutex>
 
 #include "stages.h"
+#include "vector4.h"
 
 namespace tcamera {
 namespace {
@@ -160,14 +161,21 @@ void toOutput(const RgbImage &image, OutputImage &output) {
   const auto &table = image.encoded ? outputTables().encoded : outputTables().linear;
   const size_t rowValues = static_cast<size_t>(image.width) * 3;
   parallelRows(image.height, [&](int first, int last) {
+    using namespace vector4;
+    using Index = int __attribute__((vector_size(16)));
     const float *in = image.data.data() + first * rowValues;
     uint8_t *out = output.data.data() + first * rowValues;
     const size_t count = (last - first) * rowValues;
-    for (size_t i = 0; i < count; ++i) {
-      // Not "v < 0": a value that is not a number reads black.
-      const float value = in[i] > 0 ? std::min(in[i], 1.0f) : 0.0f;
-      out[i] = table[static_cast<int>(value * kOutputSteps + 0.5f)];
+    // Not "v < 0": a value that is not a number reads black.
+    const auto level = [](Vec v) { return v > splat(0.0f) ? min(v, splat(1.0f)) : splat(0.0f); };
+    size_t i = 0;
+    for (; i + kLanes <= count; i += kLanes) {
+      const Index at =
+          __builtin_convertvector(level(load(in + i)) * splat(kOutputSteps) + splat(0.5f), Index);
+      for (int k = 0; k < kLanes; ++k) out[i + k] = table[at[k]];
     }
+    for (; i < count; ++i)
+      out[i] = table[static_cast<int>(level(splat(in[i]))[0] * kOutputSteps + 0.5f)];
   });
 }
 

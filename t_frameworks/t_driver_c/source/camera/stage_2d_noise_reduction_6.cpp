@@ -162,9 +162,11 @@ void filterRows(const Mosaic &in, const Params &p, Mosaic &out, int first, int l
   };
   // The band's rows and two above and below, in codes above black, each with two reflected
   // sites at either end and padded to whole groups of lanes: every source row is converted
-  // once.
+  // once. Kept by the thread between passes: a band's rows are a megabyte, fresh every frame
+  // they would cost zero-filling and page faults.
   const int span = vector4::roundUp(width), stride = span + 4;
-  std::vector<float> rows(static_cast<size_t>(last - first + 4) * stride);
+  thread_local std::vector<float> rows;
+  rows.resize(std::max(rows.size(), static_cast<size_t>(last - first + 4) * stride));
   for (int y = first - 2; y < last + 2; ++y) {
     float *row = &rows[static_cast<size_t>(y - first + 2) * stride] + 2;
     scaleRow(&in.data[static_cast<size_t>(reflect(y, height)) * width], black, toCodes, width, row);

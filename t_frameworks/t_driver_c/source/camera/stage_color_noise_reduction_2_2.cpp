@@ -47,8 +47,7 @@ struct Plane {
 
 // 2 x 2 mean, the last row or column repeated on odd sizes.
 template <int N>
-Plane<N> half(const Plane<N> &in) {
-  Plane<N> out;
+void half(const Plane<N> &in, Plane<N> &out) {
   out.resize((in.width + 1) / 2, (in.height + 1) / 2);
   parallelRows(out.height, [&](int first, int last) {
     for (int y = first; y < last; ++y) {
@@ -62,7 +61,6 @@ Plane<N> half(const Plane<N> &in) {
       }
     }
   });
-  return out;
 }
 
 // Bilinear taps from a coarse axis of `from` samples to a fine one of `to`.
@@ -106,8 +104,7 @@ void chromaOfRow(const float *p, int width, float *cb, float *cr) {
 
 // The chroma of an RGB picture halved: 2 x 2 means, the last row or column repeated on odd
 // sizes. The same as halving the full-resolution chroma, without storing it.
-Plane<2> halfChroma(const RgbImage &in) {
-  Plane<2> out;
+void halfChroma(const RgbImage &in, Plane<2> &out) {
   out.resize((in.width + 1) / 2, (in.height + 1) / 2);
   const int width = in.width;
   parallelRows(out.height, [&](int first, int last) {
@@ -124,8 +121,15 @@ Plane<2> halfChroma(const RgbImage &in) {
       }
     }
   });
-  return out;
 }
+
+// The planes of a frame, kept by the thread between frames: allocated afresh they would cost
+// zero-filling and page faults every frame.
+struct Scratch {
+  Plane<1> luma, mask[2];
+  Plane<2> chroma[kLayers + 1];
+  Plane<2> cleaned[2];
+};
 
 // For every pixel of a layer: up(coarseDone) + shrink(fine - up(coarse)), a row at a time.
 // fineRow(y, cb, cr) hands the layer's chroma of row y as planar rows; sink(y, cb, cr) takes
@@ -233,10 +237,11 @@ bool stageColorNoiseReduction_2_2(const RgbImage &in, const TDatabaseColorNoiseR
   const int width = in.width, height = in.height;
   const int maskedLayers = std::min<int>(state.textureMaskSelect, 2);
 
+  thread_local Scratch scratch;
   // Luma at full resolution, for the texture mask.
-  Plane<1> mask[2];
+  Plane<1> *mask = scratch.mask;
   if (maskedLayers > 0) {
-    Plane<1> luma;
+    Plane<1> &luma = scratch.luma;
     luma.resize(width, height);
     parallelRows(height, [&](int first, int last) {
       for (int y = first; y < last; ++y) {
@@ -260,22 +265,22 @@ bool stageColorNoiseReduction_2_2(const RgbImage &in, const TDatabaseColorNoiseR
         }
       }
     });
-    if (maskedLayers > 1) mask[1] = half(mask[0]);
+    if (maskedLayers > 1) half(mask[0], mask[1]);
   }
 
   // The full-resolution chroma is never stored: the first halving and the finest layer read
   // it from the picture.
-  Plane<2> chroma[kLayers + 1];
-  chroma[1] = halfChroma(in);
-  for (int layer = 2; layer <= kLayers; ++layer) chroma[layer] = half(chroma[layer - 1]);
+  Plane<2> *chroma = scratch.chroma;
+  halfChroma(in, chroma[1]);
+  for (int layer = 2; layer <= kLayers; ++layer) half(chroma[layer - 1], chroma[layer]);
   // From the coarsest remainder back up; the finest layer goes straight into the picture.
-  Plane<2> done = chroma[kLayers];
+  const Plane<2> *done = &chroma[kLayers];
   for (int layer = kLayers - 1; layer >= 1; --layer) {
     const Plane<2> &fine = chroma[layer];
-    Plane<2> cleaned;
+    Plane<2> &cleaned = scratch.cleaned[layer & 1];
     cleaned.resize(fine.width, fine.height);
     restoreLayer(
-        fine.width, fine.height, chroma[layer + 1], done, sigma[layer],
+        fine.width, fine.height, chroma[layer + 1], *done, sigma[layer],
         layer < maskedLayers ? &mask[layer] : nullptr,
         [&](int y, float *cb, float *cr) {
           const float *c = fine.row(y);
@@ -285,12 +290,12 @@ bool stageColorNoiseReduction_2_2(const RgbImage &in, const TDatabaseColorNoiseR
           float *c = cleaned.row(y);
           for (int x = 0; x < fine.width; ++x) c[x * 2] = cb[x], c[x * 2 + 1] = cr[x];
         });
-    done = std::move(cleaned);
+    done = &cleaned;
   }
 
   out = in.sameShape();
   restoreLayer(
-      width, height, chroma[1], done, sigma[0], maskedLayers > 0 ? &mask[0] : nullptr,
+      width, height, chroma[1], *done, sigma[0], maskedLayers > 0 ? &mask[0] : nullptr,
       [&](int y, float *cb, float *cr) { chromaOfRow(in.pixel(0, y), width, cb, cr); },
       [&](int y, const float *cb, const float *cr) {
         using vector4::Vec;
