@@ -14,6 +14,7 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <vector>
 
 #include "stages.h"
@@ -111,10 +112,17 @@ void rangeRow(const float *up, const float *mid, const float *down, const Params
     // Clamped as floats (a NaN goes to level 0), then truncated like a cast.
     const Bits level =
         __builtin_convertvector(vector4::min(vector4::max(mean, splat(0)), highest), Bits);
-    for (int k = 0; k < kLanes; ++k) {
-      reachStatic[x + k] = table[level[k]][0];
-      reachMoving[x + k] = table[level[k]][1];
-    }
+    // Each level's pair as one 64-bit load, then split into the two filters' vectors.
+    using Pairs = double __attribute__((vector_size(16)));
+    const auto pair = [&](int at) {
+      double both;
+      std::memcpy(&both, table[at].data(), sizeof both);
+      return both;
+    };
+    const Vec low = reinterpret_cast<Vec>(Pairs{pair(level[0]), pair(level[1])});
+    const Vec high = reinterpret_cast<Vec>(Pairs{pair(level[2]), pair(level[3])});
+    vector4::store(reachStatic + x, __builtin_shufflevector(low, high, 0, 2, 4, 6));
+    vector4::store(reachMoving + x, __builtin_shufflevector(low, high, 1, 3, 5, 7));
   }
 }
 
