@@ -19,7 +19,8 @@
 // state or the frame number changes. The picture after white balance (what the measuring
 // units see), the temporal noise reducer's output (the next frame's history) and the 8-bit
 // output are kept; any other tap only while it is the last one asked for, so that a frame
-// holds a few buffers, not one per stage.
+// holds a few buffers, not one per stage. The buffers themselves stay allocated from frame to
+// frame: each stage writes into an image of the pipeline's pool that nothing holds any more.
 //
 // The temporal noise reducer ("3DNR_4") blends a frame with the previous frame as it left the
 // reducer. That history is taken when the frame advances, from the frame rendered with the
