@@ -145,6 +145,14 @@ void halfChroma(const RgbImage &in, Plane<2> &out) {
   });
 }
 
+// The luma of the row of the finest layer being restored, from its chroma to its output; rows
+// are restored on every core, each thread keeps its own. (Declared here rather than in the
+// stage so that it is constructed on the thread that uses it.)
+std::vector<float> &lumaRow() {
+  thread_local std::vector<float> row;
+  return row;
+}
+
 // The planes of a frame, kept by the thread between frames: allocated afresh they would cost
 // zero-filling and page faults every frame.
 struct Scratch {
@@ -316,19 +324,18 @@ bool stageColorNoiseReduction_2_2(const RgbImage &in, const TDatabaseColorNoiseR
   }
 
   out = in.sameShape();
-  // The luma of the row being restored, from its chroma to its output on the same thread.
-  thread_local std::vector<float> lumaRow;
   restoreLayer(
       width, height, chroma[1], *done, sigma[0], maskedLayers > 0 ? &mask[0] : nullptr,
       [&](int y, float *cb, float *cr) {
-        lumaRow.resize(std::max<size_t>(lumaRow.size(), vector4::roundUp(width)));
-        chromaOfRow(in.pixel(0, y), width, cb, cr, lumaRow.data());
+        std::vector<float> &luma = lumaRow();
+        luma.resize(std::max<size_t>(luma.size(), vector4::roundUp(width)));
+        chromaOfRow(in.pixel(0, y), width, cb, cr, luma.data());
       },
       [&](int y, const float *cb, const float *cr) {
         using vector4::Vec;
         using vector4::splat;
         // The picture's own luma with the cleaned chroma, four pixels at a time.
-        const float *luma = lumaRow.data();
+        const float *luma = lumaRow().data();
         auto convert = [&](int x) {
           const Vec yy = vector4::load(luma + x);
           const Vec r = yy + vector4::load(cr + x) * splat(kCrToR);
