@@ -25,26 +25,34 @@ std::array<Cfa, 16> bayerPattern(unsigned order) {
   return pattern;
 }
 
-Mosaic Mosaic::sameShape() const {
-  Mosaic shape;
-  shape.width = width;
-  shape.height = height;
-  shape.pattern = pattern;
-  shape.blackLevel = blackLevel;
-  shape.whiteLevel = whiteLevel;
-  shape.exposureRatio = exposureRatio;
-  shape.data.resize(data.size());
-  shape.shortData.resize(shortData.size());
-  return shape;
+Mosaic::Shape Mosaic::sameShape() const {
+  return {width,      height,        pattern,     blackLevel,
+          whiteLevel, exposureRatio, data.size(), shortData.size()};
 }
 
-RgbImage RgbImage::sameShape() const {
-  RgbImage shape;
-  shape.width = width;
-  shape.height = height;
-  shape.encoded = encoded;
-  shape.data.resize(data.size());
-  return shape;
+// Resizing to the size held already keeps the buffer and does not touch the values.
+Mosaic &Mosaic::operator=(const Shape &shape) {
+  width = shape.width;
+  height = shape.height;
+  pattern = shape.pattern;
+  blackLevel = shape.blackLevel;
+  whiteLevel = shape.whiteLevel;
+  exposureRatio = shape.exposureRatio;
+  data.resize(shape.values);
+  shortData.resize(shape.shortValues);
+  return *this;
+}
+
+RgbImage::Shape RgbImage::sameShape() const {
+  return {width, height, encoded, data.size()};
+}
+
+RgbImage &RgbImage::operator=(const Shape &shape) {
+  width = shape.width;
+  height = shape.height;
+  encoded = shape.encoded;
+  data.resize(shape.values);
+  return *this;
 }
 
 namespace {

@@ -9,6 +9,10 @@
 // Every stage is a pure function of (input image, its block's latched hardware state, the
 // frame context); a stage that leaves the picture as it is returns false and does not touch
 // its output, so the pipeline passes its input on without a copy.
+// The pipeline hands a stage the same output images frame after frame: a stage shapes its
+// output with `out = in.sameShape()`, which keeps the output's buffers (a frame is megabytes,
+// and fresh buffers cost zero-filling and page faults on every frame) and leaves their values
+// as they were, so a stage writes every value of its output.
 #ifndef T_DRIVER_CAMERA_FRAME_H
 #define T_DRIVER_CAMERA_FRAME_H
 
@@ -44,8 +48,18 @@ struct Mosaic {
   Cfa colourAt(int x, int y) const { return pattern[(y & 3) * 4 + (x & 3)]; }
   float at(int x, int y) const { return data[static_cast<size_t>(y) * width + x]; }
   float &at(int x, int y) { return data[static_cast<size_t>(y) * width + x]; }
-  // The same geometry and levels, data sized but not filled (shortData sized if present).
-  Mosaic sameShape() const;
+
+  // Geometry and levels without the values.
+  struct Shape {
+    int width, height;
+    std::array<Cfa, 16> pattern;
+    float blackLevel, whiteLevel, exposureRatio;
+    size_t values, shortValues;
+  };
+  // This mosaic's shape; assigned to a mosaic it gives that one the same geometry and levels,
+  // data and shortData sized like these (shortData empty if this has none), values not set.
+  Shape sameShape() const;
+  Mosaic &operator=(const Shape &shape);
 };
 
 struct RgbImage {
@@ -56,7 +70,16 @@ struct RgbImage {
 
   const float *pixel(int x, int y) const { return &data[(static_cast<size_t>(y) * width + x) * 3]; }
   float *pixel(int x, int y) { return &data[(static_cast<size_t>(y) * width + x) * 3]; }
-  RgbImage sameShape() const;
+
+  struct Shape {
+    int width, height;
+    bool encoded;
+    size_t values;
+  };
+  // This image's shape; assigned to an image it gives that one the same size and encoding,
+  // data sized, values not set.
+  Shape sameShape() const;
+  RgbImage &operator=(const Shape &shape);
 };
 
 // What a stage may know besides its input and its block's state.

@@ -10,6 +10,7 @@
 #include <mutex>
 
 #include "stages.h"
+#include "vector4.h"
 
 namespace tcamera {
 namespace {
@@ -160,14 +161,39 @@ void toOutput(const RgbImage &image, OutputImage &output) {
   const auto &table = image.encoded ? outputTables().encoded : outputTables().linear;
   const size_t rowValues = static_cast<size_t>(image.width) * 3;
   parallelRows(image.height, [&](int first, int last) {
+    using namespace vector4;
+    using Index = int __attribute__((vector_size(16)));
     const float *in = image.data.data() + first * rowValues;
     uint8_t *out = output.data.data() + first * rowValues;
     const size_t count = (last - first) * rowValues;
-    for (size_t i = 0; i < count; ++i) {
-      // Not "v < 0": a value that is not a number reads black.
-      const float value = in[i] > 0 ? std::min(in[i], 1.0f) : 0.0f;
-      out[i] = table[static_cast<int>(value * kOutputSteps + 0.5f)];
+    // Not "v < 0": a value that is not a number reads black.
+    const auto level = [](Vec v) { return v > splat(0.0f) ? min(v, splat(1.0f)) : splat(0.0f); };
+    const auto indexOf = [&](Vec v) {
+      return __builtin_convertvector(level(v) * splat(kOutputSteps) + splat(0.5f), Index);
+    };
+    size_t i = 0;
+    if (image.encoded) {
+      // The encoded table's entry i is round(i x 255 / kOutputSteps), which floats hold
+      // exactly (at most 20 significant bits): worked out four at a time, not looked up, for a
+      // run of values, then narrowed to bytes in a loop the compiler vectorises.
+      constexpr size_t kRun = 256;
+      int32_t codes[kRun];
+      for (; i + kRun <= count; i += kRun) {
+        for (size_t k = 0; k < kRun; k += kLanes) {
+          const Vec at = __builtin_convertvector(indexOf(load(in + i + k)), Vec);
+          const Index code =
+              __builtin_convertvector(at * splat(255.0f / kOutputSteps) + splat(0.5f), Index);
+          std::memcpy(codes + k, &code, sizeof code);
+        }
+        for (size_t k = 0; k < kRun; ++k) out[i + k] = static_cast<uint8_t>(codes[k]);
+      }
     }
+    for (; i + kLanes <= count; i += kLanes) {
+      const Index at = indexOf(load(in + i));
+      for (int k = 0; k < kLanes; ++k) out[i + k] = table[at[k]];
+    }
+    for (; i < count; ++i)
+      out[i] = table[static_cast<int>(level(splat(in[i]))[0] * kOutputSteps + 0.5f)];
   });
 }
 
@@ -192,17 +218,25 @@ bool Pipeline::isTemporalActive() const {
   return state_->noiseReduction3D.state != 0;
 }
 
+template <typename Image>
+std::shared_ptr<Image> Pipeline::spare(std::vector<std::shared_ptr<Image>> &pool) {
+  for (const auto &image : pool)
+    if (image.use_count() == 1) return image;
+  return pool.emplace_back(std::make_shared<Image>());
+}
+
 void Pipeline::advance() {
   if (isTemporalActive() && !looked_) {
     dropFrame();  // the history of the last frame looked at stays
   } else if (isTemporalActive()) {
     rgbAt(Tap::kNoiseReduction3D);
     std::shared_ptr<const RgbImage> previous = std::move(kept_[int(Tap::kNoiseReduction3D)].rgb);
-    // Nothing else holds the image once the taps are dropped below, unless a bypassed stage
-    // passed the same image to a kept tap: then it is copied.
+    // Once the taps are dropped below only the pool holds the image, unless a bypassed stage
+    // passed the same image to a kept tap: then it is copied. Otherwise the history and the
+    // pool trade buffers, so the old history is written by a stage of the next frame.
     dropFrame();
-    if (previous.use_count() == 1)
-      history_.previous = std::move(const_cast<RgbImage &>(*previous));
+    if (previous.use_count() == 2)
+      std::swap(history_.previous, const_cast<RgbImage &>(*previous));
     else
       history_.previous = *previous;
     history_.frameNumber = frameNumber_;
@@ -264,7 +298,9 @@ void Pipeline::render(Tap target) {
   if (start < 0) {
     times_ = {};
     const auto begin = Clock::now();
-    mosaic = std::make_shared<const Mosaic>(captureSensor(sensorSettingsOf(s), frameNumber_));
+    auto raw = spare(mosaics_);
+    captureSensor(sensorSettingsOf(s), frameNumber_, *raw);
+    mosaic = std::move(raw);
     times_[int(Tap::kRaw)] = std::chrono::duration<double>(Clock::now() - begin).count();
     start = int(Tap::kRaw);
     if (keeps(Tap::kRaw) || target == Tap::kRaw) kept_[start].mosaic = mosaic;
@@ -275,11 +311,11 @@ void Pipeline::render(Tap target) {
 
   // A stage that leaves the picture as it is passes its input on.
   const auto bayer = [&](auto stage, const auto &record) {
-    auto out = std::make_shared<Mosaic>();
+    auto out = spare(mosaics_);
     if (stage(*mosaic, record, frame, *out)) mosaic = std::move(out);
   };
   const auto colour = [&](auto stage, const auto &record) {
-    auto out = std::make_shared<RgbImage>();
+    auto out = spare(rgbs_);
     if (stage(*rgb, record, frame, *out)) rgb = std::move(out);
   };
   for (int tap = start + 1; tap <= last; ++tap) {
@@ -292,7 +328,8 @@ void Pipeline::render(Tap target) {
         if (mosaic->blackLevel != 0) {
           // Past this block the hardware knows of no pedestal: what the block left in the
           // data (bypassed, or told a lower level) is picture, and shows as lifted blacks.
-          auto lifted = std::make_shared<Mosaic>(*mosaic);
+          auto lifted = spare(mosaics_);
+          *lifted = *mosaic;
           lifted->blackLevel = 0;
           mosaic = std::move(lifted);
         }
@@ -328,7 +365,7 @@ void Pipeline::render(Tap target) {
         bayer(stage2DNoiseReduction_6, s.noiseReduction2D);
         break;
       case Tap::kDemosaic: {
-        auto out = std::make_shared<RgbImage>();
+        auto out = spare(rgbs_);
         stageDeMosaic_3(*mosaic, s.demosaic, frame, *out);
         rgb = std::move(out);
         mosaic.reset();
@@ -354,7 +391,7 @@ void Pipeline::render(Tap target) {
         break;
       case Tap::kNoiseReduction3D: {
         // The stage reads the history; the pipeline alone moves it on (see advance).
-        auto out = std::make_shared<RgbImage>();
+        auto out = spare(rgbs_);
         if (stage3DNoiseReduction_4(*rgb, s.noiseReduction3D, frame, history_, *out))
           rgb = std::move(out);
         break;
@@ -370,7 +407,8 @@ void Pipeline::render(Tap target) {
   }
   if (target == Tap::kOutput) {
     const auto begin = Clock::now();
-    auto out = std::make_shared<OutputImage>();
+    output_.reset();
+    auto out = spare(outputs_);
     toOutput(*rgb, *out);
     output_ = std::move(out);
     times_[int(Tap::kOutput)] = std::chrono::duration<double>(Clock::now() - begin).count();

@@ -19,7 +19,8 @@
 // state or the frame number changes. The picture after white balance (what the measuring
 // units see), the temporal noise reducer's output (the next frame's history) and the 8-bit
 // output are kept; any other tap only while it is the last one asked for, so that a frame
-// holds a few buffers, not one per stage.
+// holds a few buffers, not one per stage. The buffers themselves stay allocated from frame to
+// frame: each stage writes into an image of the pipeline's pool that nothing holds any more.
 //
 // The temporal noise reducer ("3DNR_4") blends a frame with the previous frame as it left the
 // reducer. That history is taken when the frame advances, from the frame rendered with the
@@ -171,6 +172,10 @@ class Pipeline {
     std::shared_ptr<const Mosaic> mosaic;
     std::shared_ptr<const RgbImage> rgb;
   };
+  // An image of the pool that nothing else holds, for a stage to write (added when all are
+  // held). Stages write into the same few images frame after frame, which stay allocated.
+  template <typename Image>
+  static std::shared_ptr<Image> spare(std::vector<std::shared_ptr<Image>> &pool);
   void render(Tap target);
   bool keeps(Tap tap) const;
   bool isTemporalActive() const;
@@ -180,6 +185,9 @@ class Pipeline {
   uint64_t frameNumber_ = 0;
   std::array<Kept, kTapCount> kept_;
   std::shared_ptr<const OutputImage> output_;
+  std::vector<std::shared_ptr<Mosaic>> mosaics_;  // every image a stage wrote lately
+  std::vector<std::shared_ptr<RgbImage>> rgbs_;
+  std::vector<std::shared_ptr<OutputImage>> outputs_;
   std::optional<Tap> requested_;  // the last tap asked for, kept while it is the last
   TemporalHistory history_;       // the previous frame as it left the temporal stage
   bool looked_ = false;           // a tap of the current frame has been rendered

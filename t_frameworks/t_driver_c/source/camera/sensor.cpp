@@ -80,8 +80,9 @@ uint64_t mix(uint64_t z) {
 // scaled (Irwin-Hall), which is close enough to Gaussian for sensor noise and cheap.
 float normalOf(uint64_t bits) {
   constexpr float kScale = 1.7320508f / 65536;  // sqrt(3), and 16 bits to [0, 1)
-  const float sum = static_cast<float>((bits & 0xffff) + ((bits >> 16) & 0xffff) +
-                                       ((bits >> 32) & 0xffff) + (bits >> 48));
+  // At most 18 bits: converted as a signed 32-bit integer, which is one instruction.
+  const float sum = static_cast<float>(static_cast<int32_t>(
+      (bits & 0xffff) + ((bits >> 16) & 0xffff) + ((bits >> 32) & 0xffff) + (bits >> 48)));
   return (sum + 2 - 2 * 65536.0f) * kScale;
 }
 
@@ -342,19 +343,28 @@ Exposure exposureOf(const SensorSettings &settings, int bitDepth, double time, u
   return exposure;
 }
 
-// The code a site delivers for its electrons, its noise drawn from the site's own counter.
-inline float siteCode(const Exposure &exposure, float electrons, size_t index) {
+// The standard normal deviate of the site at index.
+inline float deviateAt(const Exposure &exposure, size_t index) {
+  return exposure.noise ? normalOf(mix(exposure.seed + index * kGolden)) : 0.0f;
+}
+
+// The code a site delivers for its electrons, with its noise deviate.
+inline float siteCode(const Exposure &exposure, float electrons, float deviate) {
   const float signal = electrons * exposure.codesPerElectron;
   float code = exposure.black + signal;
   if (exposure.noise) {
     const float variance =
         electrons * exposure.codesPerElectron * exposure.codesPerElectron + exposure.readVariance;
-    code += std::sqrt(variance) * normalOf(mix(exposure.seed + index * kGolden));
+    code += std::sqrt(variance) * deviate;
   }
   // Whole codes, rounded half up, from 0 to white: the conversion truncates, which for these
   // non-negative values is rounding.
   const float clamped = std::clamp(code + 0.5f, 0.0f, exposure.white + 0.5f);
   return static_cast<float>(static_cast<int32_t>(clamped));
+}
+
+inline float siteCode(const Exposure &exposure, float electrons, size_t index) {
+  return siteCode(exposure, electrons, deviateAt(exposure, index));
 }
 
 void expose(const SiteRadiance &sites, const Exposure &exposure,
@@ -364,8 +374,19 @@ void expose(const SiteRadiance &sites, const Exposure &exposure,
   const float perUnit = static_cast<float>(exposure.electronsPerUnit);
   const float well = static_cast<float>(kWellCapacity);
   parallelRows(sites.key.height, [&](int first, int last) {
-    for (size_t i = static_cast<size_t>(first) * width; i < static_cast<size_t>(last) * width; ++i)
-      out[i] = siteCode(exposure, std::min(sites.value[i] * perUnit, well), i);
+    // The deviates of a run of sites first (64-bit hashing, one site at a time), then the codes
+    // of the run in a loop the compiler vectorises.
+    constexpr size_t kRun = 256;
+    float deviates[kRun];
+    const size_t end = static_cast<size_t>(last) * width;
+    for (size_t start = static_cast<size_t>(first) * width; start < end; start += kRun) {
+      const size_t count = std::min(kRun, end - start);
+      for (size_t k = 0; k < count; ++k) deviates[k] = deviateAt(exposure, start + k);
+      const float *value = &sites.value[start];
+      float *code = &out[start];
+      for (size_t k = 0; k < count; ++k)
+        code[k] = siteCode(exposure, std::min(value[k] * perUnit, well), deviates[k]);
+    }
   });
   const float range = exposure.white - exposure.black;
   for (const SensorDefect &defect : defects) {
@@ -434,6 +455,11 @@ double focusBlurSigma(double lensPosition, int height) {
 
 Mosaic captureSensor(const SensorSettings &settings, uint64_t frameNumber) {
   Mosaic raw;
+  captureSensor(settings, frameNumber, raw);
+  return raw;
+}
+
+void captureSensor(const SensorSettings &settings, uint64_t frameNumber, Mosaic &raw) {
   raw.width = std::clamp(settings.width, 16, kMaxWidth) & ~1;
   raw.height = std::clamp(settings.height, 16, kMaxHeight) & ~1;
   raw.pattern =
@@ -461,8 +487,10 @@ Mosaic captureSensor(const SensorSettings &settings, uint64_t frameNumber) {
     expose(*sites,
            exposureOf(settings, bitDepth, settings.exposureTime / ratio, kShortStream, frameNumber),
            defects, raw.shortData);
+  } else {
+    raw.exposureRatio = 1;
+    raw.shortData.clear();
   }
-  return raw;
 }
 
 }  // namespace tcamera

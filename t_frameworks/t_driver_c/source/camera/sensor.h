@@ -54,6 +54,8 @@ struct SensorSettings {
 // The raw frame number frameNumber as the sensor delivers it: same settings and number give
 // the same frame, bit for bit.
 Mosaic captureSensor(const SensorSettings &settings, uint64_t frameNumber);
+// The same into raw, whose buffers are kept when they have the size already.
+void captureSensor(const SensorSettings &settings, uint64_t frameNumber, Mosaic &raw);
 
 // Pedestal in codes: 64 at 10 bits, 256 at 12.
 float sensorBlackLevel(int bitDepth);

@@ -14,6 +14,7 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <vector>
 
 #include "stages.h"
@@ -111,10 +112,17 @@ void rangeRow(const float *up, const float *mid, const float *down, const Params
     // Clamped as floats (a NaN goes to level 0), then truncated like a cast.
     const Bits level =
         __builtin_convertvector(vector4::min(vector4::max(mean, splat(0)), highest), Bits);
-    for (int k = 0; k < kLanes; ++k) {
-      reachStatic[x + k] = table[level[k]][0];
-      reachMoving[x + k] = table[level[k]][1];
-    }
+    // Each level's pair as one 64-bit load, then split into the two filters' vectors.
+    using Pairs = double __attribute__((vector_size(16)));
+    const auto pair = [&](int at) {
+      double both;
+      std::memcpy(&both, table[at].data(), sizeof both);
+      return both;
+    };
+    const Vec low = reinterpret_cast<Vec>(Pairs{pair(level[0]), pair(level[1])});
+    const Vec high = reinterpret_cast<Vec>(Pairs{pair(level[2]), pair(level[3])});
+    vector4::store(reachStatic + x, __builtin_shufflevector(low, high, 0, 2, 4, 6));
+    vector4::store(reachMoving + x, __builtin_shufflevector(low, high, 1, 3, 5, 7));
   }
 }
 
@@ -162,9 +170,11 @@ void filterRows(const Mosaic &in, const Params &p, Mosaic &out, int first, int l
   };
   // The band's rows and two above and below, in codes above black, each with two reflected
   // sites at either end and padded to whole groups of lanes: every source row is converted
-  // once.
+  // once. Kept by the thread between passes: a band's rows are a megabyte, fresh every frame
+  // they would cost zero-filling and page faults.
   const int span = vector4::roundUp(width), stride = span + 4;
-  std::vector<float> rows(static_cast<size_t>(last - first + 4) * stride);
+  thread_local std::vector<float> rows;
+  rows.resize(std::max(rows.size(), static_cast<size_t>(last - first + 4) * stride));
   for (int y = first - 2; y < last + 2; ++y) {
     float *row = &rows[static_cast<size_t>(y - first + 2) * stride] + 2;
     scaleRow(&in.data[static_cast<size_t>(reflect(y, height)) * width], black, toCodes, width, row);

@@ -68,11 +68,13 @@ struct LevelTable {
   }
   // Four levels at once.
   using Index = int __attribute__((vector_size(16)));
+  // Clamped as floats (min and max instructions; a NaN goes to 0), then truncated.
   Index indexOf(vector4::Vec level) const {
-    Index i = __builtin_convertvector(level * vector4::splat(scale) + vector4::splat(0.5f), Index);
-    const Index low = {0, 0, 0, 0}, high = {kLevelTable, kLevelTable, kLevelTable, kLevelTable};
-    i = i < low ? low : i;
-    return i > high ? high : i;
+    using namespace vector4;
+    const Vec position = level * splat(scale) + splat(0.5f);
+    const Vec clamped =
+        position > splat(0.0f) ? min(position, splat(static_cast<float>(kLevelTable))) : splat(0);
+    return __builtin_convertvector(clamped, Index);
   }
   // Tables over the same levels share their indices.
   vector4::Vec at(Index i) const {
@@ -116,18 +118,43 @@ void padRow(const float *src, int width, int reach, float *pad) {
   std::copy(src, src + width, pad + reach);
 }
 
+// dst[x] = sum of w[k] x rows[k][x] over Taps rows, whole groups of lanes: the tap count
+// fixed, so that the loop over the taps unrolls and the weights stay in registers.
+template <int Taps>
+void weightedSum(const float *const *rows, const vector4::Vec *w, int width, float *dst) {
+  using namespace vector4;
+  for (int x = 0; x < width; x += kLanes) {
+    Vec sum = w[0] * load(rows[0] + x);
+    for (int k = 1; k < Taps; ++k) sum += w[k] * load(rows[k] + x);
+    store(dst + x, sum);
+  }
+}
+
+// The same for an odd tap count up to kMaxWindow (windows always have one).
+void weightedSum(int taps, const float *const *rows, const vector4::Vec *w, int width, float *dst) {
+  switch (taps) {
+    case 1:
+      return weightedSum<1>(rows, w, width, dst);
+    case 3:
+      return weightedSum<3>(rows, w, width, dst);
+    case 5:
+      return weightedSum<5>(rows, w, width, dst);
+    case 7:
+      return weightedSum<7>(rows, w, width, dst);
+    default:
+      return weightedSum<kMaxWindow>(rows, w, width, dst);
+  }
+}
+
 // dst[x] = sum of weights[k] x pad[x + k]: a row filter over a padded row.
 void filterRow(const float *pad, int width, const std::vector<float> &weights, float *dst) {
   using namespace vector4;
-  // The weights splatted once, in locals the stores cannot change.
+  // The weights splatted once, in locals the stores cannot change; tap k reads the row from k.
   Vec w[kMaxWindow];
+  const float *shifted[kMaxWindow];
   const int taps = static_cast<int>(weights.size());
-  for (int k = 0; k < taps; ++k) w[k] = splat(weights[k]);
-  for (int x = 0; x < width; x += kLanes) {
-    Vec sum = w[0] * load(pad + x);
-    for (int k = 1; k < taps; ++k) sum += w[k] * load(pad + x + k);
-    store(dst + x, sum);
-  }
+  for (int k = 0; k < taps; ++k) w[k] = splat(weights[k]), shifted[k] = pad + k;
+  weightedSum(taps, shifted, w, width, dst);
 }
 
 }  // namespace
@@ -208,11 +235,7 @@ bool stage3DNoiseReduction_4(const RgbImage &in, const TDatabase3DNoiseReduction
       Vec w[kMaxWindow];
       const int taps = 2 * reach + 1;
       for (int k = 0; k < taps; ++k) rowsAt[k] = rowAt(k - reach), w[k] = splat(weights[k]);
-      for (int x = 0; x < width; x += kLanes) {
-        Vec sum = w[0] * load(rowsAt[0] + x);
-        for (int k = 1; k < taps; ++k) sum += w[k] * load(rowsAt[k] + x);
-        store(dst + x, sum);
-      }
+      weightedSum(taps, rowsAt, w, width, dst);
     };
     // Four pixels of a row at a time; the last few through a padded group.
     auto forGroups = [&](auto work) {

@@ -47,8 +47,7 @@ struct Plane {
 
 // 2 x 2 mean, the last row or column repeated on odd sizes.
 template <int N>
-Plane<N> half(const Plane<N> &in) {
-  Plane<N> out;
+void half(const Plane<N> &in, Plane<N> &out) {
   out.resize((in.width + 1) / 2, (in.height + 1) / 2);
   parallelRows(out.height, [&](int first, int last) {
     for (int y = first; y < last; ++y) {
@@ -62,7 +61,6 @@ Plane<N> half(const Plane<N> &in) {
       }
     }
   });
-  return out;
 }
 
 // Bilinear taps from a coarse axis of `from` samples to a fine one of `to`.
@@ -86,8 +84,9 @@ Taps taps(int to, int from) {
   return t;
 }
 
-// Cb and Cr of a row of interleaved RGB pixels, into planar rows padded to groups of four.
-void chromaOfRow(const float *p, int width, float *cb, float *cr) {
+// Cb and Cr of a row of interleaved RGB pixels, into planar rows padded to groups of four;
+// the luma too where luma is not null.
+void chromaOfRow(const float *p, int width, float *cb, float *cr, float *luma = nullptr) {
   using vector4::splat;
   for (int x = 0; x < width; x += vector4::kLanes, p += 12) {
     rgb_lanes::Rgb v;
@@ -98,16 +97,16 @@ void chromaOfRow(const float *p, int width, float *cb, float *cr) {
       std::copy(p, p + (width - x) * 3, group);
       v = rgb_lanes::load(group);
     }
-    const vector4::Vec luma = splat(kKr) * v.r + splat(kKg) * v.g + splat(kKb) * v.b;
-    vector4::store(cb + x, (v.b - luma) * splat(kCbScale));
-    vector4::store(cr + x, (v.r - luma) * splat(kCrScale));
+    const vector4::Vec y = splat(kKr) * v.r + splat(kKg) * v.g + splat(kKb) * v.b;
+    vector4::store(cb + x, (v.b - y) * splat(kCbScale));
+    vector4::store(cr + x, (v.r - y) * splat(kCrScale));
+    if (luma) vector4::store(luma + x, y);
   }
 }
 
 // The chroma of an RGB picture halved: 2 x 2 means, the last row or column repeated on odd
 // sizes. The same as halving the full-resolution chroma, without storing it.
-Plane<2> halfChroma(const RgbImage &in) {
-  Plane<2> out;
+void halfChroma(const RgbImage &in, Plane<2> &out) {
   out.resize((in.width + 1) / 2, (in.height + 1) / 2);
   const int width = in.width;
   parallelRows(out.height, [&](int first, int last) {
@@ -117,15 +116,50 @@ Plane<2> halfChroma(const RgbImage &in) {
       chromaOfRow(in.pixel(0, 2 * y), width, cb0.data(), cr0.data());
       chromaOfRow(in.pixel(0, std::min(2 * y + 1, in.height - 1)), width, cb1.data(), cr1.data());
       float *dst = out.row(y);
-      for (int x = 0; x < out.width; ++x) {
+      // Four output pixels at a time from eight sites split into even and odd ones, summed in
+      // the order of the loop below; the last pixels (an odd width repeats the last site) one
+      // at a time.
+      int x = 0;
+      for (; 2 * x + 2 * vector4::kLanes <= width; x += vector4::kLanes) {
+        using vector4::load;
+        using vector4::Vec;
+        const auto mean = [&](const std::vector<float> &top, const std::vector<float> &bottom) {
+          const Vec t0 = load(&top[2 * x]), t1 = load(&top[2 * x + 4]);
+          const Vec b0 = load(&bottom[2 * x]), b1 = load(&bottom[2 * x + 4]);
+          const Vec sum = __builtin_shufflevector(t0, t1, 0, 2, 4, 6) +
+                          __builtin_shufflevector(t0, t1, 1, 3, 5, 7) +
+                          __builtin_shufflevector(b0, b1, 0, 2, 4, 6) +
+                          __builtin_shufflevector(b0, b1, 1, 3, 5, 7);
+          return vector4::splat(0.25f) * sum;
+        };
+        const Vec cb = mean(cb0, cb1), cr = mean(cr0, cr1);
+        vector4::store(dst + 2 * x, __builtin_shufflevector(cb, cr, 0, 4, 1, 5));
+        vector4::store(dst + 2 * x + 4, __builtin_shufflevector(cb, cr, 2, 6, 3, 7));
+      }
+      for (; x < out.width; ++x) {
         const int x0 = 2 * x, x1 = std::min(2 * x + 1, width - 1);
         dst[x * 2] = 0.25f * (cb0[x0] + cb0[x1] + cb1[x0] + cb1[x1]);
         dst[x * 2 + 1] = 0.25f * (cr0[x0] + cr0[x1] + cr1[x0] + cr1[x1]);
       }
     }
   });
-  return out;
 }
+
+// The luma of the row of the finest layer being restored, from its chroma to its output; rows
+// are restored on every core, each thread keeps its own. (Declared here rather than in the
+// stage so that it is constructed on the thread that uses it.)
+std::vector<float> &lumaRow() {
+  thread_local std::vector<float> row;
+  return row;
+}
+
+// The planes of a frame, kept by the thread between frames: allocated afresh they would cost
+// zero-filling and page faults every frame.
+struct Scratch {
+  Plane<1> luma, mask[2];
+  Plane<2> chroma[kLayers + 1];
+  Plane<2> cleaned[2];
+};
 
 // For every pixel of a layer: up(coarseDone) + shrink(fine - up(coarse)), a row at a time.
 // fineRow(y, cb, cr) hands the layer's chroma of row y as planar rows; sink(y, cb, cr) takes
@@ -233,10 +267,11 @@ bool stageColorNoiseReduction_2_2(const RgbImage &in, const TDatabaseColorNoiseR
   const int width = in.width, height = in.height;
   const int maskedLayers = std::min<int>(state.textureMaskSelect, 2);
 
+  thread_local Scratch scratch;
   // Luma at full resolution, for the texture mask.
-  Plane<1> mask[2];
+  Plane<1> *mask = scratch.mask;
   if (maskedLayers > 0) {
-    Plane<1> luma;
+    Plane<1> &luma = scratch.luma;
     luma.resize(width, height);
     parallelRows(height, [&](int first, int last) {
       for (int y = first; y < last; ++y) {
@@ -260,22 +295,22 @@ bool stageColorNoiseReduction_2_2(const RgbImage &in, const TDatabaseColorNoiseR
         }
       }
     });
-    if (maskedLayers > 1) mask[1] = half(mask[0]);
+    if (maskedLayers > 1) half(mask[0], mask[1]);
   }
 
   // The full-resolution chroma is never stored: the first halving and the finest layer read
   // it from the picture.
-  Plane<2> chroma[kLayers + 1];
-  chroma[1] = halfChroma(in);
-  for (int layer = 2; layer <= kLayers; ++layer) chroma[layer] = half(chroma[layer - 1]);
+  Plane<2> *chroma = scratch.chroma;
+  halfChroma(in, chroma[1]);
+  for (int layer = 2; layer <= kLayers; ++layer) half(chroma[layer - 1], chroma[layer]);
   // From the coarsest remainder back up; the finest layer goes straight into the picture.
-  Plane<2> done = chroma[kLayers];
+  const Plane<2> *done = &chroma[kLayers];
   for (int layer = kLayers - 1; layer >= 1; --layer) {
     const Plane<2> &fine = chroma[layer];
-    Plane<2> cleaned;
+    Plane<2> &cleaned = scratch.cleaned[layer & 1];
     cleaned.resize(fine.width, fine.height);
     restoreLayer(
-        fine.width, fine.height, chroma[layer + 1], done, sigma[layer],
+        fine.width, fine.height, chroma[layer + 1], *done, sigma[layer],
         layer < maskedLayers ? &mask[layer] : nullptr,
         [&](int y, float *cb, float *cr) {
           const float *c = fine.row(y);
@@ -285,36 +320,38 @@ bool stageColorNoiseReduction_2_2(const RgbImage &in, const TDatabaseColorNoiseR
           float *c = cleaned.row(y);
           for (int x = 0; x < fine.width; ++x) c[x * 2] = cb[x], c[x * 2 + 1] = cr[x];
         });
-    done = std::move(cleaned);
+    done = &cleaned;
   }
 
   out = in.sameShape();
   restoreLayer(
-      width, height, chroma[1], done, sigma[0], maskedLayers > 0 ? &mask[0] : nullptr,
-      [&](int y, float *cb, float *cr) { chromaOfRow(in.pixel(0, y), width, cb, cr); },
+      width, height, chroma[1], *done, sigma[0], maskedLayers > 0 ? &mask[0] : nullptr,
+      [&](int y, float *cb, float *cr) {
+        std::vector<float> &luma = lumaRow();
+        luma.resize(std::max<size_t>(luma.size(), vector4::roundUp(width)));
+        chromaOfRow(in.pixel(0, y), width, cb, cr, luma.data());
+      },
       [&](int y, const float *cb, const float *cr) {
         using vector4::Vec;
         using vector4::splat;
         // The picture's own luma with the cleaned chroma, four pixels at a time.
-        auto convert = [&](const rgb_lanes::Rgb &v, int x) {
-          const Vec yy = splat(kKr) * v.r + splat(kKg) * v.g + splat(kKb) * v.b;
+        const float *luma = lumaRow().data();
+        auto convert = [&](int x) {
+          const Vec yy = vector4::load(luma + x);
           const Vec r = yy + vector4::load(cr + x) * splat(kCrToR);
           const Vec b = yy + vector4::load(cb + x) * splat(kCbToB);
           const Vec g = (yy - splat(kKr) * r - splat(kKb) * b) * splat(kInverseKg);
           return rgb_lanes::Rgb{rgb_lanes::clamp(r, 0.0f, 1.0f), rgb_lanes::clamp(g, 0.0f, 1.0f),
                                 rgb_lanes::clamp(b, 0.0f, 1.0f)};
         };
-        const float *src = in.pixel(0, y);
         float *dst = out.pixel(0, y);
         int x = 0;
-        for (; x + vector4::kLanes <= width; x += vector4::kLanes, src += 12, dst += 12)
-          rgb_lanes::store(dst, convert(rgb_lanes::load(src), x));
+        for (; x + vector4::kLanes <= width; x += vector4::kLanes, dst += 12)
+          rgb_lanes::store(dst, convert(x));
         if (x < width) {
-          float group[12] = {};
-          const int floats = (width - x) * 3;
-          std::copy(src, src + floats, group);
-          rgb_lanes::store(group, convert(rgb_lanes::load(group), x));
-          std::copy(group, group + floats, dst);
+          float group[12];
+          rgb_lanes::store(group, convert(x));
+          std::copy(group, group + (width - x) * 3, dst);
         }
       });
   return true;

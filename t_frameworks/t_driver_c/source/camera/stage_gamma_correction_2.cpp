@@ -10,6 +10,7 @@
 // The curve is sampled once per frame into a 4096-entry table, read with interpolation.
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <vector>
 
 #include "stages.h"
@@ -66,6 +67,14 @@ std::vector<float> buildTable(const TDatabaseGammaCorrection_2 &state) {
   return table;
 }
 
+// Two floats side by side, moved as one 64-bit value.
+using Pairs = double __attribute__((vector_size(16)));
+inline double entry(const float *lut, int index) {
+  double pair;
+  std::memcpy(&pair, lut + 2 * index, sizeof pair);
+  return pair;
+}
+
 }  // namespace
 
 bool stageGammaCorrection_2(const RgbImage &in, const TDatabaseGammaCorrection_2 &state,
@@ -96,9 +105,11 @@ bool stageGammaCorrection_2(const RgbImage &in, const TDatabaseGammaCorrection_2
       const Vec position = level(load(source + i)) * splat(kInputMax);
       const Index index = __builtin_convertvector(position, Index);
       const Vec t = position - __builtin_convertvector(index, Vec);
-      const float *e0 = lut + 2 * index[0], *e1 = lut + 2 * index[1];
-      const float *e2 = lut + 2 * index[2], *e3 = lut + 2 * index[3];
-      const Vec base = {e0[0], e1[0], e2[0], e3[0]}, step = {e0[1], e1[1], e2[1], e3[1]};
+      // Each entry's level and step as one 64-bit load, then split into two vectors.
+      const Vec low = reinterpret_cast<Vec>(Pairs{entry(lut, index[0]), entry(lut, index[1])});
+      const Vec high = reinterpret_cast<Vec>(Pairs{entry(lut, index[2]), entry(lut, index[3])});
+      const Vec base = __builtin_shufflevector(low, high, 0, 2, 4, 6);
+      const Vec step = __builtin_shufflevector(low, high, 1, 3, 5, 7);
       store(target + i, base + t * step);
     }
     for (; i < end; ++i) {
