@@ -3,10 +3,12 @@
 #ifndef T_DRIVER_FRAMES_H
 #define T_DRIVER_FRAMES_H
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <mutex>
 
+#include "camera/measure.h"
 #include "camera/pipeline.h"
 #include "driver_internal.h"
 
@@ -17,6 +19,15 @@ struct Camera {
   tcamera::Pipeline pipeline;
   uint64_t generation = UINT64_MAX;  // the driver's push count the pipeline's state is from
   std::unique_ptr<tcamera::HardwareState> gathered = std::make_unique<tcamera::HardwareState>();
+  // The frame as the measuring units see it, per source, with the state and frame it was
+  // taken from: a client polls several units of one frame, and each read-back would
+  // otherwise sample the whole mosaic again.
+  struct Sampled {
+    tcamera::Samples samples;
+    uint64_t generation = UINT64_MAX;
+    uint64_t frameNumber = 0;
+  };
+  std::array<Sampled, 2> sampled;
 };
 
 // The driver's camera, with its pipeline set to the hardware state the driver holds now (a

@@ -104,15 +104,26 @@ Window windowOf(const TDatabaseFrameWindow &rectangle, const Samples &samples) {
           spanOf(rectangle.offset.y, rectangle.height, samples.rows)};
 }
 
-uint32_t frameSamples(TDriver &locked, Source source, Samples &samples) {
-  std::unique_lock<std::mutex> lock;
+uint32_t frameSamples(TDriver &locked, Source source, std::unique_lock<std::mutex> &lock,
+                      const Samples **samples) {
   tdriver::Camera *camera = nullptr;
   if (const uint32_t code = tdriver::syncedCamera(locked, lock, &camera); code != TCOMMON_SUCCESS)
     return code;
-  return tdriver::allocating([&] {
-    const Tap tap = source == Source::kSensor ? Tap::kRaw : Tap::kWhiteBalance;
-    samples = samplesOf(camera->pipeline.mosaicAt(tap));
-  });
+  auto &kept = camera->sampled[source == Source::kSensor ? 1 : 0];
+  const uint64_t frameNumber = camera->pipeline.frameNumber();
+  if (kept.generation != camera->generation || kept.frameNumber != frameNumber) {
+    kept.generation = UINT64_MAX;  // stale until taken again
+    if (const uint32_t code = tdriver::allocating([&] {
+          const Tap tap = source == Source::kSensor ? Tap::kRaw : Tap::kWhiteBalance;
+          kept.samples = samplesOf(camera->pipeline.mosaicAt(tap));
+        });
+        code != TCOMMON_SUCCESS)
+      return code;
+    kept.generation = camera->generation;
+    kept.frameNumber = frameNumber;
+  }
+  *samples = &kept.samples;
+  return TCOMMON_SUCCESS;
 }
 
 uint32_t latchUnit(TDriver &locked, const char *unit) {

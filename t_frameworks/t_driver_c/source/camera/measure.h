@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <mutex>
 #include <vector>
 
 #include "driver_internal.h"
@@ -88,15 +89,18 @@ uint32_t readUnit(TDriver &locked, const char *unit, void **record);
 uint32_t pushWithUnit(TDriver *driver, const char *function, const char *category,
                       const char *unit);
 
-// Used by measureFrame.
-uint32_t frameSamples(TDriver &locked, Source source, Samples &samples);
+// Used by measureFrame: the samples of the current frame at source's tap, taken once per frame
+// and state and kept by the camera; *samples holds while lock (the camera's) is held.
+uint32_t frameSamples(TDriver &locked, Source source, std::unique_lock<std::mutex> &lock,
+                      const Samples **samples);
 
 template <typename Measure>
 uint32_t measureFrame(TDriver &locked, Source source, Measure &&measure) {
-  Samples samples;
-  if (const uint32_t code = frameSamples(locked, source, samples); code != TCOMMON_SUCCESS)
+  std::unique_lock<std::mutex> lock;
+  const Samples *samples = nullptr;
+  if (const uint32_t code = frameSamples(locked, source, lock, &samples); code != TCOMMON_SUCCESS)
     return code;
-  measure(samples);
+  measure(*samples);
   return TCOMMON_SUCCESS;
 }
 
