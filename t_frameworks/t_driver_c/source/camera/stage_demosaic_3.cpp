@@ -148,16 +148,35 @@ float unit(float v) {
   return std::min(1.0f, std::max(0.0f, v));
 }
 
-// Lanes of a group of four (starting at an even site) that hold green in a row whose first
-// green is at greenX.
-Vec greenLanes(int greenX) {
-  const float even = greenX == 0 ? 1.0f : 0.0f;
-  return Vec{even, 1 - even, even, 1 - even};
+// Sites are handled eight at a time, split by colour: the green and the red or blue sites of a
+// row alternate, so each half of the group is four sites of one colour, and only the formula
+// that colour needs is evaluated.
+constexpr int kGroup = 2 * kLanes;
+
+constexpr int roundUpGroup(int count) {
+  return (count + kGroup - 1) / kGroup * kGroup;
 }
 
-// Green at every site (rows [first, last)). Four sites at a time: both the green-site and the
-// colour-site formulas are evaluated and the lane's colour picks one, which costs less than
-// branching or striding.
+// p[0], p[2], p[4], p[6].
+inline Vec evens(const float *p) {
+  return __builtin_shufflevector(load(p), load(p + 3), 0, 2, 5, 7);
+}
+
+// Stores eight sites from the four of the group's first site colour (a) and the four of the
+// other (b), alternating.
+inline void storeAlternating(float *o, Vec a, Vec b) {
+  vector4::store(o, __builtin_shufflevector(a, b, 0, 4, 1, 5));
+  vector4::store(o + kLanes, __builtin_shufflevector(a, b, 2, 6, 3, 7));
+}
+
+// Offset of the first green site in row y: 0 or 1.
+int greenOffset(const std::array<Site, 4> &quad, int y) {
+  return quad[(y & 1) * 2] == kG ? 0 : 1;
+}
+
+// Green at every site (rows [first, last)). Green sites keep their value (refined towards
+// their diagonal greens where those differ little); red and blue sites interpolate along the
+// smoother direction.
 void interpolateGreen(const Plane &n, const std::array<Site, 4> &quad, const Interp &p, Plane &g,
                       int first, int last) {
   const Vec zero = splat(0), half = splat(0.5f), two = splat(2), quarter = splat(0.25f);
@@ -170,17 +189,23 @@ void interpolateGreen(const Plane &n, const std::array<Site, 4> &quad, const Int
     const float *r0 = n.row(y), *u1 = n.row(y - 1), *d1 = n.row(y + 1), *u2 = n.row(y - 2),
                 *d2 = n.row(y + 2);
     float *out = g.row(y);
-    const auto isGreen = greenLanes(quad[(y & 1) * 2] == kG ? 0 : 1) > half;
-    for (int x = 0; x < vector4::roundUp(n.width); x += kLanes) {
-      const Vec c = load(r0 + x);
-      // A green site: moved to the midpoint with its diagonal greens when they differ little.
+    const int gx = greenOffset(quad, y), cx = 1 - gx;
+    for (int x = 0; x < roundUpGroup(n.width); x += kGroup) {
+      // The green sites: moved to the midpoint with their diagonal greens when they differ
+      // little.
+      const float *q = r0 + x + gx, *qu = u1 + x + gx, *qd = d1 + x + gx;
+      const Vec green = evens(q);
       const Vec diagonal =
-          quarter * (load(u1 + x - 1) + load(u1 + x + 1) + load(d1 + x - 1) + load(d1 + x + 1));
-      const Vec refined = magnitude(c - diagonal) < refineThreshold ? half * (c + diagonal) : c;
-      // A red or blue site: along the smoother direction.
-      const Vec gl = load(r0 + x - 1), gr = load(r0 + x + 1), gu = load(u1 + x), gd = load(d1 + x);
-      const Vec lapH = two * c - load(r0 + x - 2) - load(r0 + x + 2);
-      const Vec lapV = two * c - load(u2 + x) - load(d2 + x);
+          quarter * (evens(qu - 1) + evens(qu + 1) + evens(qd - 1) + evens(qd + 1));
+      const Vec refined =
+          magnitude(green - diagonal) < refineThreshold ? half * (green + diagonal) : green;
+      // The red or blue sites: along the smoother direction.
+      const int at = x + cx;
+      const float *c0 = r0 + at;
+      const Vec c = evens(c0);
+      const Vec gl = evens(c0 - 1), gr = evens(c0 + 1), gu = evens(u1 + at), gd = evens(d1 + at);
+      const Vec lapH = two * c - evens(c0 - 2) - evens(c0 + 2);
+      const Vec lapV = two * c - evens(u2 + at) - evens(d2 + at);
       const Vec estH = half * (gl + gr) + lapWeightH * lapH;
       const Vec estV = half * (gu + gd) + lapWeightV * lapV;
       const Vec dH = magnitude(gl - gr) + colourTerm * magnitude(lapH);
@@ -191,14 +216,17 @@ void interpolateGreen(const Plane &n, const std::array<Site, 4> &quad, const Int
       const Vec step = contrast > gradMin ? half : zero;
       const Vec smooth = half + ramp + hard * (step - ramp);
       const Vec wH = dH < dV ? smooth : splat(1) - smooth;
-      vector4::store(out + x, isGreen ? refined : estV + wH * (estH - estV));
+      const Vec interpolated = estV + wH * (estH - estV);
+      if (gx == 0)
+        storeAlternating(out + x, refined, interpolated);
+      else
+        storeAlternating(out + x, interpolated, refined);
     }
   }
 }
 
 // Red and blue at every site from their colour differences to green, written as red and
-// blue planes (for the aberration correction) or straight as differences to green. Four
-// sites at a time, both formulas evaluated and the lane's colour picking one.
+// blue planes (for the aberration correction) or straight as differences to green.
 void interpolateColour(const Plane &n, const Plane &g, const std::array<Site, 4> &quad,
                        const Interp &p, bool asDifferences, Plane &red, Plane &blue, int first,
                        int last) {
@@ -208,25 +236,34 @@ void interpolateColour(const Plane &n, const Plane &g, const std::array<Site, 4>
   for (int y = first; y < last; ++y) {
     const float *n0 = n.row(y), *nu = n.row(y - 1), *nd = n.row(y + 1);
     const float *g0 = g.row(y), *gu = g.row(y - 1), *gd = g.row(y + 1);
-    const int greenX = quad[(y & 1) * 2] == kG ? 0 : 1;
-    const auto isGreen = greenLanes(greenX) > half;
-    const bool redRow = quad[(y & 1) * 2 + (1 - greenX)] == kR;
+    const int gx = greenOffset(quad, y), cx = 1 - gx;
+    const bool redRow = quad[(y & 1) * 2 + cx] == kR;
     float *sameRow = redRow ? red.row(y) : blue.row(y);
     float *otherRow = redRow ? blue.row(y) : red.row(y);
-    for (int x = 0; x < vector4::roundUp(n.width); x += kLanes) {
-      const Vec green = load(g0 + x);
+    for (int x = 0; x < roundUpGroup(n.width); x += kGroup) {
       // Green sites: the row's colour from left and right, the other one from above and below.
-      const Vec horizontal = half * (load(n0 + x - 1) + load(n0 + x + 1)) +
-                             atGreen * (green - half * (load(g0 + x - 1) + load(g0 + x + 1)));
-      const Vec vertical = half * (load(nu + x) + load(nd + x)) +
-                           atGreen * (green - half * (load(gu + x) + load(gd + x)));
+      const int q = x + gx;
+      const Vec green = evens(g0 + q);
+      const Vec horizontal = half * (evens(n0 + q - 1) + evens(n0 + q + 1)) +
+                             atGreen * (green - half * (evens(g0 + q - 1) + evens(g0 + q + 1)));
+      const Vec vertical = half * (evens(nu + q) + evens(nd + q)) +
+                           atGreen * (green - half * (evens(gu + q) + evens(gd + q)));
       // Red or blue sites: their own value, the other colour from the four diagonals.
-      const Vec diagonal =
-          quarter * (load(nu + x - 1) + load(nu + x + 1) + load(nd + x - 1) + load(nd + x + 1)) +
-          atColour * (green - quarter * (load(gu + x - 1) + load(gu + x + 1) + load(gd + x - 1) +
-                                         load(gd + x + 1)));
-      vector4::store(sameRow + x, (isGreen ? horizontal : load(n0 + x)) - bias * green);
-      vector4::store(otherRow + x, (isGreen ? vertical : diagonal) - bias * green);
+      const int c = x + cx;
+      const Vec greenC = evens(g0 + c);
+      const Vec diagonal = quarter * (evens(nu + c - 1) + evens(nu + c + 1) + evens(nd + c - 1) +
+                                      evens(nd + c + 1)) +
+                           atColour * (greenC - quarter * (evens(gu + c - 1) + evens(gu + c + 1) +
+                                                           evens(gd + c - 1) + evens(gd + c + 1)));
+      const Vec sameG = horizontal - bias * green, otherG = vertical - bias * green;
+      const Vec sameC = evens(n0 + c) - bias * greenC, otherC = diagonal - bias * greenC;
+      if (gx == 0) {
+        storeAlternating(sameRow + x, sameG, sameC);
+        storeAlternating(otherRow + x, otherG, otherC);
+      } else {
+        storeAlternating(sameRow + x, sameC, sameG);
+        storeAlternating(otherRow + x, otherC, otherG);
+      }
     }
   }
 }
@@ -508,13 +545,13 @@ bool stageDeMosaic_3(const Mosaic &in, const TDatabaseDeMosaic_3 &state,
         &diffR = scratch.diffRed, &diffB = scratch.diffBlue;
   const bool bypassed = state.state == 0;
   const bool cac = !bypassed && state.isCac != 0;
-  // Vector groups read up to two sites beyond the last group of a row: a border of six.
-  n.shape(width, height, kLanes + 2);
-  // The planes the finishing steps read four sites at a time have a border of kLanes.
-  g.shape(width, height, kLanes);
-  if (cac) red.shape(width, height, kLanes), blue.shape(width, height, kLanes);
-  diffR.shape(width, height, kLanes);
-  diffB.shape(width, height, kLanes);
+  // Groups of eight sites read the mosaic up to nine sites past a row's last site and the
+  // other planes up to eight, and write up to seven past it: borders of ten and nine.
+  n.shape(width, height, kGroup + 2);
+  g.shape(width, height, kGroup + 1);
+  if (cac) red.shape(width, height, kGroup + 1), blue.shape(width, height, kGroup + 1);
+  diffR.shape(width, height, kGroup + 1);
+  diffB.shape(width, height, kGroup + 1);
 
   const Interp interp = interpFrom(state, bypassed);
   const Finish finish = finishFrom(state, context, bypassed);
