@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <type_traits>
 
 #include "stages.h"
 #include "vector4.h"
@@ -189,39 +190,46 @@ void interpolateGreen(const Plane &n, const std::array<Site, 4> &quad, const Int
     const float *r0 = n.row(y), *u1 = n.row(y - 1), *d1 = n.row(y + 1), *u2 = n.row(y - 2),
                 *d2 = n.row(y + 2);
     float *out = g.row(y);
-    const int gx = greenOffset(quad, y), cx = 1 - gx;
-    for (int x = 0; x < roundUpGroup(n.width); x += kGroup) {
-      // The green sites: moved to the midpoint with their diagonal greens when they differ
-      // little.
-      const float *q = r0 + x + gx, *qu = u1 + x + gx, *qd = d1 + x + gx;
-      const Vec green = evens(q);
-      const Vec diagonal =
-          quarter * (evens(qu - 1) + evens(qu + 1) + evens(qd - 1) + evens(qd + 1));
-      const Vec refined =
-          magnitude(green - diagonal) < refineThreshold ? half * (green + diagonal) : green;
-      // The red or blue sites: along the smoother direction.
-      const int at = x + cx;
-      const float *c0 = r0 + at;
-      const Vec c = evens(c0);
-      const Vec gl = evens(c0 - 1), gr = evens(c0 + 1), gu = evens(u1 + at), gd = evens(d1 + at);
-      const Vec lapH = two * c - evens(c0 - 2) - evens(c0 + 2);
-      const Vec lapV = two * c - evens(u2 + at) - evens(d2 + at);
-      const Vec estH = half * (gl + gr) + lapWeightH * lapH;
-      const Vec estV = half * (gu + gd) + lapWeightV * lapV;
-      const Vec dH = magnitude(gl - gr) + colourTerm * magnitude(lapH);
-      const Vec dV = magnitude(gu - gd) + colourTerm * magnitude(lapV);
-      const Vec contrast = magnitude(dH - dV);
-      // Weight of the smoother direction: a half (both alike) up to one (that one alone).
-      const Vec ramp = vector4::min(half, vector4::max(zero, (contrast - gradMin) * blendScale));
-      const Vec step = contrast > gradMin ? half : zero;
-      const Vec smooth = half + ramp + hard * (step - ramp);
-      const Vec wH = dH < dV ? smooth : splat(1) - smooth;
-      const Vec interpolated = estV + wH * (estH - estV);
-      if (gx == 0)
-        storeAlternating(out + x, refined, interpolated);
-      else
-        storeAlternating(out + x, interpolated, refined);
-    }
+    // The row's phase as a constant, so that the loads the two halves share are made once.
+    const auto row = [&](auto phase) {
+      constexpr int gx = decltype(phase)::value, cx = 1 - gx;
+      for (int x = 0; x < roundUpGroup(n.width); x += kGroup) {
+        // The green sites: moved to the midpoint with their diagonal greens when they differ
+        // little.
+        const float *q = r0 + x + gx, *qu = u1 + x + gx, *qd = d1 + x + gx;
+        const Vec green = evens(q);
+        const Vec diagonal =
+            quarter * (evens(qu - 1) + evens(qu + 1) + evens(qd - 1) + evens(qd + 1));
+        const Vec refined =
+            magnitude(green - diagonal) < refineThreshold ? half * (green + diagonal) : green;
+        // The red or blue sites: along the smoother direction.
+        const int at = x + cx;
+        const float *c0 = r0 + at;
+        const Vec c = evens(c0);
+        const Vec gl = evens(c0 - 1), gr = evens(c0 + 1), gu = evens(u1 + at), gd = evens(d1 + at);
+        const Vec lapH = two * c - evens(c0 - 2) - evens(c0 + 2);
+        const Vec lapV = two * c - evens(u2 + at) - evens(d2 + at);
+        const Vec estH = half * (gl + gr) + lapWeightH * lapH;
+        const Vec estV = half * (gu + gd) + lapWeightV * lapV;
+        const Vec dH = magnitude(gl - gr) + colourTerm * magnitude(lapH);
+        const Vec dV = magnitude(gu - gd) + colourTerm * magnitude(lapV);
+        const Vec contrast = magnitude(dH - dV);
+        // Weight of the smoother direction: a half (both alike) up to one (that one alone).
+        const Vec ramp = vector4::min(half, vector4::max(zero, (contrast - gradMin) * blendScale));
+        const Vec step = contrast > gradMin ? half : zero;
+        const Vec smooth = half + ramp + hard * (step - ramp);
+        const Vec wH = dH < dV ? smooth : splat(1) - smooth;
+        const Vec interpolated = estV + wH * (estH - estV);
+        if constexpr (gx == 0)
+          storeAlternating(out + x, refined, interpolated);
+        else
+          storeAlternating(out + x, interpolated, refined);
+      }
+    };
+    if (greenOffset(quad, y) == 0)
+      row(std::integral_constant<int, 0>{});
+    else
+      row(std::integral_constant<int, 1>{});
   }
 }
 
@@ -236,35 +244,44 @@ void interpolateColour(const Plane &n, const Plane &g, const std::array<Site, 4>
   for (int y = first; y < last; ++y) {
     const float *n0 = n.row(y), *nu = n.row(y - 1), *nd = n.row(y + 1);
     const float *g0 = g.row(y), *gu = g.row(y - 1), *gd = g.row(y + 1);
-    const int gx = greenOffset(quad, y), cx = 1 - gx;
-    const bool redRow = quad[(y & 1) * 2 + cx] == kR;
+    const int greenX = greenOffset(quad, y);
+    const bool redRow = quad[(y & 1) * 2 + 1 - greenX] == kR;
     float *sameRow = redRow ? red.row(y) : blue.row(y);
     float *otherRow = redRow ? blue.row(y) : red.row(y);
-    for (int x = 0; x < roundUpGroup(n.width); x += kGroup) {
-      // Green sites: the row's colour from left and right, the other one from above and below.
-      const int q = x + gx;
-      const Vec green = evens(g0 + q);
-      const Vec horizontal = half * (evens(n0 + q - 1) + evens(n0 + q + 1)) +
-                             atGreen * (green - half * (evens(g0 + q - 1) + evens(g0 + q + 1)));
-      const Vec vertical = half * (evens(nu + q) + evens(nd + q)) +
-                           atGreen * (green - half * (evens(gu + q) + evens(gd + q)));
-      // Red or blue sites: their own value, the other colour from the four diagonals.
-      const int c = x + cx;
-      const Vec greenC = evens(g0 + c);
-      const Vec diagonal = quarter * (evens(nu + c - 1) + evens(nu + c + 1) + evens(nd + c - 1) +
-                                      evens(nd + c + 1)) +
-                           atColour * (greenC - quarter * (evens(gu + c - 1) + evens(gu + c + 1) +
-                                                           evens(gd + c - 1) + evens(gd + c + 1)));
-      const Vec sameG = horizontal - bias * green, otherG = vertical - bias * green;
-      const Vec sameC = evens(n0 + c) - bias * greenC, otherC = diagonal - bias * greenC;
-      if (gx == 0) {
-        storeAlternating(sameRow + x, sameG, sameC);
-        storeAlternating(otherRow + x, otherG, otherC);
-      } else {
-        storeAlternating(sameRow + x, sameC, sameG);
-        storeAlternating(otherRow + x, otherC, otherG);
+    // The row's phase as a constant, so that the loads the two halves share are made once.
+    const auto row = [&](auto phase) {
+      constexpr int gx = decltype(phase)::value, cx = 1 - gx;
+      for (int x = 0; x < roundUpGroup(n.width); x += kGroup) {
+        // Green sites: the row's colour from left and right, the other one from above and below.
+        const int q = x + gx;
+        const Vec green = evens(g0 + q);
+        const Vec horizontal = half * (evens(n0 + q - 1) + evens(n0 + q + 1)) +
+                               atGreen * (green - half * (evens(g0 + q - 1) + evens(g0 + q + 1)));
+        const Vec vertical = half * (evens(nu + q) + evens(nd + q)) +
+                             atGreen * (green - half * (evens(gu + q) + evens(gd + q)));
+        // Red or blue sites: their own value, the other colour from the four diagonals.
+        const int c = x + cx;
+        const Vec greenC = evens(g0 + c);
+        const Vec diagonal =
+            quarter *
+                (evens(nu + c - 1) + evens(nu + c + 1) + evens(nd + c - 1) + evens(nd + c + 1)) +
+            atColour * (greenC - quarter * (evens(gu + c - 1) + evens(gu + c + 1) +
+                                            evens(gd + c - 1) + evens(gd + c + 1)));
+        const Vec sameG = horizontal - bias * green, otherG = vertical - bias * green;
+        const Vec sameC = evens(n0 + c) - bias * greenC, otherC = diagonal - bias * greenC;
+        if constexpr (gx == 0) {
+          storeAlternating(sameRow + x, sameG, sameC);
+          storeAlternating(otherRow + x, otherG, otherC);
+        } else {
+          storeAlternating(sameRow + x, sameC, sameG);
+          storeAlternating(otherRow + x, otherC, otherG);
+        }
       }
-    }
+    };
+    if (greenX == 0)
+      row(std::integral_constant<int, 0>{});
+    else
+      row(std::integral_constant<int, 1>{});
   }
 }
 
