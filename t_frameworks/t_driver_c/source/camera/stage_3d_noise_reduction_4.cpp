@@ -19,6 +19,7 @@
 //     x tnrStrength / 256 for the luma and tnrStrength2 / 256 for the chroma.
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <vector>
 
 #include "rgb_lanes.h"
@@ -81,6 +82,29 @@ struct LevelTable {
     return vector4::Vec{values[i[0]], values[i[1]], values[i[2]], values[i[3]]};
   }
   vector4::Vec at(vector4::Vec level) const { return at(indexOf(level)); }
+};
+
+// Two tables over the same levels side by side, so that both values at an index come with
+// one 64-bit load.
+struct LevelPairs {
+  std::vector<float> values;  // first, second, first, second, ...
+  LevelPairs(const LevelTable &first, const LevelTable &second) : values(2 * first.values.size()) {
+    for (size_t i = 0; i < first.values.size(); ++i)
+      values[2 * i] = first.values[i], values[2 * i + 1] = second.values[i];
+  }
+  double pairAt(int i) const {
+    double pair;
+    std::memcpy(&pair, &values[2 * static_cast<size_t>(i)], sizeof pair);
+    return pair;
+  }
+  // Both tables' values at four indices.
+  void at(LevelTable::Index i, vector4::Vec &first, vector4::Vec &second) const {
+    using Pairs = double __attribute__((vector_size(16)));
+    const auto low = reinterpret_cast<vector4::Vec>(Pairs{pairAt(i[0]), pairAt(i[1])});
+    const auto high = reinterpret_cast<vector4::Vec>(Pairs{pairAt(i[2]), pairAt(i[3])});
+    first = __builtin_shufflevector(low, high, 0, 2, 4, 6);
+    second = __builtin_shufflevector(low, high, 1, 3, 5, 7);
+  }
 };
 
 template <typename F>
@@ -211,6 +235,7 @@ bool stage3DNoiseReduction_4(const RgbImage &in, const TDatabase3DNoiseReduction
   const LevelTable stillShare = levelTable(levels, [&](float at) {
     return curveAt(state.tnrLumaCurveX, state.tnrLumaCurveY, std::max(at, fixStart)) / kCurveUnit;
   });
+  const LevelPairs slopeAndShare(motionSlope, stillShare);
   const float lumaStrength = state.tnrStrength / kStrengthUnit;
   const float chromaStrength = state.tnrStrength2 / kStrengthUnit;
   out = in.sameShape();
@@ -337,10 +362,11 @@ bool stage3DNoiseReduction_4(const RgbImage &in, const TDatabase3DNoiseReduction
       float *o = target + row;
       auto blend = [&](const rgb_lanes::Rgb &now, const rgb_lanes::Rgb &then, int x) {
         // Both curves are sampled at the same levels: one index for both.
-        const auto i = motionSlope.indexOf(load(levelRow + x));
-        const Vec moving = rgb_lanes::clamp(
-            (load(measured + x) - splat(threshold)) * motionSlope.at(i), 0.0f, 1.0f);
-        const Vec still = (splat(1.0f) - moving) * stillShare.at(i);
+        Vec slopeAt, shareAt;
+        slopeAndShare.at(motionSlope.indexOf(load(levelRow + x)), slopeAt, shareAt);
+        const Vec moving =
+            rgb_lanes::clamp((load(measured + x) - splat(threshold)) * slopeAt, 0.0f, 1.0f);
+        const Vec still = (splat(1.0f) - moving) * shareAt;
         const Vec kLuma = min(still * splat(lumaStrength), splat(1.0f));
         const Vec kChroma = min(still * splat(chromaStrength), splat(1.0f));
         const Vec d0 = then.r - now.r, d1 = then.g - now.g, d2 = then.b - now.b;

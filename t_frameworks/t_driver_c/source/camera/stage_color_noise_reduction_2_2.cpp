@@ -104,17 +104,29 @@ void chromaOfRow(const float *p, int width, float *cb, float *cr, float *luma = 
   }
 }
 
+// The picture's chroma and luma at full resolution, as planar rows padded to groups of four.
+struct FullChroma {
+  Plane<1> cb, cr, luma;
+};
+
 // The chroma of an RGB picture halved: 2 x 2 means, the last row or column repeated on odd
-// sizes. The same as halving the full-resolution chroma, without storing it.
-void halfChroma(const RgbImage &in, Plane<2> &out) {
+// sizes. The full-resolution chroma and luma it is worked out from are kept in full for the
+// finest layer, which would otherwise convert every pixel a second time.
+void halfChroma(const RgbImage &in, Plane<2> &out, FullChroma &full) {
   out.resize((in.width + 1) / 2, (in.height + 1) / 2);
   const int width = in.width;
+  const int padded = vector4::roundUp(width);
+  full.cb.resize(padded, in.height);
+  full.cr.resize(padded, in.height);
+  full.luma.resize(padded, in.height);
   parallelRows(out.height, [&](int first, int last) {
-    const size_t padded = vector4::roundUp(width);
-    std::vector<float> cb0(padded), cr0(padded), cb1(padded), cr1(padded);
     for (int y = first; y < last; ++y) {
-      chromaOfRow(in.pixel(0, 2 * y), width, cb0.data(), cr0.data());
-      chromaOfRow(in.pixel(0, std::min(2 * y + 1, in.height - 1)), width, cb1.data(), cr1.data());
+      const int y0 = 2 * y, y1 = std::min(2 * y + 1, in.height - 1);
+      const float *cb0 = full.cb.row(y0), *cr0 = full.cr.row(y0);
+      const float *cb1 = full.cb.row(y1), *cr1 = full.cr.row(y1);
+      chromaOfRow(in.pixel(0, y0), width, full.cb.row(y0), full.cr.row(y0), full.luma.row(y0));
+      if (y1 != y0)
+        chromaOfRow(in.pixel(0, y1), width, full.cb.row(y1), full.cr.row(y1), full.luma.row(y1));
       float *dst = out.row(y);
       // Four output pixels at a time from eight sites split into even and odd ones, summed in
       // the order of the loop below; the last pixels (an odd width repeats the last site) one
@@ -123,7 +135,7 @@ void halfChroma(const RgbImage &in, Plane<2> &out) {
       for (; 2 * x + 2 * vector4::kLanes <= width; x += vector4::kLanes) {
         using vector4::load;
         using vector4::Vec;
-        const auto mean = [&](const std::vector<float> &top, const std::vector<float> &bottom) {
+        const auto mean = [&](const float *top, const float *bottom) {
           const Vec t0 = load(&top[2 * x]), t1 = load(&top[2 * x + 4]);
           const Vec b0 = load(&bottom[2 * x]), b1 = load(&bottom[2 * x + 4]);
           const Vec sum = __builtin_shufflevector(t0, t1, 0, 2, 4, 6) +
@@ -145,20 +157,13 @@ void halfChroma(const RgbImage &in, Plane<2> &out) {
   });
 }
 
-// The luma of the row of the finest layer being restored, from its chroma to its output; rows
-// are restored on every core, each thread keeps its own. (Declared here rather than in the
-// stage so that it is constructed on the thread that uses it.)
-std::vector<float> &lumaRow() {
-  thread_local std::vector<float> row;
-  return row;
-}
-
 // The planes of a frame, kept by the thread between frames: allocated afresh they would cost
 // zero-filling and page faults every frame.
 struct Scratch {
   Plane<1> luma, mask[2];
   Plane<2> chroma[kLayers + 1];
   Plane<2> cleaned[2];
+  FullChroma full;
 };
 
 // For every pixel of a layer: up(coarseDone) + shrink(fine - up(coarse)), a row at a time.
@@ -298,10 +303,10 @@ bool stageColorNoiseReduction_2_2(const RgbImage &in, const TDatabaseColorNoiseR
     if (maskedLayers > 1) half(mask[0], mask[1]);
   }
 
-  // The full-resolution chroma is never stored: the first halving and the finest layer read
-  // it from the picture.
+  // The full-resolution chroma is layer 0; it is kept planar, beside the picture's luma.
   Plane<2> *chroma = scratch.chroma;
-  halfChroma(in, chroma[1]);
+  const FullChroma &full = scratch.full;
+  halfChroma(in, chroma[1], scratch.full);
   for (int layer = 2; layer <= kLayers; ++layer) half(chroma[layer - 1], chroma[layer]);
   // From the coarsest remainder back up; the finest layer goes straight into the picture.
   const Plane<2> *done = &chroma[kLayers];
@@ -327,15 +332,14 @@ bool stageColorNoiseReduction_2_2(const RgbImage &in, const TDatabaseColorNoiseR
   restoreLayer(
       width, height, chroma[1], *done, sigma[0], maskedLayers > 0 ? &mask[0] : nullptr,
       [&](int y, float *cb, float *cr) {
-        std::vector<float> &luma = lumaRow();
-        luma.resize(std::max<size_t>(luma.size(), vector4::roundUp(width)));
-        chromaOfRow(in.pixel(0, y), width, cb, cr, luma.data());
+        std::copy_n(full.cb.row(y), full.cb.width, cb);
+        std::copy_n(full.cr.row(y), full.cr.width, cr);
       },
       [&](int y, const float *cb, const float *cr) {
         using vector4::Vec;
         using vector4::splat;
         // The picture's own luma with the cleaned chroma, four pixels at a time.
-        const float *luma = lumaRow().data();
+        const float *luma = full.luma.row(y);
         auto convert = [&](int x) {
           const Vec yy = vector4::load(luma + x);
           const Vec r = yy + vector4::load(cr + x) * splat(kCrToR);

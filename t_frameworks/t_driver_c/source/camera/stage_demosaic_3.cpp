@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <type_traits>
 
 #include "stages.h"
 #include "vector4.h"
@@ -148,16 +149,35 @@ float unit(float v) {
   return std::min(1.0f, std::max(0.0f, v));
 }
 
-// Lanes of a group of four (starting at an even site) that hold green in a row whose first
-// green is at greenX.
-Vec greenLanes(int greenX) {
-  const float even = greenX == 0 ? 1.0f : 0.0f;
-  return Vec{even, 1 - even, even, 1 - even};
+// Sites are handled eight at a time, split by colour: the green and the red or blue sites of a
+// row alternate, so each half of the group is four sites of one colour, and only the formula
+// that colour needs is evaluated.
+constexpr int kGroup = 2 * kLanes;
+
+constexpr int roundUpGroup(int count) {
+  return (count + kGroup - 1) / kGroup * kGroup;
 }
 
-// Green at every site (rows [first, last)). Four sites at a time: both the green-site and the
-// colour-site formulas are evaluated and the lane's colour picks one, which costs less than
-// branching or striding.
+// p[0], p[2], p[4], p[6].
+inline Vec evens(const float *p) {
+  return __builtin_shufflevector(load(p), load(p + 3), 0, 2, 5, 7);
+}
+
+// Stores eight sites from the four of the group's first site colour (a) and the four of the
+// other (b), alternating.
+inline void storeAlternating(float *o, Vec a, Vec b) {
+  vector4::store(o, __builtin_shufflevector(a, b, 0, 4, 1, 5));
+  vector4::store(o + kLanes, __builtin_shufflevector(a, b, 2, 6, 3, 7));
+}
+
+// Offset of the first green site in row y: 0 or 1.
+int greenOffset(const std::array<Site, 4> &quad, int y) {
+  return quad[(y & 1) * 2] == kG ? 0 : 1;
+}
+
+// Green at every site (rows [first, last)). Green sites keep their value (refined towards
+// their diagonal greens where those differ little); red and blue sites interpolate along the
+// smoother direction.
 void interpolateGreen(const Plane &n, const std::array<Site, 4> &quad, const Interp &p, Plane &g,
                       int first, int last) {
   const Vec zero = splat(0), half = splat(0.5f), two = splat(2), quarter = splat(0.25f);
@@ -170,35 +190,51 @@ void interpolateGreen(const Plane &n, const std::array<Site, 4> &quad, const Int
     const float *r0 = n.row(y), *u1 = n.row(y - 1), *d1 = n.row(y + 1), *u2 = n.row(y - 2),
                 *d2 = n.row(y + 2);
     float *out = g.row(y);
-    const auto isGreen = greenLanes(quad[(y & 1) * 2] == kG ? 0 : 1) > half;
-    for (int x = 0; x < vector4::roundUp(n.width); x += kLanes) {
-      const Vec c = load(r0 + x);
-      // A green site: moved to the midpoint with its diagonal greens when they differ little.
-      const Vec diagonal =
-          quarter * (load(u1 + x - 1) + load(u1 + x + 1) + load(d1 + x - 1) + load(d1 + x + 1));
-      const Vec refined = magnitude(c - diagonal) < refineThreshold ? half * (c + diagonal) : c;
-      // A red or blue site: along the smoother direction.
-      const Vec gl = load(r0 + x - 1), gr = load(r0 + x + 1), gu = load(u1 + x), gd = load(d1 + x);
-      const Vec lapH = two * c - load(r0 + x - 2) - load(r0 + x + 2);
-      const Vec lapV = two * c - load(u2 + x) - load(d2 + x);
-      const Vec estH = half * (gl + gr) + lapWeightH * lapH;
-      const Vec estV = half * (gu + gd) + lapWeightV * lapV;
-      const Vec dH = magnitude(gl - gr) + colourTerm * magnitude(lapH);
-      const Vec dV = magnitude(gu - gd) + colourTerm * magnitude(lapV);
-      const Vec contrast = magnitude(dH - dV);
-      // Weight of the smoother direction: a half (both alike) up to one (that one alone).
-      const Vec ramp = vector4::min(half, vector4::max(zero, (contrast - gradMin) * blendScale));
-      const Vec step = contrast > gradMin ? half : zero;
-      const Vec smooth = half + ramp + hard * (step - ramp);
-      const Vec wH = dH < dV ? smooth : splat(1) - smooth;
-      vector4::store(out + x, isGreen ? refined : estV + wH * (estH - estV));
-    }
+    // The row's phase as a constant, so that the loads the two halves share are made once.
+    const auto row = [&](auto phase) {
+      constexpr int gx = decltype(phase)::value, cx = 1 - gx;
+      for (int x = 0; x < roundUpGroup(n.width); x += kGroup) {
+        // The green sites: moved to the midpoint with their diagonal greens when they differ
+        // little.
+        const float *q = r0 + x + gx, *qu = u1 + x + gx, *qd = d1 + x + gx;
+        const Vec green = evens(q);
+        const Vec diagonal =
+            quarter * (evens(qu - 1) + evens(qu + 1) + evens(qd - 1) + evens(qd + 1));
+        const Vec refined =
+            magnitude(green - diagonal) < refineThreshold ? half * (green + diagonal) : green;
+        // The red or blue sites: along the smoother direction.
+        const int at = x + cx;
+        const float *c0 = r0 + at;
+        const Vec c = evens(c0);
+        const Vec gl = evens(c0 - 1), gr = evens(c0 + 1), gu = evens(u1 + at), gd = evens(d1 + at);
+        const Vec lapH = two * c - evens(c0 - 2) - evens(c0 + 2);
+        const Vec lapV = two * c - evens(u2 + at) - evens(d2 + at);
+        const Vec estH = half * (gl + gr) + lapWeightH * lapH;
+        const Vec estV = half * (gu + gd) + lapWeightV * lapV;
+        const Vec dH = magnitude(gl - gr) + colourTerm * magnitude(lapH);
+        const Vec dV = magnitude(gu - gd) + colourTerm * magnitude(lapV);
+        const Vec contrast = magnitude(dH - dV);
+        // Weight of the smoother direction: a half (both alike) up to one (that one alone).
+        const Vec ramp = vector4::min(half, vector4::max(zero, (contrast - gradMin) * blendScale));
+        const Vec step = contrast > gradMin ? half : zero;
+        const Vec smooth = half + ramp + hard * (step - ramp);
+        const Vec wH = dH < dV ? smooth : splat(1) - smooth;
+        const Vec interpolated = estV + wH * (estH - estV);
+        if constexpr (gx == 0)
+          storeAlternating(out + x, refined, interpolated);
+        else
+          storeAlternating(out + x, interpolated, refined);
+      }
+    };
+    if (greenOffset(quad, y) == 0)
+      row(std::integral_constant<int, 0>{});
+    else
+      row(std::integral_constant<int, 1>{});
   }
 }
 
 // Red and blue at every site from their colour differences to green, written as red and
-// blue planes (for the aberration correction) or straight as differences to green. Four
-// sites at a time, both formulas evaluated and the lane's colour picking one.
+// blue planes (for the aberration correction) or straight as differences to green.
 void interpolateColour(const Plane &n, const Plane &g, const std::array<Site, 4> &quad,
                        const Interp &p, bool asDifferences, Plane &red, Plane &blue, int first,
                        int last) {
@@ -208,26 +244,44 @@ void interpolateColour(const Plane &n, const Plane &g, const std::array<Site, 4>
   for (int y = first; y < last; ++y) {
     const float *n0 = n.row(y), *nu = n.row(y - 1), *nd = n.row(y + 1);
     const float *g0 = g.row(y), *gu = g.row(y - 1), *gd = g.row(y + 1);
-    const int greenX = quad[(y & 1) * 2] == kG ? 0 : 1;
-    const auto isGreen = greenLanes(greenX) > half;
-    const bool redRow = quad[(y & 1) * 2 + (1 - greenX)] == kR;
+    const int greenX = greenOffset(quad, y);
+    const bool redRow = quad[(y & 1) * 2 + 1 - greenX] == kR;
     float *sameRow = redRow ? red.row(y) : blue.row(y);
     float *otherRow = redRow ? blue.row(y) : red.row(y);
-    for (int x = 0; x < vector4::roundUp(n.width); x += kLanes) {
-      const Vec green = load(g0 + x);
-      // Green sites: the row's colour from left and right, the other one from above and below.
-      const Vec horizontal = half * (load(n0 + x - 1) + load(n0 + x + 1)) +
-                             atGreen * (green - half * (load(g0 + x - 1) + load(g0 + x + 1)));
-      const Vec vertical = half * (load(nu + x) + load(nd + x)) +
-                           atGreen * (green - half * (load(gu + x) + load(gd + x)));
-      // Red or blue sites: their own value, the other colour from the four diagonals.
-      const Vec diagonal =
-          quarter * (load(nu + x - 1) + load(nu + x + 1) + load(nd + x - 1) + load(nd + x + 1)) +
-          atColour * (green - quarter * (load(gu + x - 1) + load(gu + x + 1) + load(gd + x - 1) +
-                                         load(gd + x + 1)));
-      vector4::store(sameRow + x, (isGreen ? horizontal : load(n0 + x)) - bias * green);
-      vector4::store(otherRow + x, (isGreen ? vertical : diagonal) - bias * green);
-    }
+    // The row's phase as a constant, so that the loads the two halves share are made once.
+    const auto row = [&](auto phase) {
+      constexpr int gx = decltype(phase)::value, cx = 1 - gx;
+      for (int x = 0; x < roundUpGroup(n.width); x += kGroup) {
+        // Green sites: the row's colour from left and right, the other one from above and below.
+        const int q = x + gx;
+        const Vec green = evens(g0 + q);
+        const Vec horizontal = half * (evens(n0 + q - 1) + evens(n0 + q + 1)) +
+                               atGreen * (green - half * (evens(g0 + q - 1) + evens(g0 + q + 1)));
+        const Vec vertical = half * (evens(nu + q) + evens(nd + q)) +
+                             atGreen * (green - half * (evens(gu + q) + evens(gd + q)));
+        // Red or blue sites: their own value, the other colour from the four diagonals.
+        const int c = x + cx;
+        const Vec greenC = evens(g0 + c);
+        const Vec diagonal =
+            quarter *
+                (evens(nu + c - 1) + evens(nu + c + 1) + evens(nd + c - 1) + evens(nd + c + 1)) +
+            atColour * (greenC - quarter * (evens(gu + c - 1) + evens(gu + c + 1) +
+                                            evens(gd + c - 1) + evens(gd + c + 1)));
+        const Vec sameG = horizontal - bias * green, otherG = vertical - bias * green;
+        const Vec sameC = evens(n0 + c) - bias * greenC, otherC = diagonal - bias * greenC;
+        if constexpr (gx == 0) {
+          storeAlternating(sameRow + x, sameG, sameC);
+          storeAlternating(otherRow + x, otherG, otherC);
+        } else {
+          storeAlternating(sameRow + x, sameC, sameG);
+          storeAlternating(otherRow + x, otherC, otherG);
+        }
+      }
+    };
+    if (greenX == 0)
+      row(std::integral_constant<int, 0>{});
+    else
+      row(std::integral_constant<int, 1>{});
   }
 }
 
@@ -392,18 +446,30 @@ Finish finishFrom(const TDatabaseDeMosaic_3 &s, const FrameContext &context, boo
 // times the curve's gain at the detail level (r1 up to t1, rising to r2 at t2, r2 up to t3,
 // moving to r3 at t4, r3 beyond) and the factor of its sign, clipped, and weakened in
 // near-white highlights.
-void sharpenRow(const Plane &g, int y, const Finish &f, float *out) {
-  const float *gu = g.row(y - 1), *g0 = g.row(y), *gd = g.row(y + 1);
-  const Vec rise = splat(1.0f / std::max(f.t2 - f.t1, 1e-6f));
-  const Vec fall = splat(1.0f / std::max(f.t4 - f.t3, 1e-6f));
-  const Vec zero = splat(0), one = splat(1);
-  const Vec coring = splat(f.coring), t1 = splat(f.t1), t3 = splat(f.t3), r1 = splat(f.r1);
-  const Vec r21 = splat(f.r2 - f.r1), r32 = splat(f.r3 - f.r2);
-  const Vec positive = splat(f.positive), negative = splat(f.negative);
-  const Vec clipUp = splat(f.clipUp), clipDown = splat(f.clipDown);
-  const Vec highlight = splat(f.highlight), highlightScale = splat(f.highlightScale);
-  const auto unit = [&](Vec v) { return vector4::min(one, vector4::max(zero, v)); };
-  for (int x = 0; x < vector4::roundUp(g.width); x += kLanes) {
+struct Sharpener {
+  Vec rise, fall, zero = splat(0), one = splat(1), coring, t1, t3, r1, r21, r32;
+  Vec positive, negative, clipUp, clipDown, highlight, highlightScale;
+
+  explicit Sharpener(const Finish &f)
+      : rise(splat(1.0f / std::max(f.t2 - f.t1, 1e-6f))),
+        fall(splat(1.0f / std::max(f.t4 - f.t3, 1e-6f))),
+        coring(splat(f.coring)),
+        t1(splat(f.t1)),
+        t3(splat(f.t3)),
+        r1(splat(f.r1)),
+        r21(splat(f.r2 - f.r1)),
+        r32(splat(f.r3 - f.r2)),
+        positive(splat(f.positive)),
+        negative(splat(f.negative)),
+        clipUp(splat(f.clipUp)),
+        clipDown(splat(f.clipDown)),
+        highlight(splat(f.highlight)),
+        highlightScale(splat(f.highlightScale)) {}
+
+  Vec unit(Vec v) const { return vector4::min(one, vector4::max(zero, v)); }
+
+  // The sharpened green of the four sites from x of row g0 (gu above, gd below).
+  Vec at(const float *gu, const float *g0, const float *gd, int x) const {
     const Vec green = load(g0 + x);
     const Vec blur =
         (load(gu + x - 1) + load(gu + x + 1) + load(gd + x - 1) + load(gd + x + 1) +
@@ -417,8 +483,15 @@ void sharpenRow(const Plane &g, int y, const Finish &f, float *out) {
     const Vec up = vector4::min(cored * gain * positive, clipUp);
     const Vec down = vector4::min(cored * gain * negative, clipDown);
     const Vec delta = detail > zero ? up : -down;
-    vector4::store(out + x, green + (green > highlight ? delta * highlightScale : delta));
+    return green + (green > highlight ? delta * highlightScale : delta);
   }
+};
+
+void sharpenRow(const Plane &g, int y, const Finish &f, float *out) {
+  const float *gu = g.row(y - 1), *g0 = g.row(y), *gd = g.row(y + 1);
+  const Sharpener sharpener(f);
+  for (int x = 0; x < vector4::roundUp(g.width); x += kLanes)
+    vector4::store(out + x, sharpener.at(gu, g0, gd, x));
 }
 
 // Thin lines (one or two sites wide) get sharpening of their own, on top: the second
@@ -449,11 +522,55 @@ void sharpenLines(const Plane &g, int y, const Finish &f, float *out) {
   }
 }
 
+// The finishing steps without the purple fringe and the line sharpening, which work a site
+// at a time: the colour differences pulled towards their medians, the sharpened green and the
+// RGB store in one pass over each row, four sites at a time, nothing stored between them.
+void finishRowsDirect(const Plane &g, const Plane &diffR, const Plane &diffB, const Finish &f,
+                      RowMedians &mediansR, RowMedians &mediansB, RgbImage &out, int first,
+                      int last) {
+  const Sharpener sharpener(f);
+  const Vec share = splat(f.falseColourStrength);
+  const auto pull = [&](const float *diff, const float *mu, const float *mm, const float *md,
+                        int x) {
+    const Vec centre = load(diff + x);
+    const Vec median = median3(load(mu + x), load(mm + x), load(md + x));
+    return centre + share * (median - centre);
+  };
+  for (int y = first; y < last; ++y) {
+    const float *cr = diffR.row(y), *cb = diffB.row(y);
+    const float *gu = g.row(y - 1), *g0 = g.row(y), *gd = g.row(y + 1);
+    const float *ru = nullptr, *rm = nullptr, *rd = nullptr, *bu = nullptr, *bm = nullptr,
+                *bd = nullptr;
+    if (f.falseColour) {
+      ru = mediansR.row(y - 1), rm = mediansR.row(y), rd = mediansR.row(y + 1);
+      bu = mediansB.row(y - 1), bm = mediansB.row(y), bd = mediansB.row(y + 1);
+    }
+    const auto group = [&](int x, float *o) {
+      const Vec red = f.falseColour ? pull(cr, ru, rm, rd, x) : load(cr + x);
+      const Vec blue = f.falseColour ? pull(cb, bu, bm, bd, x) : load(cb + x);
+      const Vec green = f.sharpen ? sharpener.at(gu, g0, gd, x) : load(g0 + x);
+      storeRgb(o, green + red, green, green + blue);
+    };
+    float *o = out.pixel(0, y);
+    int x = 0;
+    for (; x + kLanes <= g.width; x += kLanes, o += 3 * kLanes) group(x, o);
+    if (x < g.width) {
+      float rest[3 * kLanes];
+      group(x, rest);
+      std::copy_n(rest, 3 * (g.width - x), o);
+    }
+  }
+}
+
 void finishRows(const Plane &g, const Plane &diffR, const Plane &diffB, const Finish &f,
                 RgbImage &out, int first, int last) {
   const int span = vector4::roundUp(g.width);
   std::vector<float> rowR(span), rowB(span), rowG(span);
   RowMedians mediansR(diffR), mediansB(diffB);
+  if (!f.purple && !f.lines) {
+    finishRowsDirect(g, diffR, diffB, f, mediansR, mediansB, out, first, last);
+    return;
+  }
   for (int y = first; y < last; ++y) {
     const float *cr = diffR.row(y), *cb = diffB.row(y), *green = g.row(y);
     if (f.falseColour) {
@@ -508,13 +625,13 @@ bool stageDeMosaic_3(const Mosaic &in, const TDatabaseDeMosaic_3 &state,
         &diffR = scratch.diffRed, &diffB = scratch.diffBlue;
   const bool bypassed = state.state == 0;
   const bool cac = !bypassed && state.isCac != 0;
-  // Vector groups read up to two sites beyond the last group of a row: a border of six.
-  n.shape(width, height, kLanes + 2);
-  // The planes the finishing steps read four sites at a time have a border of kLanes.
-  g.shape(width, height, kLanes);
-  if (cac) red.shape(width, height, kLanes), blue.shape(width, height, kLanes);
-  diffR.shape(width, height, kLanes);
-  diffB.shape(width, height, kLanes);
+  // Groups of eight sites read the mosaic up to nine sites past a row's last site and the
+  // other planes up to eight, and write up to seven past it: borders of ten and nine.
+  n.shape(width, height, kGroup + 2);
+  g.shape(width, height, kGroup + 1);
+  if (cac) red.shape(width, height, kGroup + 1), blue.shape(width, height, kGroup + 1);
+  diffR.shape(width, height, kGroup + 1);
+  diffB.shape(width, height, kGroup + 1);
 
   const Interp interp = interpFrom(state, bypassed);
   const Finish finish = finishFrom(state, context, bypassed);

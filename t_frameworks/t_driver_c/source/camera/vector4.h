@@ -6,6 +6,10 @@
 
 #include <cstring>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace tcamera::vector4 {
 
 using Vec = float __attribute__((vector_size(16)));
@@ -30,12 +34,23 @@ inline Vec splat(float v) {
   return Vec{v, v, v, v};
 }
 
+// a > b ? a : b and a < b ? a : b per lane (b where either is NaN). SSE's maxps and minps are
+// defined as exactly that; GCC does not see it for vector selects and emits a compare and
+// three logic instructions instead.
 inline Vec max(Vec a, Vec b) {
+#if defined(__SSE2__)
+  return _mm_max_ps(a, b);
+#else
   return a > b ? a : b;
+#endif
 }
 
 inline Vec min(Vec a, Vec b) {
+#if defined(__SSE2__)
+  return _mm_min_ps(a, b);
+#else
   return a < b ? a : b;
+#endif
 }
 
 inline Vec abs(Vec a) {
