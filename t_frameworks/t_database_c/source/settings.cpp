@@ -342,30 +342,26 @@ class DocumentApplier {
   // array that its field takes as it is is stored at once, anything else goes through
   // apply as a scalar would.
   static void onInteger(void *context, int64_t value) {
-    DocumentApplier &self = of(context);
-    if (unsigned char *at = self.nextElement()) {
-      if (storeIntegerIfAccepted(self.levels_.back().field->kind, value, at)) {
-        ++self.levels_.back().count;
-        return;
-      }
-    }
-    guarded(context, [value](DocumentApplier &applier) {
-      applier.apply(TJSON_TYPE_INTEGER, [&applier, value](const Field &field, unsigned char *at) {
-        return applyInteger(field, value, at, applier.fieldError_);
-      });
-    });
+    onNumber(context, value, TJSON_TYPE_INTEGER, storeIntegerIfAccepted, applyInteger);
   }
   static void onReal(void *context, double value) {
+    onNumber(context, value, TJSON_TYPE_FLOAT, storeDoubleIfAccepted, applyDouble);
+  }
+  template <typename Number>
+  static void onNumber(void *context, Number value, uint8_t type,
+                       bool (*store)(tdatabase::Kind, Number, unsigned char *),
+                       uint32_t (*applyNumber)(const Field &, Number, unsigned char *,
+                                               FieldError &)) {
     DocumentApplier &self = of(context);
     if (unsigned char *at = self.nextElement()) {
-      if (storeDoubleIfAccepted(self.levels_.back().field->kind, value, at)) {
+      if (store(self.levels_.back().field->kind, value, at)) {
         ++self.levels_.back().count;
         return;
       }
     }
-    guarded(context, [value](DocumentApplier &applier) {
-      applier.apply(TJSON_TYPE_FLOAT, [&applier, value](const Field &field, unsigned char *at) {
-        return applyDouble(field, value, at, applier.fieldError_);
+    guarded(context, [value, type, applyNumber](DocumentApplier &applier) {
+      applier.apply(type, [&applier, value, applyNumber](const Field &field, unsigned char *at) {
+        return applyNumber(field, value, at, applier.fieldError_);
       });
     });
   }
