@@ -153,10 +153,13 @@ uint32_t readUnit(TDriver &locked, const char *unit, void **record) {
   return TDatabase_copyRecord(unit, *record, found->second.get());
 }
 
-uint32_t pushWithUnit(TDriver *driver, const char *function, const char *category,
-                      const char *unit) {
+uint32_t transferWithUnit(TDriver *driver, const tdriver::Block &block, const char *function,
+                          const char *unit, uint8_t flag) {
+  if (flag != 0 || function != block.process)
+    return tdriver::blockTransfer(driver, function, block.category, flag,
+                                  tdriver::Direction::kReadBack, block.readBack);
   if (const uint32_t code =
-          tdriver::blockTransfer(driver, function, category, 0, tdriver::Direction::kPush);
+          tdriver::blockTransfer(driver, function, block.category, 0, tdriver::Direction::kPush);
       code != TCOMMON_SUCCESS)
     return code;
   return tdriver::withDriver(driver, [&](TDriver &locked) { return latchUnit(locked, unit); });

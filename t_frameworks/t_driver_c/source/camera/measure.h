@@ -18,6 +18,7 @@
 #include <mutex>
 #include <vector>
 
+#include "driver_blocks.h"
 #include "driver_internal.h"
 #include "frame.h"
 
@@ -85,9 +86,11 @@ uint32_t measureFrame(TDriver &locked, Source source, Measure &&measure);
 // hardware (the record's own settings when the unit was never programmed).
 uint32_t latchUnit(TDriver &locked, const char *unit);
 uint32_t readUnit(TDriver &locked, const char *unit, void **record);
-// The push of a block that carries a unit: the block's record, then the unit's.
-uint32_t pushWithUnit(TDriver *driver, const char *function, const char *category,
-                      const char *unit);
+// A call of a block that carries a unit, through function (the block's process or
+// statistics call): flag 0 on the process call pushes the block's record, then the unit's;
+// anything else reads the block back.
+uint32_t transferWithUnit(TDriver *driver, const tdriver::Block &block, const char *function,
+                          const char *unit, uint8_t flag);
 
 // Used by measureFrame: the samples of the current frame at source's tap, taken once per frame
 // and state and kept by the camera; *samples holds while lock (the camera's) is held.

@@ -89,19 +89,12 @@ constexpr tdriver::Block kExposureBlock{"EC_2", "TDriverExposureControl_2_proces
                                         "TDriverExposureControl_2_statistics", measureExposure};
 const tdriver::BlockRegistration kExposureRegistration{kExposureBlock};
 
-uint32_t readBack(TDriver *driver, const char *function, uint8_t flag) {
-  return tdriver::blockTransfer(driver, function, kExposureBlock.category, flag,
-                                tdriver::Direction::kReadBack, kExposureBlock.readBack);
-}
-
 }  // namespace
 
 extern "C" TDRIVER_API uint32_t TDriverExposureControl_2_process(TDriver *driver, uint8_t flag) {
-  if (flag == 0)
-    return pushWithUnit(driver, kExposureBlock.process, kExposureBlock.category, "AES_2");
-  return readBack(driver, kExposureBlock.process, flag);
+  return transferWithUnit(driver, kExposureBlock, kExposureBlock.process, "AES_2", flag);
 }
 
 extern "C" TDRIVER_API uint32_t TDriverExposureControl_2_statistics(TDriver *driver, uint8_t flag) {
-  return readBack(driver, kExposureBlock.statistics, flag);
+  return transferWithUnit(driver, kExposureBlock, kExposureBlock.statistics, "AES_2", flag);
 }

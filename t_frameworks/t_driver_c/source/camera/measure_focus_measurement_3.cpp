@@ -156,18 +156,12 @@ constexpr tdriver::Block kFocusBlock{"FC", "TDriverFocusControl_process",
                                      "TDriverFocusControl_statistics", measureFocus};
 const tdriver::BlockRegistration kFocusRegistration{kFocusBlock};
 
-uint32_t readBack(TDriver *driver, const char *function, uint8_t flag) {
-  return tdriver::blockTransfer(driver, function, kFocusBlock.category, flag,
-                                tdriver::Direction::kReadBack, kFocusBlock.readBack);
-}
-
 }  // namespace
 
 extern "C" TDRIVER_API uint32_t TDriverFocusControl_process(TDriver *driver, uint8_t flag) {
-  if (flag == 0) return pushWithUnit(driver, kFocusBlock.process, kFocusBlock.category, "AFM_3");
-  return readBack(driver, kFocusBlock.process, flag);
+  return transferWithUnit(driver, kFocusBlock, kFocusBlock.process, "AFM_3", flag);
 }
 
 extern "C" TDRIVER_API uint32_t TDriverFocusControl_statistics(TDriver *driver, uint8_t flag) {
-  return readBack(driver, kFocusBlock.statistics, flag);
+  return transferWithUnit(driver, kFocusBlock, kFocusBlock.statistics, "AFM_3", flag);
 }
