@@ -13,13 +13,7 @@ namespace {
 constexpr int kWidth = 80, kHeight = 60;
 
 TDatabase2DNoiseReduction_6 defaults() {
-  TDatabase *database = nullptr;
-  TDatabase2DNoiseReduction_6 state{};
-  void *record = nullptr;
-  if (TDatabase_open(nullptr, &database) == 0 && TDatabase_query(database, "2DNR_6", &record) == 0)
-    state = *static_cast<TDatabase2DNoiseReduction_6 *>(record);
-  TDatabase_close(&database);
-  return state;
+  return testing::builtInRecord<TDatabase2DNoiseReduction_6>("2DNR_6");
 }
 
 // Mid grey with the noise a 10-bit sensor has there (8 codes).

@@ -19,13 +19,7 @@ constexpr int kWidth = 96, kHeight = 72;
 constexpr int kMargin = 4;  // border sites left out of the measures
 
 TDatabaseDeMosaic_3 defaults() {
-  TDatabase *database = nullptr;
-  TDatabaseDeMosaic_3 state{};
-  void *record = nullptr;
-  if (TDatabase_open(nullptr, &database) == 0 && TDatabase_query(database, "DMSC_3", &record) == 0)
-    state = *static_cast<TDatabaseDeMosaic_3 *>(record);
-  TDatabase_close(&database);
-  return state;
+  return testing::builtInRecord<TDatabaseDeMosaic_3>("DMSC_3");
 }
 
 // The mosaic a 10-bit sensor makes of a scene given in full-scale units.

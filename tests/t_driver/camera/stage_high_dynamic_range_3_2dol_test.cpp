@@ -16,14 +16,7 @@ constexpr float kFullScale = 959;  // codes above black of the 10-bit test senso
 constexpr float kRatio = 16;
 
 TDatabaseHighDynamicRange_3_2Dol defaults() {
-  TDatabase *database = nullptr;
-  TDatabaseHighDynamicRange_3_2Dol state{};
-  void *record = nullptr;
-  if (TDatabase_open(nullptr, &database) == 0 &&
-      TDatabase_query(database, "HDR_3_2DOL", &record) == 0)
-    state = *static_cast<TDatabaseHighDynamicRange_3_2Dol *>(record);
-  TDatabase_close(&database);
-  return state;
+  return testing::builtInRecord<TDatabaseHighDynamicRange_3_2Dol>("HDR_3_2DOL");
 }
 
 // Scene radiance in units of the long exposure's full scale: 0 at the left edge, 8 at the

@@ -23,13 +23,7 @@ constexpr std::array<Cfa, 16> kRgbIr = {
 };
 
 TDatabaseRgbInfraredRadiation defaults() {
-  TDatabase *database = nullptr;
-  TDatabaseRgbInfraredRadiation state{};
-  void *record = nullptr;
-  if (TDatabase_open(nullptr, &database) == 0 && TDatabase_query(database, "RGBIR", &record) == 0)
-    state = *static_cast<TDatabaseRgbInfraredRadiation *>(record);
-  TDatabase_close(&database);
-  return state;
+  return testing::builtInRecord<TDatabaseRgbInfraredRadiation>("RGBIR");
 }
 
 using Colour = std::array<float, 3>;

@@ -8,8 +8,21 @@
 #include <random>
 
 #include "frame.h"
+#include "t_database.h"
 
 namespace tcamera::testing {
+
+// The block's record as the built-in database holds it (zeros if the database cannot open).
+template <typename Record>
+Record builtInRecord(const char *category) {
+  TDatabase *database = nullptr;
+  Record state{};
+  void *record = nullptr;
+  if (TDatabase_open(nullptr, &database) == 0 && TDatabase_query(database, category, &record) == 0)
+    state = *static_cast<Record *>(record);
+  TDatabase_close(&database);
+  return state;
+}
 
 // A Bayer mosaic (RGGB unless order says otherwise) of a 10-bit sensor with pedestal 64,
 // each site's value given by level(x, y, colour) in codes above black.
