@@ -126,50 +126,42 @@ const GainCase kGainCases[] = {
     {"clips at white", 1, {8, 1, 1, 1}, {1023 - 64, 200, 200, 200}, true},
 };
 
-TEST(DigitalGain, ScalesEachChannelAboveBlack) {
-  const Mosaic grey = makeMosaic(kWidth, kHeight, [](int, int, Cfa) { return 200.0f; });
-  for (const auto &c : kGainCases) {
-    TDatabaseDigitalGain state{};
-    state.state = c.state;
-    state.r = c.gains[0];
-    state.gr = c.gains[1];
-    state.gb = c.gains[2];
-    state.b = c.gains[3];
-    bool changed = false;
-    const Mosaic out = run(stageDigitalGain, grey, state, &changed);
-    EXPECT_EQ(changed, c.changes) << c.name;
-    for (int i = 0; i < 4; ++i)
-      EXPECT_NEAR(meanOf(out, kColours[i]) - out.blackLevel, c.expected[i], 0.01)
-          << c.name << " channel " << i;
-  }
-}
-
-TEST(WhiteBalance, RedGainRaisesTheRedToGreenRatioOfGrey) {
-  const Mosaic grey = makeMosaic(kWidth, kHeight, [](int, int, Cfa) { return 200.0f; });
-  for (const auto &c : kGainCases) {
-    TDatabaseWhiteBalance_1_1 state{};
-    state.state = c.state;
-    std::copy(std::begin(c.gains), std::end(c.gains), state.gain);
-    bool changed = false;
-    const Mosaic out = run(stageWhiteBalance_1_1, grey, state, &changed);
-    EXPECT_EQ(changed, c.changes) << c.name;
-    const double green = meanOf(out, Cfa::kGreenRed) - 64;
-    EXPECT_NEAR((meanOf(out, Cfa::kRed) - 64) / green, c.expected[0] / c.expected[1], 1e-3)
-        << c.name;
-    EXPECT_NEAR((meanOf(out, Cfa::kBlue) - 64) / green, c.expected[3] / c.expected[1], 1e-3)
-        << c.name;
-  }
-}
-
-TEST(WhiteBalance, BalancesTheShortExposureToo) {
+// Digital gain and white balance apply one multiplier per channel, to the short exposure as
+// to the long one.
+TEST(GainStages, ScaleEachChannelAboveBlackInBothExposures) {
   Mosaic grey = makeMosaic(kWidth, kHeight, [](int, int, Cfa) { return 200.0f; });
   grey.shortData = grey.data;
-  TDatabaseWhiteBalance_1_1 state{};
-  state.state = 1;
-  const float gains[4] = {1.5f, 1, 1, 1};
-  std::copy(std::begin(gains), std::end(gains), state.gain);
-  const Mosaic out = run(stageWhiteBalance_1_1, grey, state);
-  EXPECT_NEAR(meanOf(out, out.shortData, Cfa::kRed, 0, 0, kWidth, kHeight) - 64, 300, 0.01);
+  const std::function<bool(const Mosaic &, const GainCase &, Mosaic &)> kStages[] = {
+      [](const Mosaic &in, const GainCase &c, Mosaic &out) {
+        TDatabaseDigitalGain state{};
+        state.state = c.state;
+        state.r = c.gains[0];
+        state.gr = c.gains[1];
+        state.gb = c.gains[2];
+        state.b = c.gains[3];
+        return stageDigitalGain(in, state, kTenBit, out);
+      },
+      [](const Mosaic &in, const GainCase &c, Mosaic &out) {
+        TDatabaseWhiteBalance_1_1 state{};
+        state.state = c.state;
+        std::copy(std::begin(c.gains), std::end(c.gains), state.gain);
+        return stageWhiteBalance_1_1(in, state, kTenBit, out);
+      }};
+  for (size_t stage = 0; stage < std::size(kStages); ++stage) {
+    for (const auto &c : kGainCases) {
+      Mosaic written;
+      const bool changed = kStages[stage](grey, c, written);
+      EXPECT_EQ(changed, c.changes) << c.name << " stage " << stage;
+      const Mosaic &out = changed ? written : grey;
+      for (int i = 0; i < 4; ++i) {
+        EXPECT_NEAR(meanOf(out, kColours[i]) - out.blackLevel, c.expected[i], 0.01)
+            << c.name << " stage " << stage << " channel " << i;
+        EXPECT_NEAR(meanOf(out, out.shortData, kColours[i], 0, 0, kWidth, kHeight) - out.blackLevel,
+                    c.expected[i], 0.01)
+            << c.name << " stage " << stage << " short exposure, channel " << i;
+      }
+    }
+  }
 }
 
 // --- GE
