@@ -16,25 +16,13 @@
 #include <thread>
 #include <vector>
 
+#include "cli_fixture.h"
 #include "t_common.h"
 #include "t_json.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-
-struct Outcome {
-  int status = -1;
-  std::string out;
-  std::string err;
-};
-
-std::string slurp(const std::string &path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
 
 bool isJson(const std::string &text) {
   TJsonReader *reader = nullptr;
@@ -45,31 +33,16 @@ bool isJson(const std::string &text) {
   return valid;
 }
 
-class CommandsTest : public ::testing::Test {
+class CommandsTest : public CliFixture {
  protected:
-  void SetUp() override {
-    char pattern[] = "/tmp/tshell-commands-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    dir_ = pattern;
-  }
   void TearDown() override {
     stopServer();
-    std::system(("rm -rf '" + dir_ + "'").c_str());
+    CliFixture::TearDown();
   }
-
-  std::string path(const std::string &name) const { return dir_ + "/" + name; }
 
   // Runs tshell with arguments (already quoted for the shell), no standard input.
   Outcome run(const std::string &arguments, const std::string &environment = "") const {
-    const std::string command = environment + " '" + std::string(TSHELL_CLI) + "' " + arguments +
-                                " < /dev/null > '" + path("stdout") + "' 2> '" + path("stderr") +
-                                "'";
-    Outcome result;
-    const int raw = std::system(command.c_str());
-    result.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-    result.out = slurp(path("stdout"));
-    result.err = slurp(path("stderr"));
-    return result;
+    return runTool(arguments, "", environment);
   }
 
   // Starts tshell-server on a free port of the loopback interface; returns its URL.
@@ -112,7 +85,6 @@ class CommandsTest : public ::testing::Test {
     server_ = -1;
   }
 
-  std::string dir_;
   pid_t server_ = -1;
 };
 

@@ -12,54 +12,17 @@
 #include <string>
 #include <vector>
 
+#include "cli_fixture.h"
 #include "t_common.h"
 #include "t_database.h"
 
 namespace {
 
-struct Outcome {
-  int status = -1;
-  std::string out;
-  std::string err;
-};
-
-std::string slurp(const std::string &path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
-class CliTest : public ::testing::Test {
+class CliTest : public CliFixture {
  protected:
-  void SetUp() override {
-    char pattern[] = "/tmp/tshell-cli-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    dir_ = pattern;
-  }
-  void TearDown() override { std::system(("rm -rf '" + dir_ + "'").c_str()); }
-
-  std::string path(const std::string &name) const { return dir_ + "/" + name; }
-
-  void write(const std::string &name, const std::string &text) const {
-    std::ofstream(path(name), std::ios::binary) << text;
-  }
-
-  // Runs tshell with arguments (already quoted for the shell) and standard input.
   Outcome run(const std::string &arguments, const std::string &input = "") const {
-    write("stdin", input);
-    std::string command = std::string("'") + TSHELL_CLI + "' " + arguments + " < '" +
-                          path("stdin") + "' > '" + path("stdout") + "' 2> '" + path("stderr") +
-                          "'";
-    Outcome result;
-    int raw = std::system(command.c_str());
-    result.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-    result.out = slurp(path("stdout"));
-    result.err = slurp(path("stderr"));
-    return result;
+    return runTool(arguments, input, "");
   }
-
-  std::string dir_;
 };
 
 TEST_F(CliTest, AnswersEachLineWithTheShellsMessages) {
