@@ -90,12 +90,14 @@ imaging::Picture previewOf(const TDriverImage &image, int width) {
   return width > 0 ? imaging::scaleToWidth(picture, width) : picture;
 }
 
-void addFrameHeaders(HttpResponse &res, const TDriverImage &image, const std::string &stage) {
+// The stream's own head already says how it may be cached.
+void addFrameHeaders(HttpResponse &res, const TDriverImage &image, const std::string &stage,
+                     bool cacheControl = true) {
   res.headers.emplace_back("X-Frame-Number", std::to_string(image.frameNumber));
   res.headers.emplace_back("X-Frame-Width", std::to_string(image.width));
   res.headers.emplace_back("X-Frame-Height", std::to_string(image.height));
   res.headers.emplace_back("X-Frame-Stage", stage);
-  res.headers.emplace_back("Cache-Control", "no-store");
+  if (cacheControl) res.headers.emplace_back("Cache-Control", "no-store");
 }
 
 std::string number(double value) {
@@ -270,7 +272,7 @@ void addFrameRoutes(std::vector<Route> *routes, TDriver *driver, FrameFeed *feed
                          return;
                        }
                        res.contentType = "multipart/x-mixed-replace; boundary=frame";
-                       addFrameHeaders(res, frame.image, stage);
+                       addFrameHeaders(res, frame.image, stage, false);
                        res.stream = std::make_shared<FrameStream>(feed, std::move(key));
                      }});
 

@@ -262,18 +262,29 @@ uint32_t injectedOf(const TDriverImage &image, uint32_t limitWidth, uint32_t lim
 }  // namespace
 
 extern "C" TDRIVER_API uint32_t TDriverFrame_inject(TDriver *driver, const TDriverImage *image) {
-  return tdriver::withDriver(driver, [&](TDriver &locked) -> uint32_t {
-    std::shared_ptr<const tcamera::InjectedFrame> frame;
-    uint32_t code = TCOMMON_SUCCESS;
-    if (image != nullptr) {
-      if (const uint32_t failed = tdriver::allocating([&] {
-            code = injectedOf(*image, locked.frameLimitWidth, locked.frameLimitHeight, &frame);
-          });
-          failed != TCOMMON_SUCCESS)
-        return failed;
-    }
-    if (code == TCOMMON_SUCCESS) locked.injected = std::move(frame);
+  uint32_t limitWidth = 0, limitHeight = 0;
+  if (const uint32_t code = tdriver::withDriver(driver,
+                                                [&](TDriver &locked) -> uint32_t {
+                                                  limitWidth = locked.frameLimitWidth;
+                                                  limitHeight = locked.frameLimitHeight;
+                                                  return TCOMMON_SUCCESS;
+                                                });
+      code != TCOMMON_SUCCESS)
     return code;
+  // Converted without the driver's lock: a large picture takes a while, and shell calls must
+  // not wait for it.
+  std::shared_ptr<const tcamera::InjectedFrame> frame;
+  uint32_t code = TCOMMON_SUCCESS;
+  if (image != nullptr) {
+    if (const uint32_t failed = tdriver::allocating(
+            [&] { code = injectedOf(*image, limitWidth, limitHeight, &frame); });
+        failed != TCOMMON_SUCCESS)
+      return failed;
+    if (code != TCOMMON_SUCCESS) return code;
+  }
+  return tdriver::withDriver(driver, [&](TDriver &locked) -> uint32_t {
+    locked.injected = std::move(frame);
+    return TCOMMON_SUCCESS;
   });
 }
 
