@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "gain_tables_off.h"
 #include "inert_keys.h"
 #include "t_common.h"
 #include "t_database.h"
@@ -319,6 +320,7 @@ class Rig {
     focus.hwRoi[1] = 0;
     focus.hwRoi[2] = kWidth;
     focus.hwRoi[3] = kHeight;
+    switchOffGainTables(database_);  // the blocks run on their pushed records
     EXPECT_EQ(TDriver_init(driver_, 1), TCOMMON_SUCCESS);
     EXPECT_EQ(TDriver_stream(driver_, 1), TCOMMON_SUCCESS);
     // One frame looked at before, so that the temporal noise reducer has a history to blend.
