@@ -391,13 +391,14 @@ bool applyDemosaic(const void *data, float gain, HardwareState &state) {
 }
 
 // The shading grid's gains are pulled towards 1.0 by the strength at the gain: 1 keeps the
-// calibrated correction, 0 turns it off.
+// calibrated correction, 0 turns it off; a strength that is not a number leaves the grid.
 bool applyLensShading(const void *data, float gain, HardwareState &state) {
   const auto &record = *static_cast<const TDatabaseAutoLensShadingCorrection_3 *>(data);
   const Point at = pointAt(record.gains, kGainPoints, gain,
                            record.interMode != 0 ? Pick::kLinear : Pick::kNearest);
   const double strength = record.strength[at.lower] +
                           (record.strength[at.upper] - record.strength[at.lower]) * at.weight;
+  if (!std::isfinite(strength)) return false;
   constexpr double kUnity = 1024;
   for (auto &grid : state.lensShading.matrix)
     for (uint16_t &value : grid) value = converted<uint16_t>(kUnity + (value - kUnity) * strength);
