@@ -16,6 +16,10 @@
 #include "journal.h"
 #include "t_driver.h"
 
+namespace tcamera {
+struct ControlLoops;
+}  // namespace tcamera
+
 namespace tdriver {
 
 inline constexpr char kInit[] = "TDriver_init";
@@ -27,6 +31,13 @@ inline constexpr const char *kStreamControlFunctions[] = {kInit, kStream, kDeini
 inline constexpr char kRegisterProcess[] = "TDriverRegister_process";
 
 struct Camera;  // the simulated camera behind the hardware state (frames.h)
+
+// What the simulated camera looks at (TDriverScene_set); not hardware.
+struct SceneControls {
+  double lux = 400;
+  double kelvin = 5000;
+  uint32_t kind = 0;  // tcamera::SceneKind
+};
 
 struct NameHash {
   using is_transparent = void;
@@ -70,6 +81,9 @@ struct TDriver {
   // The host's cap on the camera's frame size (TDriverFrame_limit); 0: only the sensor's own.
   uint32_t frameLimitWidth = 0;
   uint32_t frameLimitHeight = 0;
+  tdriver::SceneControls scene;
+  // The camera's control loop between frames (camera/control.h); made when first run.
+  std::shared_ptr<tcamera::ControlLoops> control;
 
   // The register bank: only registers ever written, by address (see TDriverRegister_process).
   std::unordered_map<uint32_t, uint32_t> registers;

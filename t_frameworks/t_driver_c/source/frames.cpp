@@ -2,6 +2,7 @@
 // frame at a tap, and the camera each driver keeps behind its hardware state.
 #include "frames.h"
 
+#include "camera/control.h"
 #include "camera/gain_tables.h"
 
 #include <algorithm>
@@ -61,6 +62,8 @@ uint32_t syncedCamera(TDriver &locked, std::unique_lock<std::mutex> &lock, Camer
           },
           *made.gathered);
     made.pipeline.setState(*made.gathered);
+    made.pipeline.setScene(static_cast<tcamera::SceneKind>(locked.scene.kind),
+                           locked.scene.lux / kNominalLux, locked.scene.kelvin);
     made.generation = locked.generation;
   }
   *camera = &made;
@@ -135,11 +138,29 @@ uint32_t copyOutput(const tcamera::OutputImage &output, TDriverImage *image) {
 
 }  // namespace
 
+// While streaming, the control loop looks at the frame being left and programs the hardware
+// for the frames after it, once the frame has moved on (so that the temporal history is the
+// frame as it was shown).
 extern "C" TDRIVER_API uint32_t TDriverFrame_next(TDriver *driver) {
-  std::unique_lock<std::mutex> lock;
-  tdriver::Camera *camera = nullptr;
-  if (const uint32_t code = liveCamera(driver, lock, &camera); code != TCOMMON_SUCCESS) return code;
-  return tdriver::allocating([&] { camera->pipeline.advance(); });
+  if (driver == nullptr) return TCOMMON_INVALID_ARGUMENT;
+  std::unique_lock driverLock(driver->mutex);
+  if (driver->state == TDRIVER_STATE_OFF) return TCOMMON_NOT_INITIALIZED;
+  tcamera::ControlUpdate update;
+  if (driver->state == TDRIVER_STATE_STREAMING) {
+    if (const uint32_t code = tcamera::runControl(*driver, update); code != TCOMMON_SUCCESS)
+      return code;
+  }
+  {
+    std::unique_lock<std::mutex> lock;
+    tdriver::Camera *camera = nullptr;
+    if (const uint32_t code = tdriver::syncedCamera(*driver, lock, &camera);
+        code != TCOMMON_SUCCESS)
+      return code;
+    if (const uint32_t code = tdriver::allocating([&] { camera->pipeline.advance(); });
+        code != TCOMMON_SUCCESS)
+      return code;
+  }
+  return tcamera::applyControl(*driver, update);
 }
 
 extern "C" TDRIVER_API uint32_t TDriverFrame_get(TDriver *driver, const char *stage,

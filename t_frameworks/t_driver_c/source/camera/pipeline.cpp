@@ -209,6 +209,14 @@ void Pipeline::setState(const HardwareState &state) {
   dropFrame();
 }
 
+void Pipeline::setScene(SceneKind kind, double lux, double kelvin) {
+  if (scene_.scene == kind && scene_.lux == lux && scene_.illuminantKelvin == kelvin) return;
+  scene_.scene = kind;
+  scene_.lux = lux;
+  scene_.illuminantKelvin = kelvin;
+  dropFrame();
+}
+
 void Pipeline::dropFrame() {
   for (Kept &kept : kept_) kept = {};
   output_.reset();
@@ -299,7 +307,11 @@ void Pipeline::render(Tap target) {
     times_ = {};
     const auto begin = Clock::now();
     auto raw = spare(mosaics_);
-    captureSensor(sensorSettingsOf(s), frameNumber_, *raw);
+    SensorSettings settings = sensorSettingsOf(s);
+    settings.scene = scene_.scene;
+    settings.lux = scene_.lux;
+    settings.illuminantKelvin = scene_.illuminantKelvin;
+    captureSensor(settings, frameNumber_, *raw);
     mosaic = std::move(raw);
     times_[int(Tap::kRaw)] = std::chrono::duration<double>(Clock::now() - begin).count();
     start = int(Tap::kRaw);
