@@ -9,6 +9,7 @@ import { Api, ApiError, dataUriToBlob, fileToDataUri, takeTokenFromLocation } fr
 import { ActivityPanel } from './activity.js';
 import { createEditor, el } from './editors.js';
 import { StatisticsPoller, createLiveView } from './live.js';
+import { createLabPanel } from './lab.js';
 import {
   editorKind,
   filesKeys,
@@ -390,6 +391,13 @@ function openLive() {
   markCurrent();
 }
 
+function openLab() {
+  disposeView();
+  const panel = createLabPanel(api, { onError: reportError });
+  state.view = { category: null, rows: new Map(), subscriptions: [() => panel.dispose()], closed: false, reload: async () => {} };
+  $('#view').replaceChildren(el('section', { class: 'live-view' }, panel.element));
+}
+
 // ---- Header actions ------------------------------------------------------------------------
 
 function showStreaming(on) {
@@ -512,7 +520,8 @@ function route() {
   if (!state.schema) return;
   const [, first = '', second = ''] = location.hash.split('/');
   const category = decodeURIComponent(first);
-  if (category && state.schema[category]) openCategory(category, second ? decodeURIComponent(second) : null);
+  if (category === 'lab') openLab();
+  else if (category && state.schema[category]) openCategory(category, second ? decodeURIComponent(second) : null);
   else openLive();
 }
 
