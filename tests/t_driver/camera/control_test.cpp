@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <vector>
 
 #include "camera_rig.h"
@@ -220,6 +221,47 @@ TEST(AutoFocus, FindsFocusFromEitherEndOfTheTravel) {
     EXPECT_EQ(focus.state, 2u);
     EXPECT_EQ(focus.position, status.lensPosition);
   }
+}
+
+// ---- All loops together ------------------------------------------------------------------------
+
+// Two cameras given the same frames and scene changes make the same decisions, frame by frame;
+// a camera that is not streaming (initialised only) makes none.
+TEST(ControlLoops, SameFramesSameDecisionsAndNoneWithoutAStream) {
+  const auto switchOn = [](CameraRig &rig) {
+    rig.record<TDatabaseExposureControl_2>("EC_2").state = 1;
+    rig.record<TDatabaseAutoWhiteBalance_4>("AWB_4").mode = 1;
+    rig.record<TDatabaseFocusControl>("FC").mode = 1;
+    EXPECT_EQ(TDriverExposureControl_2_process(rig.driver(), 0), TCOMMON_SUCCESS);
+    EXPECT_EQ(TDriverFocusControl_process(rig.driver(), 0), TCOMMON_SUCCESS);
+  };
+  CameraRig first, second, still;
+  for (CameraRig *rig : {&first, &second, &still}) switchOn(*rig);
+  ASSERT_EQ(TDriver_stream(still.driver(), 0), TCOMMON_SUCCESS);
+  const auto statusOf = [](CameraRig &rig) {
+    TDriverControlStatus status{};
+    EXPECT_EQ(TDriverControl_status(rig.driver(), &status), TCOMMON_SUCCESS);
+    return status;
+  };
+  for (int frame = 0; frame < 12; ++frame) {
+    if (frame == 6) {
+      for (CameraRig *rig : {&first, &second, &still})
+        ASSERT_EQ(TDriverScene_set(rig->driver(), "illuminant", 3200), TCOMMON_SUCCESS);
+    }
+    first.next();
+    second.next();
+    still.next();
+    const TDriverControlStatus a = statusOf(first), b = statusOf(second);
+    EXPECT_EQ(std::memcmp(&a, &b, sizeof a), 0) << frame;
+    EXPECT_EQ(first.output(), second.output()) << frame;
+  }
+  const TDriverControlStatus moved = statusOf(first), kept = statusOf(still);
+  EXPECT_NE(moved.exposureTime * moved.analogGain, 0.01f);
+  EXPECT_NE(moved.lensPosition, 512u);
+  EXPECT_EQ(kept.exposureState, uint32_t{TDRIVER_CONTROL_OFF});
+  EXPECT_FLOAT_EQ(kept.exposureTime, 0.01f);
+  EXPECT_FLOAT_EQ(kept.gains[0], 1);
+  EXPECT_EQ(kept.lensPosition, 512u);
 }
 
 }  // namespace
