@@ -32,6 +32,7 @@ constexpr double kNearLocus = 0.06;               // candidate distance from the
 constexpr double kNearMean = 0.025;               // refinement distance from the candidates' mean
 constexpr double kDarkLevel = 0.02 * kFullScale;  // green below this: too dark to judge
 constexpr double kAutoShare = 0.6;
+constexpr double kMaxGain = 8;
 
 struct LocusPoint {
   double r, b, kelvin;
@@ -134,7 +135,10 @@ std::optional<TDatabaseWhiteBalance_1_1> whiteBalanceStep(
   }
   loop.kelvin = nearest(r, b).first->kelvin;
 
-  const double targetR = 1 / r, targetB = 1 / b;
+  // Gains the block can take: a picture without red or blue (a coloured light) is not made
+  // grey at any price.
+  const double targetR = std::clamp(1 / r, 1 / kMaxGain, kMaxGain);
+  const double targetB = std::clamp(1 / b, 1 / kMaxGain, kMaxGain);
   const double currentR = positive(current.gain[0]) / positive(current.gain[1]);
   const double currentB = positive(current.gain[3]) / positive(current.gain[1]);
   const double change =
