@@ -116,7 +116,8 @@ function markCurrent() {
     const link = item.querySelector('a[data-category]');
     item.classList.toggle('current', Boolean(link && state.view && link.dataset.category === state.view.category));
   }
-  $('#live-link').classList.toggle('current', Boolean(state.view && state.view.category === null));
+  $('#live-link').classList.toggle('current', Boolean(state.view && state.view.category === null && !state.view.lab));
+  $('#lab-link').classList.toggle('current', Boolean(state.view && state.view.lab));
 }
 
 // ---- Key rows ------------------------------------------------------------------------------
@@ -394,8 +395,9 @@ function openLive() {
 function openLab() {
   disposeView();
   const panel = createLabPanel(api, { onError: reportError });
-  state.view = { category: null, rows: new Map(), subscriptions: [() => panel.dispose()], closed: false, reload: async () => {} };
+  state.view = { category: null, lab: true, rows: new Map(), subscriptions: [() => panel.dispose()], closed: false, reload: async () => {} };
   $('#view').replaceChildren(el('section', { class: 'live-view' }, panel.element));
+  markCurrent();
 }
 
 // ---- Header actions ------------------------------------------------------------------------
