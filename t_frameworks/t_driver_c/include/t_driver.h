@@ -366,8 +366,8 @@ TDRIVER_API const char *TDriverFrame_inertReason(const char *category, const cha
  * kept while the driver is open. Names and values:
  *   "lux"        scene brightness in lux, 0 (lens cap) to 100000; 400 lights the chart as
  *                shipped (default 400)
- *   "illuminant" colour temperature of the light in kelvin, 2800 to 7500 (default 5000): a
- *                lamp up to 4000 K, daylight from 5000 K
+ *   "illuminant" colour temperature of the light in kelvin, 2800 to 7500 (default 5000);
+ *                Planckian light
  *   "scene"      0 the test chart (default), 1 a uniform grey filling the frame
  * The next frame asked for shows the change. Unknown name: TCOMMON_NOT_FOUND; a value outside
  * its range (or not a number): TCOMMON_OUT_OF_RANGE, nothing changed; NULL argument:

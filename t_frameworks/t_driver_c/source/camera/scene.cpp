@@ -77,8 +77,6 @@ Vec3 reflectanceOfLab(const Lab &lab) {
   return {std::max(rgb.x, kLeast), std::max(rgb.y, kLeast), std::max(rgb.z, kLeast)};
 }
 
-constexpr double kDaylightFrom = 4000, kDaylightFull = 5000;  // kelvin
-
 // Chromaticity of a Planckian radiator (cubic approximation of the locus, 1667 K to 25000 K).
 void planckianChromaticity(double kelvin, double &x, double &y) {
   const double t = std::clamp(kelvin, 1667.0, 25000.0);
@@ -94,33 +92,10 @@ void planckianChromaticity(double kelvin, double &x, double &y) {
     y = 3.0817580 * x3 - 5.87338670 * x2 + 3.75112997 * x - 0.37001483;
 }
 
-// Chromaticity of daylight of a correlated colour temperature (the CIE daylight locus,
-// 4000 K to 25000 K), a little greener than a Planckian radiator of the same temperature.
-void daylightChromaticity(double kelvin, double &x, double &y) {
-  const double t = std::clamp(kelvin, 4000.0, 25000.0);
-  const double t1 = 1e3 / t, t2 = t1 * t1, t3 = t2 * t1;
-  x = t <= 7000 ? -4.6070 * t3 + 2.9678 * t2 + 0.09911 * t1 + 0.244063
-                : -2.0064 * t3 + 1.9018 * t2 + 0.24748 * t1 + 0.237040;
-  y = -3 * x * x + 2.870 * x - 0.275;
-}
-
-// Lamps up to 4000 K are Planckian, light from 5000 K up is daylight, and in between the
-// chromaticity moves from one locus to the other.
-void lightChromaticity(double kelvin, double &x, double &y) {
-  planckianChromaticity(kelvin, x, y);
-  const double share =
-      std::clamp((kelvin - kDaylightFrom) / (kDaylightFull - kDaylightFrom), 0.0, 1.0);
-  if (!(share > 0)) return;
-  double dx, dy;
-  daylightChromaticity(kelvin, dx, dy);
-  x += share * (dx - x);
-  y += share * (dy - y);
-}
-
 // The light's colour as linear sRGB, luminance 1.
 Vec3 illuminantSrgb(double kelvin) {
   double x, y;
-  lightChromaticity(kelvin, x, y);
+  planckianChromaticity(kelvin, x, y);
   return multiply(kXyzToSrgb, Vec3{x / y, 1, (1 - x - y) / y});
 }
 

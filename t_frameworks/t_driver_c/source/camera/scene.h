@@ -40,8 +40,7 @@ struct CameraColour {
 const std::array<double, 9> &cameraColourResponse();
 
 // The response to a perfect white under the nominal lighting of the given colour temperature
-// (1667 K to 25000 K: Planckian light up to 4000 K, daylight from 5000 K, moving from one to
-// the other in between).
+// (Planckian light, 1667 K to 25000 K).
 CameraColour illuminantResponse(double kelvin);
 
 // The response to colour-chart patch 0..23 (row by row from dark skin) under the same light.
