@@ -380,8 +380,8 @@ TDRIVER_API uint32_t TDriverScene_get(TDriver *driver, const char *name, double 
  * leaves, as device firmware does, and programs the hardware state for the frames after it:
  *   - auto exposure, while "EC_2" state is 1, steers "EC_2" frame 0 exposure time and gains
  *     to "AE_4" setPoint (exposure time first, then analog, then digital gain);
- *   - auto white balance, while "AWB_4" mode is 1 (0 as shipped), sets the "WB_1_1" gains for the
- * light it finds in the frame;
+ *   - auto white balance, while "AWB_4" mode is 1 (0 as shipped), sets the "WB_1_1" gains
+ *     for the light it finds in the frame;
  *   - auto focus, while "FC" mode and "AF_4" mode are not 0, searches the "FC" lens position
  *     with the sharpest "AFM_3" measure ("FC" state 1 while it moves the lens, 2 settled).
  * The loops write the hardware state only: "EC_2", "WB_1_1" and "FC" read back what they

@@ -12,9 +12,8 @@
 //
 //   - Auto exposure (control_exposure.cpp) runs while "EC_2" state is 1 (driven by auto
 //     exposure) and programs its exposure time and gains.
-//   - Auto white balance (control_white_balance.cpp) runs while "AWB_4" mode is 1 (0 as shipped)
-//   and
-//     programs the "WB_1_1" gains.
+//   - Auto white balance (control_white_balance.cpp) runs while "AWB_4" mode is 1 (0 as
+//     shipped) and programs the "WB_1_1" gains.
 //   - Auto focus (control_focus.cpp) runs while "FC" mode is not 0 (continuous) and "AF_4" mode
 //     is not 0, and programs the "FC" lens position and state.
 #ifndef T_DRIVER_CAMERA_CONTROL_H

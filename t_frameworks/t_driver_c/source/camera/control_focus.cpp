@@ -1,15 +1,15 @@
 // Auto focus: a contrast search over the lens positions of "FC" for the sharpest "AFM_3"
 // measure.
 //
-// The lens moves between minFocal and maxFocal. A search first sweeps in coarse steps (the
-// travel cut into cPointsOfCurve - 1 steps) from where the lens stands towards the farther
-// end, turning once if the second point is worse than the first, until the measure falls by
-// more than cStableTolerance (a share) below the best so far (the peak is passed) or the
-// travel ends; far from focus the measure is flat, and the sweep goes on over the plateau. It then
-// refines around the best position: the positions half a step below and above it are measured, the
-// best of the three kept and the step halved, down to accurateFocusStep (with accurateFocusEnable;
-// else a quarter of the coarse step). The lens then goes to the best position and "FC" state reads
-// 2 (settled; 1 while searching). One position is measured per frame, on the frame taken there.
+// The lens moves between minFocal and maxFocal. A search first sweeps in coarse steps (the travel
+// cut into cPointsOfCurve - 1 steps) from where the lens stands towards the farther end, turning
+// once if the second point is worse than the first, until the measure falls by more than
+// cStableTolerance (a share) below the best so far (the peak is passed) or the travel ends; far
+// from focus the measure is flat, and the sweep goes on over the plateau. It then refines around
+// the best position: the positions half a step below and above it are measured, the best of the
+// three kept and the step halved, down to accurateFocusStep (with accurateFocusEnable; else a
+// quarter of the coarse step). The lens then goes to the best position and "FC" state reads 2
+// (settled; 1 while searching). One position is measured per frame, on the frame taken there.
 //
 // AF_4 mode 1 searches once and holds; mode 2 (continuous) watches the measure and searches
 // again when it stays below the focused value by more than cStableTolerance (a share) for
