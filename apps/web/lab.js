@@ -30,8 +30,10 @@ export function createLabPanel(api, { onError }) {
   const illuminantText = el('output', {});
   const scene = el('select', { title: 'What the camera looks at' }, kScenes.map((name) => el('option', { value: name }, name)));
   const readout = el('dl', { class: 'lab-readout' });
+  // Controls stay disabled until their values have been read, so that a late answer never
+  // overwrites what the engineer just set.
   const switches = kSwitches.map((entry) => {
-    const box = el('input', { type: 'checkbox' });
+    const box = el('input', { type: 'checkbox', disabled: true });
     box.addEventListener('change', async () => {
       const value = { current: box.checked ? entry.on : entry.off };
       try {
@@ -85,6 +87,7 @@ export function createLabPanel(api, { onError }) {
       answers.forEach((answer, i) => {
         const value = answer && answer.value ? answer.value.current : undefined;
         switches[i].box.checked = typeof value === 'number' && value !== 0;
+        switches[i].box.disabled = false;
       });
     } catch (error) {
       onError(error, 'Lab switches');
@@ -114,7 +117,12 @@ export function createLabPanel(api, { onError }) {
       switches.map((s) => s.label)),
     readout);
 
-  api.call('GET', '/api/scene').then(show, (error) => onError(error, 'Scene'));
+  const sceneControls = [lux, illuminant, scene];
+  for (const control of sceneControls) control.disabled = true;
+  api.call('GET', '/api/scene').then((current) => {
+    show(current);
+    for (const control of sceneControls) control.disabled = false;
+  }, (error) => onError(error, 'Scene'));
   readSwitches();
   poll();
   return {

@@ -1,5 +1,6 @@
 #include <new>
 
+#include "camera/control.h"
 #include "camera/gain_tables.h"
 #include "driver_blocks.h"
 #include "driver_internal.h"
@@ -38,6 +39,8 @@ uint32_t push(TDriver &driver, const char *category) {
   // Programming a block reloads the per-gain table that the firmware follows for it.
   for (const tcamera::GainTable &table : tcamera::gainTables())
     if (std::string_view(table.block) == category) return push(driver, table.category);
+  // And the settings of the control loop that drives it.
+  if (const char *settings = tcamera::controlSettingsOf(category)) return push(driver, settings);
   return TCOMMON_SUCCESS;
 }
 

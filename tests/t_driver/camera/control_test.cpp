@@ -170,6 +170,7 @@ TEST(AutoWhiteBalance, GreyPatchesTurnNeutralUnderEachLight) {
   for (const double kelvin : {2800.0, 4000.0, 6500.0}) {
     CameraRig rig;
     rig.record<TDatabaseAutoWhiteBalance_4>("AWB_4").mode = 1;
+    ASSERT_EQ(TDriverWhiteBalance_1_1_process(rig.driver(), 0), TCOMMON_SUCCESS);
     ASSERT_EQ(TDriverScene_set(rig.driver(), "illuminant", kelvin), TCOMMON_SUCCESS);
     for (int frame = 0; frame < 10; ++frame) rig.next();
     // The four middle greys of the chart's bottom row, their central halves, linear RGB.
@@ -245,6 +246,7 @@ TEST(ControlLoops, SameFramesSameDecisionsAndNoneWithoutAStream) {
     rig.record<TDatabaseAutoWhiteBalance_4>("AWB_4").mode = 1;
     rig.record<TDatabaseFocusControl>("FC").mode = 1;
     EXPECT_EQ(TDriverExposureControl_2_process(rig.driver(), 0), TCOMMON_SUCCESS);
+    EXPECT_EQ(TDriverWhiteBalance_1_1_process(rig.driver(), 0), TCOMMON_SUCCESS);
     EXPECT_EQ(TDriverFocusControl_process(rig.driver(), 0), TCOMMON_SUCCESS);
   };
   CameraRig first, second, still;

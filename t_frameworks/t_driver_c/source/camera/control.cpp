@@ -26,9 +26,15 @@ uint32_t hardwareOf(TDriver &locked, const char *category, Record &out) {
   return TDatabase_copyRecord(category, &out, found->second.get());
 }
 
+// The settings of an auto category as its block's last push latched them.
 template <typename Record>
 uint32_t settingsOf(TDriver &locked, const char *category, const Record **out) {
-  void *record = nullptr;
+  const auto found = locked.hardware.find(std::string_view(category));
+  if (found != locked.hardware.end()) {
+    *out = reinterpret_cast<const Record *>(found->second.get());
+    return TCOMMON_SUCCESS;
+  }
+  void *record = nullptr;  // never pushed: the record's own settings
   const uint32_t code = TDatabase_query(locked.database, category, &record);
   *out = static_cast<const Record *>(record);
   return code;
@@ -62,6 +68,14 @@ uint32_t zonesAt(TDriver &locked, Source source, const TDatabaseAutoExposureStat
 }
 
 }  // namespace
+
+const char *controlSettingsOf(const char *block) {
+  static constexpr const char *kPairs[][2] = {
+      {"EC_2", "AE_4"}, {"WB_1_1", "AWB_4"}, {"FC", "AF_4"}};
+  for (const auto &pair : kPairs)
+    if (std::string_view(block) == pair[0]) return pair[1];
+  return nullptr;
+}
 
 void zonesOf(const TDatabaseAutoExposureStatistics_2 &unit, const Samples &samples,
              ZoneGrid &grid) {

@@ -5,9 +5,10 @@
 // statistics of the frame that was current, decides, and programs the hardware state of its
 // block for the frames that follow, as firmware writes registers: the driver's hardware map
 // changes and its generation moves, the database records the shell serves stay as they are.
-// The loops read their settings from the auto categories' records ("AE_4", "AWB_4", "AF_4"),
-// their windows from the measuring units' hardware state ("AES_2", "AFM_3"), and keep what
-// they need between frames here. Nothing else enters a decision: the same frames give the
+// The loops read their settings from the auto categories ("AE_4", "AWB_4", "AF_4") as they were
+// latched when their block was last pushed (the shell pushes the block after every write of an
+// auto key), their windows from the measuring units' hardware state ("AES_2", "AFM_3"), and
+// keep what they need between frames here. Nothing else enters a decision: the same frames give the
 // same decisions.
 //
 //   - Auto exposure (control_exposure.cpp) runs while "EC_2" state is 1 (driven by auto
@@ -94,6 +95,10 @@ double focusMeasure(const TDatabaseAutoFocusMeasurement_3 &unit, const float (&w
 std::optional<TDatabaseFocusControl> focusStep(FocusLoop &loop,
                                                const TDatabaseAutoFocus_4 &settings,
                                                const TDatabaseFocusControl &current, double value);
+
+// The auto category whose settings a push of block latches for its loop ("AE_4" for "EC_2",
+// "AWB_4" for "WB_1_1", "AF_4" for "FC"), or nullptr.
+const char *controlSettingsOf(const char *block);
 
 // ---- The loops of one driver --------------------------------------------------------------
 
