@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "json_text.h"
+#include "lab_routes.h"
 #include "t_shell.h"
 #include "web_assets.h"
 
@@ -125,6 +126,8 @@ std::vector<Route> makeRoutes(Instance *instance, EventHub *events) {
                       Outcome outcome = instance->saveNow();
                       sendJson(res, outcome.status, std::move(outcome.body));
                     }});
+
+  addLabRoutes(routes, instance);
 
   routes.push_back(
       {"GET", "/healthz", false, kNoBody, true, [](const HttpRequest &, HttpResponse &res) {

@@ -9,6 +9,7 @@ import { Api, ApiError, dataUriToBlob, fileToDataUri, takeTokenFromLocation } fr
 import { ActivityPanel } from './activity.js';
 import { createEditor, el } from './editors.js';
 import { StatisticsPoller, createLiveView } from './live.js';
+import { createLabPanel } from './lab.js';
 import {
   editorKind,
   filesKeys,
@@ -115,7 +116,8 @@ function markCurrent() {
     const link = item.querySelector('a[data-category]');
     item.classList.toggle('current', Boolean(link && state.view && link.dataset.category === state.view.category));
   }
-  $('#live-link').classList.toggle('current', Boolean(state.view && state.view.category === null));
+  $('#live-link').classList.toggle('current', Boolean(state.view && state.view.category === null && !state.view.lab));
+  $('#lab-link').classList.toggle('current', Boolean(state.view && state.view.lab));
 }
 
 // ---- Key rows ------------------------------------------------------------------------------
@@ -390,6 +392,14 @@ function openLive() {
   markCurrent();
 }
 
+function openLab() {
+  disposeView();
+  const panel = createLabPanel(api, { onError: reportError });
+  state.view = { category: null, lab: true, rows: new Map(), subscriptions: [() => panel.dispose()], closed: false, reload: async () => {} };
+  $('#view').replaceChildren(el('section', { class: 'live-view' }, panel.element));
+  markCurrent();
+}
+
 // ---- Header actions ------------------------------------------------------------------------
 
 function showStreaming(on) {
@@ -512,7 +522,8 @@ function route() {
   if (!state.schema) return;
   const [, first = '', second = ''] = location.hash.split('/');
   const category = decodeURIComponent(first);
-  if (category && state.schema[category]) openCategory(category, second ? decodeURIComponent(second) : null);
+  if (category === 'lab') openLab();
+  else if (category && state.schema[category]) openCategory(category, second ? decodeURIComponent(second) : null);
   else openLive();
 }
 

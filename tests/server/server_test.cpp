@@ -114,9 +114,11 @@ TEST_F(ServerTest, SchemaListsEveryKeyTheShellServes) {
   ASSERT_EQ(
       TJsonValue_forEachMember(
           schema.root(),
-          [](void *context, const char *category, TJsonValue *keys) -> uint32_t {
+          [](void *context, const char *category, TJsonValue *about) -> uint32_t {
             auto *walk = static_cast<Walk *>(context);
             ++walk->categories;
+            TJsonValue *keys = nullptr;
+            TJsonValue_member(about, "keys", &keys);
             uint64_t count = 0;
             TJsonValue_size(keys, &count);
             for (uint64_t i = 0; i < count; ++i) {
@@ -313,6 +315,70 @@ TEST_F(ServerTest, ServesTheEmbeddedClient) {
     EXPECT_EQ(res->body, index);
   }
   EXPECT_EQ(client_->Get("/healthz")->body, "ok");
+}
+
+}  // namespace
+
+namespace {
+
+TEST_F(ServerTest, SceneControlsAreCheckedAsAWholeAndControlStateIsReported) {
+  start({"--stream", "--token", "lab"});
+  const httplib::Headers auth{{"Authorization", "Bearer lab"}};
+  const auto scene = [&] {
+    auto res = client_->Get("/api/scene", auth);
+    EXPECT_TRUE(res && res->status == 200);
+    return res ? res->body : std::string();
+  };
+  const std::string shipped = scene();
+  EXPECT_EQ(shipped, R"({"lux":400,"illuminant":5000,"scene":"chart"})");
+  const struct {
+    const char *body;
+    int status;
+    const char *after;  // the scene then
+  } kCases[] = {
+      {R"({"lux":100,"illuminant":2800,"scene":"flat"})", 200,
+       R"({"lux":100,"illuminant":2800,"scene":"flat"})"},
+      {R"({"lux":1600})", 200, R"({"lux":1600,"illuminant":2800,"scene":"flat"})"},
+      {R"({"lux":50,"illuminant":9000})", 400, nullptr},  // range: the lux stays too
+      {R"({"lux":-1})", 400, nullptr},
+      {R"({"lux":"bright"})", 400, nullptr},
+      {R"({"scene":"beach"})", 400, nullptr},
+      {R"({"scene":1})", 400, nullptr},
+      {R"({"colour":1})", 400, nullptr},
+      {R"([{"lux":1}])", 400, nullptr},
+      {R"({"lux":)", 400, nullptr},
+      {R"({})", 200, R"({"lux":1600,"illuminant":2800,"scene":"flat"})"},
+  };
+  std::string expected = shipped;
+  for (const auto &c : kCases) {
+    auto res = client_->Put("/api/scene", auth, c.body, "application/json");
+    ASSERT_TRUE(res) << c.body;
+    EXPECT_EQ(res->status, c.status) << c.body;
+    if (c.status == 200) {
+      expected = c.after;
+      EXPECT_EQ(res->body, expected) << c.body;
+    } else {
+      EXPECT_NE(Json(res->body).text("error"), "<none>") << res->body;
+    }
+    EXPECT_EQ(scene(), expected) << c.body;
+  }
+  // The token guards these routes as every other, and the body must be JSON.
+  auto res = client_->Put("/api/scene", R"({"lux":1})", "application/json");
+  ASSERT_TRUE(res);
+  EXPECT_EQ(res->status, 401);
+  res = client_->Put("/api/scene", auth, R"({"lux":1})", "text/plain");
+  ASSERT_TRUE(res);
+  EXPECT_EQ(res->status, 415);
+  EXPECT_EQ(scene(), expected);
+
+  res = client_->Get("/api/control", auth);
+  ASSERT_TRUE(res);
+  EXPECT_EQ(res->status, 200);
+  Json control(res->body);
+  ASSERT_TRUE(control.valid()) << res->body;
+  EXPECT_EQ(control.text("exposure.state"), "off") << res->body;  // EC_2 as shipped: manual
+  EXPECT_EQ(control.size("whiteBalance.gains"), 4u) << res->body;
+  EXPECT_EQ(control.integer("focus.position"), 512) << res->body;
 }
 
 }  // namespace

@@ -212,6 +212,29 @@ test('streaming on: the histogram is drawn from live statistics', async () => {
   await page.waitForFunction(() => /^grid:5x5/.test(document.querySelector('canvas[data-live="AES_2"]')?.dataset.drawn || ''));
 });
 
+test('the lab panel switches auto exposure on, shows it settle and changes the scene', async () => {
+  await page.click('#lab-link');
+  await page.waitForSelector('.lab-readout dt');
+  await page.locator('.lab-panel label', { hasText: 'Auto exposure' }).locator('input').check();
+  await page.waitForFunction(() => /^settled: luma/.test(document.querySelector('.lab-readout dd')?.textContent || ''),
+    null, { timeout: 20000 });
+  assert.equal(await readValue('EC_2', 'state'), 1);
+  const scene = async () => (await fetch(`${base}/api/scene`, { headers: { Authorization: `Bearer ${token}` } })).json();
+  const put = (kind) => Promise.all([
+    page.waitForResponse((response) => response.url().endsWith('/api/scene') && response.request().method() === 'PUT'),
+    page.locator('.lab-panel select').selectOption(kind),
+  ]);
+  await put('flat');
+  assert.deepEqual(await scene(), { lux: 400, illuminant: 5000, scene: 'flat' });
+  await put('chart');
+  await Promise.all([
+    page.waitForResponse((response) => response.url().endsWith('/api/request')),
+    page.locator('.lab-panel label', { hasText: 'Auto exposure' }).locator('input').uncheck(),
+  ]);
+  assert.equal(await readValue('EC_2', 'state'), 0);
+  assert.equal((await scene()).scene, 'chart');
+});
+
 test('DG/r is written, read back and shown, and the driver activity lists the push', async () => {
   await openCategory('DG');
   await page.waitForSelector('.category-view .banner.warn', { state: 'hidden' });

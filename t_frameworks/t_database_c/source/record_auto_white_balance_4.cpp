@@ -14,7 +14,8 @@ using TemPreference = TDatabaseAutoWhiteBalance_4TemPreference;
 constexpr uint32_t kLevels = 18;
 constexpr uint16_t kUnityGain = 256;  // 8.8 fixed point
 
-// Damped, unlocked white balance with the calibrated positions of the confounding sources;
+// Manual white balance (the auto loop off, as exposure and focus ship); damped and unlocked
+// once switched on, with the calibrated positions of the confounding sources;
 // the brightness levels double from 1 lux up, with neutral grey gains and equal weights.
 constexpr Record makeDefaults() {
   Record defaults = {};
@@ -48,7 +49,7 @@ constexpr Record makeDefaults() {
       row.weight[i] = 1.0f;
     }
   }
-  defaults.mode = 1;
+  defaults.mode = 0;  // manual: the loop starts when a client sets mode 1
   defaults.faceAwbRoiNum = 0;
   defaults.performanceOptiMode = 0;
   defaults.roiNumber = 1;

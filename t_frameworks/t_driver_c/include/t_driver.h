@@ -378,6 +378,59 @@ TDRIVER_API uint32_t TDriverFrame_limit(TDriver *driver, uint32_t maxWidth, uint
 /* Frees image's pixels and clears it; any thread, any number of times. NULL:
  * TCOMMON_INVALID_ARGUMENT. */
 TDRIVER_API uint32_t TDriverImage_release(TDriverImage *image);
+/* Why the camera model gives key of category no role in the picture (one line for an
+ * engineer, a static text), or NULL when the key changes the picture, is not a key of an
+ * image block, or either argument is NULL. Tuning clients show it beside the key. */
+TDRIVER_API const char *TDriverFrame_inertReason(const char *category, const char *key);
+
+/* ---- Scene of the simulated camera ----------------------------------------------------------
+ * What the camera looks at, for testing the control loops: not hardware, not journaled, and
+ * kept while the driver is open. Names and values:
+ *   "lux"        scene brightness in lux, 0 (lens cap) to 100000; 400 lights the chart as
+ *                shipped (default 400)
+ *   "illuminant" colour temperature of the light in kelvin, 2800 to 7500 (default 5000);
+ *                Planckian light
+ *   "scene"      0 the test chart (default), 1 a uniform grey filling the frame
+ * The next frame asked for shows the change. Unknown name: TCOMMON_NOT_FOUND; a value outside
+ * its range (or not a number): TCOMMON_OUT_OF_RANGE, nothing changed; NULL argument:
+ * TCOMMON_INVALID_ARGUMENT. */
+TDRIVER_API uint32_t TDriverScene_set(TDriver *driver, const char *name, double value);
+TDRIVER_API uint32_t TDriverScene_get(TDriver *driver, const char *name, double *value);
+
+/* ---- Control loop ---------------------------------------------------------------------------
+ * While the driver streams, TDriverFrame_next runs the camera's control loop on the frame it
+ * leaves, as device firmware does, and programs the hardware state for the frames after it:
+ *   - auto exposure, while "EC_2" state is 1, steers "EC_2" frame 0 exposure time and gains
+ *     to "AE_4" setPoint (exposure time first, then analog, then digital gain);
+ *   - auto white balance, while "AWB_4" mode is 1 (0 as shipped), sets the "WB_1_1" gains
+ *     for the light it finds in the frame;
+ *   - auto focus, while "FC" mode and "AF_4" mode are not 0, searches the "FC" lens position
+ *     with the sharpest "AFM_3" measure ("FC" state 1 while it moves the lens, 2 settled).
+ * The loops write the hardware state only: "EC_2", "WB_1_1" and "FC" read back what they
+ * programmed; the database records keep what the client wrote. */
+enum {
+  TDRIVER_CONTROL_OFF = 0,       /* the loop is switched off, or the driver does not stream */
+  TDRIVER_CONTROL_SEARCHING = 1, /* converging, searching */
+  TDRIVER_CONTROL_SETTLED = 2,   /* converged, locked, in focus */
+  TDRIVER_CONTROL_LIMITED = 3    /* stopped at a limit short of its target (a lens cap) */
+};
+typedef struct TDriverControlStatus {
+  uint64_t frames;        /* frames the loops have run on since the driver opened */
+  uint32_t exposureState; /* TDRIVER_CONTROL_* */
+  float luma;             /* metered luminance of the last frame, 0..255 of full scale */
+  float target;           /* the set point it steers to, same scale */
+  float exposureTime;     /* seconds, as programmed */
+  float analogGain;
+  float digitalGain;
+  uint32_t whiteBalanceState;
+  float kelvin;   /* colour temperature of the light as estimated */
+  float gains[4]; /* white balance gains R, Gr, Gb, B as programmed */
+  uint32_t focusState;
+  uint32_t lensPosition;
+  float focusValue; /* focus measure of the last frame */
+} TDriverControlStatus;
+/* The loops' state. NULL argument: TCOMMON_INVALID_ARGUMENT. */
+TDRIVER_API uint32_t TDriverControl_status(TDriver *driver, TDriverControlStatus *status);
 
 #ifdef __cplusplus
 }

@@ -18,7 +18,8 @@
 
 namespace tcamera {
 struct InjectedFrame;  // a frame delivered instead of the chart (camera/pipeline.h)
-}
+struct ControlLoops;
+}  // namespace tcamera
 
 namespace tdriver {
 
@@ -31,6 +32,13 @@ inline constexpr const char *kStreamControlFunctions[] = {kInit, kStream, kDeini
 inline constexpr char kRegisterProcess[] = "TDriverRegister_process";
 
 struct Camera;  // the simulated camera behind the hardware state (frames.h)
+
+// What the simulated camera looks at (TDriverScene_set); not hardware.
+struct SceneControls {
+  double lux = 400;
+  double kelvin = 5000;
+  uint32_t kind = 0;  // tcamera::SceneKind
+};
 
 struct NameHash {
   using is_transparent = void;
@@ -69,13 +77,17 @@ struct TDriver {
   // first programmed and written only through TDatabase_copyRecord, so that it holds
   // settings fields only (no transient buffers of the database's records).
   tdriver::NameMap<std::unique_ptr<std::byte[]>> hardware;
-  uint64_t generation = 0;  // counts pushes: the camera reads the hardware again when it moves
+  uint64_t generation = 0;  // moves with every push and when streaming starts or stops: the
+                            // camera reads the hardware again when it moves
   std::shared_ptr<tdriver::Camera> camera;  // made when a frame is first asked for
   // The host's cap on the camera's frame size (TDriverFrame_limit); 0: only the sensor's own.
   uint32_t frameLimitWidth = 0;
   uint32_t frameLimitHeight = 0;
   // The frame handed over with TDriverFrame_inject (null: none), delivered while isInject.
   std::shared_ptr<const tcamera::InjectedFrame> injected;
+  tdriver::SceneControls scene;
+  // The camera's control loop between frames (camera/control.h); made when first run.
+  std::shared_ptr<tcamera::ControlLoops> control;
 
   // The register bank: only registers ever written, by address (see TDriverRegister_process).
   std::unordered_map<uint32_t, uint32_t> registers;

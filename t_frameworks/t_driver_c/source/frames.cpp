@@ -2,10 +2,15 @@
 // frame at a tap, and the camera each driver keeps behind its hardware state.
 #include "frames.h"
 
+#include "camera/control.h"
+#include "camera/gain_tables.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+
+#include "camera/inert_keys.h"
 
 namespace tdriver {
 
@@ -47,7 +52,18 @@ uint32_t syncedCamera(TDriver &locked, std::unique_lock<std::mutex> &lock, Camer
       if (locked.frameLimitHeight != 0)
         path.rectangle.height = std::min(path.rectangle.height, locked.frameLimitHeight);
     }
+    // While streaming, the firmware's per-frame loop programs the blocks that follow a
+    // per-gain table; the still of an initialised, idle camera shows the pushed records.
+    if (locked.state == TDRIVER_STATE_STREAMING)
+      tcamera::applyGainTables(
+          [&](const char *category) -> const void * {
+            const auto found = locked.hardware.find(std::string_view(category));
+            return found != locked.hardware.end() ? found->second.get() : nullptr;
+          },
+          *made.gathered);
     made.pipeline.setState(*made.gathered);
+    made.pipeline.setScene(static_cast<tcamera::SceneKind>(locked.scene.kind),
+                           locked.scene.lux / kNominalLux, locked.scene.kelvin);
     made.generation = locked.generation;
   }
   made.pipeline.setInjection(locked.injected, locked.isInject != 0, locked.isInjectLive != 0);
@@ -123,11 +139,29 @@ uint32_t copyOutput(const tcamera::OutputImage &output, TDriverImage *image) {
 
 }  // namespace
 
+// While streaming, the control loop looks at the frame being left and programs the hardware
+// for the frames after it, once the frame has moved on (so that the temporal history is the
+// frame as it was shown).
 extern "C" TDRIVER_API uint32_t TDriverFrame_next(TDriver *driver) {
-  std::unique_lock<std::mutex> lock;
-  tdriver::Camera *camera = nullptr;
-  if (const uint32_t code = liveCamera(driver, lock, &camera); code != TCOMMON_SUCCESS) return code;
-  return tdriver::allocating([&] { camera->pipeline.advance(); });
+  if (driver == nullptr) return TCOMMON_INVALID_ARGUMENT;
+  std::unique_lock driverLock(driver->mutex);
+  if (driver->state == TDRIVER_STATE_OFF) return TCOMMON_NOT_INITIALIZED;
+  tcamera::ControlUpdate update;
+  if (driver->state == TDRIVER_STATE_STREAMING) {
+    if (const uint32_t code = tcamera::runControl(*driver, update); code != TCOMMON_SUCCESS)
+      return code;
+  }
+  {
+    std::unique_lock<std::mutex> lock;
+    tdriver::Camera *camera = nullptr;
+    if (const uint32_t code = tdriver::syncedCamera(*driver, lock, &camera);
+        code != TCOMMON_SUCCESS)
+      return code;
+    if (const uint32_t code = tdriver::allocating([&] { camera->pipeline.advance(); });
+        code != TCOMMON_SUCCESS)
+      return code;
+  }
+  return tcamera::applyControl(*driver, update);
 }
 
 extern "C" TDRIVER_API uint32_t TDriverFrame_get(TDriver *driver, const char *stage,
@@ -303,4 +337,13 @@ extern "C" TDRIVER_API uint32_t TDriverFrame_limit(TDriver *driver, uint32_t max
     ++locked.generation;  // the camera reads the hardware again, now clamped
     return TCOMMON_SUCCESS;
   });
+}
+
+extern "C" TDRIVER_API const char *TDriverFrame_inertReason(const char *category, const char *key) {
+  if (category == nullptr || key == nullptr) return nullptr;
+  for (const tcamera::InertKey &inert : tcamera::inertKeys()) {
+    if (std::strcmp(inert.category, category) == 0 && std::strcmp(inert.key, key) == 0)
+      return inert.why;
+  }
+  return nullptr;
 }

@@ -14,6 +14,9 @@
 
 namespace tdriver {
 
+// Scene brightness (lux) at which the chart is lit as the sensor's nominal lighting.
+inline constexpr double kNominalLux = 400;
+
 struct Camera {
   std::mutex mutex;  // guards everything below; taken after the driver's mutex, never before
   tcamera::Pipeline pipeline;

@@ -107,6 +107,9 @@ uint32_t measureFrame(TDriver &locked, Source source, Measure &&measure) {
   return TCOMMON_SUCCESS;
 }
 
+// The AFM_3 unit's measurement of samples into unit.statistics (the unit enabled).
+void measureFocusOf(TDatabaseAutoFocusMeasurement_3 &unit, const Samples &samples);
+
 // ---- Histograms (HTG, HTG_2) --------------------------------------------------------------
 
 constexpr int kHistogramGrid = TDATABASE_HISTOGRAM_GRID;

@@ -131,6 +131,27 @@ void measureWindow(const TDatabaseAutoFocusMeasurement_3 &unit, const Samples &s
   statistics.highlights[index] = highlights;
 }
 
+}  // namespace
+
+namespace tcamera {
+
+void measureFocusOf(TDatabaseAutoFocusMeasurement_3 &unit, const Samples &samples) {
+  // hwRoi: x, y, width, height; the windows are its left, centre and right thirds.
+  const int64_t x = unit.hwRoi[0];
+  const int64_t width = unit.hwRoi[2];
+  const Span rows = spanOf(unit.hwRoi[1], unit.hwRoi[3], samples.rows);
+  for (int index = 0; index < kFocusWindows; ++index) {
+    const int64_t left = x + width * index / kFocusWindows;
+    const int64_t right = x + width * (index + 1) / kFocusWindows;
+    const Window window{spanOf(left, right - left, samples.columns), rows};
+    measureWindow(unit, samples, window, index, unit.statistics);
+  }
+}
+
+}  // namespace tcamera
+
+namespace {
+
 uint32_t measureFocus(TDriver *driver, const char *, void *) {
   void *record = nullptr;
   if (const uint32_t code = readUnit(*driver, "AFM_3", &record); code != TCOMMON_SUCCESS)
@@ -138,18 +159,8 @@ uint32_t measureFocus(TDriver *driver, const char *, void *) {
   auto &unit = *static_cast<TDatabaseAutoFocusMeasurement_3 *>(record);
   unit.statistics = {};
   if (unit.isEnable == 0) return TCOMMON_SUCCESS;
-  return measureFrame(*driver, Source::kProcessed, [&unit](const Samples &samples) {
-    // hwRoi: x, y, width, height; the windows are its left, centre and right thirds.
-    const int64_t x = unit.hwRoi[0];
-    const int64_t width = unit.hwRoi[2];
-    const Span rows = spanOf(unit.hwRoi[1], unit.hwRoi[3], samples.rows);
-    for (int index = 0; index < kFocusWindows; ++index) {
-      const int64_t left = x + width * index / kFocusWindows;
-      const int64_t right = x + width * (index + 1) / kFocusWindows;
-      const Window window{spanOf(left, right - left, samples.columns), rows};
-      measureWindow(unit, samples, window, index, unit.statistics);
-    }
-  });
+  return measureFrame(*driver, Source::kProcessed,
+                      [&unit](const Samples &samples) { measureFocusOf(unit, samples); });
 }
 
 constexpr tdriver::Block kFocusBlock{"FC", "TDriverFocusControl_process",

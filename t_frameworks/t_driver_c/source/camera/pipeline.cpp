@@ -209,6 +209,14 @@ void Pipeline::setState(const HardwareState &state) {
   dropFrame();
 }
 
+void Pipeline::setScene(SceneKind kind, double lux, double kelvin) {
+  if (scene_.scene == kind && scene_.lux == lux && scene_.illuminantKelvin == kelvin) return;
+  scene_.scene = kind;
+  scene_.lux = lux;
+  scene_.illuminantKelvin = kelvin;
+  dropFrame();
+}
+
 void Pipeline::dropFrame() {
   for (Kept &kept : kept_) kept = {};
   output_.reset();
@@ -321,6 +329,9 @@ void Pipeline::render(Tap target) {
       *raw = *injected_->mosaic;
     } else {
       SensorSettings settings = sensorSettingsOf(s);
+      settings.scene = scene_.scene;
+      settings.lux = scene_.lux;
+      settings.illuminantKelvin = scene_.illuminantKelvin;
       if (deliversInjected()) settings.picture = injected_->picture;
       captureSensor(settings, frameNumber_, *raw);
     }

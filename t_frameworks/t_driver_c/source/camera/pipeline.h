@@ -158,6 +158,9 @@ class Pipeline {
   // differs from the state they were rendered with.
   void setState(const HardwareState &state);
   const HardwareState &state() const { return *state_; }
+  // What the sensor looks at (scene, lux relative to the nominal lighting, colour temperature);
+  // cached taps are dropped when it changes.
+  void setScene(SceneKind kind, double lux, double kelvin);
 
   // The frame delivered instead of the chart while on: live, every frame; otherwise the
   // frame current when it was handed over or switched on, then the chart again from the next
@@ -199,6 +202,7 @@ class Pipeline {
   FrameContext context() const;
 
   std::unique_ptr<HardwareState> state_;
+  SensorSettings scene_;  // only scene, lux and illuminantKelvin are used
   uint64_t frameNumber_ = 0;
   std::array<Kept, kTapCount> kept_;
   std::shared_ptr<const OutputImage> output_;
