@@ -9,6 +9,7 @@ import { Api, ApiError, dataUriToBlob, fileToDataUri, takeTokenFromLocation } fr
 import { ActivityPanel } from './activity.js';
 import { createEditor, el } from './editors.js';
 import { StatisticsPoller, createLiveView } from './live.js';
+import { PreviewPane } from './preview.js';
 import {
   editorKind,
   filesKeys,
@@ -18,6 +19,7 @@ import {
   kCategoryTitles,
   kMeasuredCategories,
   layoutCategory,
+  normalizeSchema,
   searchSchema,
   shapeText,
   statisticsKey,
@@ -29,6 +31,7 @@ const $ = (selector) => document.querySelector(selector);
 
 const state = {
   schema: null,
+  help: {}, // category -> what the block does
   streaming: null,
   view: null, // {category, rows: Map(key -> row), dispose()}
 };
@@ -82,6 +85,8 @@ function readKeys(category, keys) {
 }
 
 async function writeKey(category, key, value) {
+  // The picture as it was before a change of the camera's settings stays for comparison.
+  if (preview && category !== 'IPT') preview.beforeWrite();
   const [answer] = await api.request([{ category, key, value: { current: value } }]);
   return messagesOf(answer);
 }
@@ -90,7 +95,7 @@ async function writeKey(category, key, value) {
 
 function renderCategoryList() {
   const list = $('#categories');
-  const results = searchSchema(state.schema, $('#search').value);
+  const results = searchSchema(state.schema, $('#search').value, state.help);
   const sections = new Map(kCategorySections.map((section) => [section, []]));
   for (const result of results) sections.get(categorySection(result.category)).push(result);
   list.replaceChildren();
@@ -142,7 +147,15 @@ function keyBadges(key) {
     key.pushesHardware ? el('i', { class: 'push', title: 'a write is pushed to the hardware' }, '⇢') : null);
 }
 
-// One row per key: name and type, the editor, and the shell's messages.
+// What a key does, one line under its name; a click shows all of it.
+function keyHelp(key) {
+  if (typeof key.help !== 'string' || !key.help) return null;
+  const help = el('p', { class: 'key-help', title: key.help }, key.help);
+  help.addEventListener('click', () => help.classList.toggle('open'));
+  return help;
+}
+
+// One row per key: name and type, the editor, the key's help and the shell's messages.
 function createKeyRow(category, key, view) {
   const kind = editorKind(key);
   const row = { key, kind, element: null, editor: null, messages: el('div', { class: 'messages' }) };
@@ -160,6 +173,7 @@ function createKeyRow(category, key, view) {
       el('small', {}, shapeText(key)),
       key.rowsFrom ? el('small', { class: 'note' }, `rows: ${key.rowsFrom}`) : null),
     el('div', { class: 'key-editor' }, row.editor.element),
+    keyHelp(key),
     row.messages);
   row.element.addEventListener('valuecheck', (event) => {
     row.messages.querySelector('.local')?.remove();
@@ -274,7 +288,8 @@ function openCategory(category, focusKey = null) {
   };
 
   const tools = categoryTools(category);
-  $('#view').replaceChildren(el('section', { class: 'category-view' }, head, banner, tools, body));
+  const help = state.help[category] ? el('p', { class: 'category-help' }, state.help[category]) : null;
+  $('#view').replaceChildren(el('section', { class: 'category-view' }, head, help, banner, tools, body));
   markCurrent();
   view.reload().then(() => {
     if (!focusKey) return;
@@ -400,6 +415,7 @@ function showStreaming(on) {
   button.querySelector('b').textContent = on === null ? '?' : on ? 'on' : 'off';
   if (state.view && state.view.idlers) for (const idle of state.view.idlers) idle();
   poller.schedule(0);
+  if (preview) preview.streamingChanged();
 }
 
 async function refreshStreaming() {
@@ -427,15 +443,30 @@ async function setStreaming(on) {
   }
 }
 
+// The whole settings document (ST/setting) as a data URI, or null (said in a notification).
+async function readSettings() {
+  const [answer] = await readKeys('ST', ['setting']);
+  const current = answer && answer.value ? answer.value.current : null;
+  const uri = Array.isArray(current) ? current[0] : current;
+  if (typeof uri !== 'string' || !uri.startsWith('data:')) {
+    notify(`The settings could not be read: ${messagesOf(answer).join('; ') || 'no document in the answer'}`, 'error');
+    return null;
+  }
+  return uri;
+}
+
+// Writes a settings document to the camera and shows the open view's keys again.
+async function restoreSettings(uri, what) {
+  const messages = await writeKey('ST', 'setting', [uri]);
+  if (messages.length) notify(`Settings from ${what}: ${messages.join('; ')}`, 'error');
+  else notify(`Settings uploaded from ${what}: accepted`, 'ok');
+  if (state.view && state.view.category) await state.view.reload();
+}
+
 async function downloadSettings() {
   try {
-    const [answer] = await readKeys('ST', ['setting']);
-    const current = answer && answer.value ? answer.value.current : null;
-    const uri = Array.isArray(current) ? current[0] : current;
-    if (typeof uri !== 'string' || !uri.startsWith('data:')) {
-      notify(`The settings could not be read: ${messagesOf(answer).join('; ') || 'no document in the answer'}`, 'error');
-      return;
-    }
+    const uri = await readSettings();
+    if (!uri) return;
     const blob = dataUriToBlob(uri);
     const link = el('a', { href: URL.createObjectURL(blob), download: 'settings.json' });
     document.body.append(link);
@@ -450,11 +481,7 @@ async function downloadSettings() {
 
 async function uploadSettings(file) {
   try {
-    const uri = await fileToDataUri(file, 'text/json');
-    const messages = await writeKey('ST', 'setting', [uri]);
-    if (messages.length) notify(`Settings upload of ${file.name}: ${messages.join('; ')}`, 'error');
-    else notify(`Settings uploaded from ${file.name}: accepted`, 'ok');
-    if (state.view && state.view.category) await state.view.reload();
+    await restoreSettings(await fileToDataUri(file, 'text/json'), file.name);
   } catch (error) {
     reportError(error, 'Settings upload');
   }
@@ -523,11 +550,12 @@ const poller = new StatisticsPoller(api, {
 });
 
 let activity = null;
+let preview = null;
 let headerWired = false;
 
 async function start() {
   try {
-    state.schema = await api.schema();
+    ({ schema: state.schema, help: state.help } = normalizeSchema(await api.schema()));
   } catch (error) {
     $('#view').replaceChildren(el('p', { class: 'placeholder error' }, `The key schema could not be loaded: ${error.message}`));
     reportError(error, 'Schema');
@@ -545,6 +573,21 @@ async function start() {
   renderCategoryList();
   await refreshStreaming();
   route();
+  if (!preview) {
+    preview = new PreviewPane(api, $('#preview'), {
+      notify,
+      reportError,
+      isStreaming: () => state.streaming === true,
+      startStreaming: () => setStreaming(true),
+      readSettings,
+      restoreSettings: (uri, what) => restoreSettings(uri, what).catch((error) => reportError(error, 'Restore')),
+      writeKey: async (category, key, value) => {
+        const messages = problems(await writeKey(category, key, value));
+        if (category === 'IPT' && state.view && state.view.category === 'IPT') await state.view.reload();
+        return messages;
+      },
+    });
+  }
   if (!activity) {
     activity = new ActivityPanel(api, {
       list: $('#activity'),
