@@ -455,11 +455,47 @@ async function readSettings() {
   return uri;
 }
 
-// Writes a settings document to the camera and shows the open view's keys again.
-async function restoreSettings(uri, what) {
+// Writes a settings document to the camera and shows the open view's keys again. source
+// names where the document came from (a file name, a snapshot).
+async function restoreSettings(uri, source, verb = 'uploaded') {
   const messages = await writeKey('ST', 'setting', [uri]);
-  if (messages.length) notify(`Settings from ${what}: ${messages.join('; ')}`, 'error');
-  else notify(`Settings uploaded from ${what}: accepted`, 'ok');
+  if (messages.length) notify(`Settings from ${source}: ${messages.join('; ')}`, 'error');
+  else notify(`Settings ${verb} from ${source}: accepted`, 'ok');
+  if (state.view && state.view.category) await state.view.reload();
+  return messages.length === 0;
+}
+
+function documentOf(uri) {
+  return JSON.parse(new TextDecoder().decode(Uint8Array.from(atob(uri.slice(uri.indexOf(',') + 1)), (c) => c.charCodeAt(0))));
+}
+
+// A settings document only replaces the database; the hardware takes a block's settings when
+// its keys are written. So the blocks whose section differs from the database they replaced
+// are written again, key by key where the document holds the key's value under its name.
+async function pushBlocks(previous, next) {
+  const commands = [];
+  const blocks = [];
+  for (const [category, keys] of Object.entries(state.schema)) {
+    const section = next[category];
+    if (categorySection(category) === kCategorySections[3] || !section || typeof section !== 'object') continue;
+    if (JSON.stringify(section) === JSON.stringify(previous[category])) continue;
+    const writes = keys.filter((key) => key.pushesHardware && isBatchReadable({ ...key, category }) && Object.hasOwn(section, key.key));
+    if (writes.length === 0) continue;
+    blocks.push(category);
+    for (const key of writes) commands.push({ category, key: key.key, value: { current: section[key.key] } });
+  }
+  if (commands.length === 0) return;
+  const answers = await api.request(commands);
+  const bad = answers.flatMap((answer) => problems(messagesOf(answer)).map((text) => `${answer.category}/${answer.key}: ${text}`));
+  if (bad.length) notify(`Pushing the restored blocks: ${bad.slice(0, 4).join('; ')}`, 'error');
+  else notify(`Restored blocks pushed to the hardware: ${blocks.join(', ')}`, 'ok');
+}
+
+// Restores a snapshot's settings document and pushes the blocks it changes.
+async function restoreSnapshot(uri, source) {
+  const previous = await readSettings();
+  if (!previous || !(await restoreSettings(uri, source, 'restored'))) return;
+  if (state.streaming) await pushBlocks(documentOf(previous), documentOf(uri));
   if (state.view && state.view.category) await state.view.reload();
 }
 
@@ -580,7 +616,7 @@ async function start() {
       isStreaming: () => state.streaming === true,
       startStreaming: () => setStreaming(true),
       readSettings,
-      restoreSettings: (uri, what) => restoreSettings(uri, what).catch((error) => reportError(error, 'Restore')),
+      restoreSettings: (uri, source) => restoreSnapshot(uri, source).catch((error) => reportError(error, 'Restore')),
       writeKey: async (category, key, value) => {
         const messages = problems(await writeKey(category, key, value));
         if (category === 'IPT' && state.view && state.view.category === 'IPT') await state.view.reload();
