@@ -196,6 +196,36 @@ export function frameRect(a, b, width, height) {
   return { x: x0, y: y0, w: x1 - x0, h: y1 - y0 };
 }
 
+function toBase64(bytes) {
+  let binary = '';
+  for (let i = 0; i < bytes.length; i += 0x8000) binary += String.fromCharCode.apply(null, bytes.subarray(i, i + 0x8000));
+  return btoa(binary);
+}
+
+function fromBase64(text) {
+  return Uint8Array.from(atob(text), (c) => c.charCodeAt(0));
+}
+
+async function pipeBytes(bytes, stream) {
+  return new Uint8Array(await new Response(new Blob([bytes]).stream().pipeThrough(stream)).arrayBuffer());
+}
+
+// A data URI packed for the browser's storage: its bytes gzipped (a settings document of
+// 700 KB packs into about 30 KB), as "gzip:<type>,<base64>".
+export async function packDataUri(uri) {
+  const comma = uri.indexOf(',');
+  const type = uri.slice(5, comma).replace(/;base64$/, '');
+  const packed = await pipeBytes(fromBase64(uri.slice(comma + 1)), new CompressionStream('gzip'));
+  return `gzip:${type},${toBase64(packed)}`;
+}
+
+export async function unpackDataUri(packed) {
+  if (!packed.startsWith('gzip:')) return packed;
+  const comma = packed.indexOf(',');
+  const bytes = await pipeBytes(fromBase64(packed.slice(comma + 1)), new DecompressionStream('gzip'));
+  return `data:${packed.slice(5, comma)};base64,${toBase64(bytes)}`;
+}
+
 // Named snapshots (settings document and picture) kept in the browser's storage, newest first.
 const kSnapshotKey = 'tshell.snapshots';
 

@@ -18,6 +18,8 @@ import {
   frameRect,
   kStages,
   multipartBoundary,
+  packDataUri,
+  unpackDataUri,
   requestWidth,
 } from './frames.js';
 
@@ -701,7 +703,7 @@ export class PreviewPane {
       const picture = this.snapshotPicture();
       const settings = await this.hooks.readSettings();
       if (!settings) return;
-      this.snapshots.save({ name, time: new Date().toISOString(), stage: this.stage, frame: this.live.info.frame, settings, picture });
+      this.snapshots.save({ name, time: new Date().toISOString(), stage: this.stage, frame: this.live.info.frame, settings: await packDataUri(settings), picture });
       this.references.delete(name);
       this.snapshotName.value = '';
       this.renderSnapshots();
@@ -715,7 +717,7 @@ export class PreviewPane {
   async restoreSnapshot(name) {
     const snapshot = this.snapshots.get(name);
     if (!snapshot) return;
-    await this.hooks.restoreSettings(snapshot.settings, `snapshot "${name}"`);
+    await this.hooks.restoreSettings(await unpackDataUri(snapshot.settings), `snapshot "${name}"`);
   }
 
   renderSnapshots() {

@@ -8,7 +8,7 @@ import { test } from 'node:test';
 
 import { EventParser } from '../../apps/web/api.js';
 import { parseElement } from '../../apps/web/editors.js';
-import { MultipartParser, multipartBoundary, requestWidth } from '../../apps/web/frames.js';
+import { MultipartParser, multipartBoundary, packDataUri, requestWidth, unpackDataUri } from '../../apps/web/frames.js';
 import { isBatchReadable, layoutCategory, normalizeSchema, searchSchema } from '../../apps/web/schema.js';
 
 test('server-sent events survive any split of the stream into chunks', () => {
@@ -59,6 +59,14 @@ test('multipart frames survive any split of the stream, with and without Content
   // Frame widths come in steps; at 1:1 or closer the full frame (0: not scaled).
   const widths = [[1920, 300, 320], [1920, 321, 480], [1920, 1500, 0], [1920, 1920, 0], [1920, 4000, 0], [640, 500, 0], [0, 100, 0]];
   for (const [full, shown, wanted] of widths) assert.equal(requestWidth(full, shown), wanted, `${full} shown ${shown}`);
+});
+
+test('a settings document packed for the browser storage comes back byte for byte, smaller', async () => {
+  const text = JSON.stringify({ DG: { r: 1.75, gb: 1.5 }, GC_2: { curve: Array.from({ length: 1024 }, (_, i) => Math.round(Math.sqrt(i) * 128)) }, note: 'é ü ✓' });
+  const uri = `data:text/json;base64,${Buffer.from(text).toString('base64')}`;
+  const packed = await packDataUri(uri);
+  assert.ok(packed.startsWith('gzip:text/json,') && packed.length < uri.length / 2, `${packed.length} of ${uri.length}`);
+  assert.equal(await unpackDataUri(packed), uri);
 });
 
 test('typed values are checked against the element type and the maximum', () => {
