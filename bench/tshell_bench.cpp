@@ -165,7 +165,7 @@ std::string makeSweepRead(uint64_t *commands) {
   // Indexes rather than iterator comparisons, which clang finds ambiguous in C++20.
   for (rapidjson::SizeType i = 0; i < schema.MemberCount(); ++i) {
     const auto category = schema.MemberBegin() + i;
-    for (const auto &row : category->value.GetArray()) {
+    for (const auto &row : category->value["keys"].GetArray()) {
       const std::string name = category->name.GetString();
       const std::string key = row["key"].GetString();
       const Skip *skip = findSkip(name, key);

@@ -185,8 +185,10 @@ std::unordered_map<std::string, size_t> answerCostsOf(TJsonReader *reader) {
   } walk{&costs};
   TJsonValue_forEachMember(
       root,
-      [](void *context, const char *category, TJsonValue *keys) -> uint32_t {
+      [](void *context, const char *category, TJsonValue *about) -> uint32_t {
         auto *walk = static_cast<Walk *>(context);
+        TJsonValue *keys = nullptr;
+        TJsonValue_member(about, "keys", &keys);
         uint64_t count = 0;
         TJsonValue_size(keys, &count);
         for (uint64_t i = 0; i < count; ++i) {

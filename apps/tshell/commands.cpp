@@ -80,60 +80,6 @@ const char kUsage[] =
     "  tshell --connect http://192.168.1.20:8080 set DG gb=1.5 gr=1.5\n";
 
 // What each category tunes, as the tuning client names it.
-const std::map<std::string, std::string> kDescriptions = {
-    {"2DNR_6", "Spatial noise reduction"},
-    {"3AI_2", "3A interface"},
-    {"3DNR_4", "Temporal noise reduction"},
-    {"A2DNR_6", "Spatial noise reduction per gain"},
-    {"A3DNR_4", "Temporal noise reduction per gain"},
-    {"ABLS", "Black levels per gain"},
-    {"ACNR_2_2", "Chroma noise reduction per gain"},
-    {"ACP_1_2", "Colour processing per gain"},
-    {"ADMSC_3", "Demosaic per gain"},
-    {"ADPCC", "Defect pixels per gain"},
-    {"AE_4", "Auto exposure"},
-    {"AEE_3", "Edge enhancement per gain"},
-    {"AES_2", "Exposure statistics"},
-    {"AF_4", "Auto focus"},
-    {"AFM_3", "Focus measurement"},
-    {"AGC_2", "Gamma curves per gain"},
-    {"ALSC_3", "Lens shading per gain"},
-    {"AWB_4", "Auto white balance"},
-    {"AWDR_5_2_1", "Tone mapping per gain"},
-    {"BLS", "Black level subtraction"},
-    {"CCM", "Colour correction matrix"},
-    {"CNR_2_2", "Chroma noise reduction"},
-    {"CP_1_2", "Colour processing"},
-    {"CPD_1_1", "Compand"},
-    {"DG", "Digital gain"},
-    {"DMSC_3", "Demosaic"},
-    {"DPCC", "Defect pixel correction"},
-    {"DVC", "Device"},
-    {"EC_2", "Exposure control"},
-    {"EE_3", "Edge enhancement"},
-    {"FC", "Focus motor"},
-    {"GC_2", "Gamma correction"},
-    {"GE", "Green equilibration"},
-    {"HDR_3_2DOL", "Two-exposure HDR merge"},
-    {"HTG", "Histogram"},
-    {"HTG_2", "Histogram v2"},
-    {"IPT", "Image input and streaming"},
-    {"ISP", "ISP switch"},
-    {"LSC_3", "Lens shading correction"},
-    {"MISC", "Miscellaneous"},
-    {"OPT", "Output paths"},
-    {"RGBIR", "RGB-IR separation"},
-    {"RGBIR_1_1", "RGB-IR separation v1.1"},
-    {"RGT", "Raw register access"},
-    {"RPT", "Report levels"},
-    {"SS", "Sensor"},
-    {"ST", "Settings database"},
-    {"TL", "Tiling"},
-    {"TM", "Frame transmission"},
-    {"WB_1_1", "White balance"},
-    {"WDR_5_2_1", "Wide dynamic range"},
-};
-
 struct CommandOptions {
   BackendOptions backend;
   bool json = false;
@@ -233,9 +179,18 @@ class Schema {
       *error = "the schema is not JSON: " + *error;
       return false;
     }
-    categories_ = jsonMembers(document_.root());
+    // Each category: {"title", "help", "keys": [...]}.
+    for (const auto &[name, about] : jsonMembers(document_.root())) {
+      categories_.emplace_back(name, jsonMember(about, "keys"));
+      abouts_.emplace(name, About{jsonString(jsonMember(about, "title")),
+                                  jsonString(jsonMember(about, "help"))});
+    }
     return true;
   }
+
+  // A short title for lists and a paragraph on what the block does ("" when absent).
+  const std::string &title(const std::string &category) const { return about(category).title; }
+  const std::string &help(const std::string &category) const { return about(category).help; }
 
   const std::string &text() const { return text_; }
   const std::vector<std::pair<std::string, TJsonValue *>> &categories() const {
@@ -265,15 +220,20 @@ class Schema {
   }
 
  private:
+  struct About {
+    std::string title, help;
+  };
+  const About &about(const std::string &category) const {
+    static const About kNone;
+    const auto found = abouts_.find(category);
+    return found != abouts_.end() ? found->second : kNone;
+  }
+
   std::string text_;
   JsonDocument document_;
   std::vector<std::pair<std::string, TJsonValue *>> categories_;
+  std::map<std::string, About> abouts_;
 };
-
-std::string description(const std::string &category) {
-  const auto found = kDescriptions.find(category);
-  return found != kDescriptions.end() ? found->second : "";
-}
 
 // ---- Describing keys -----------------------------------------------------------------------
 
@@ -348,6 +308,35 @@ void printKeys(TJsonValue *keys, const std::string &indent) {
   std::vector<std::vector<std::string>> rows{{"KEY", "TYPE", "SHAPE", "RANGE", "HARDWARE"}};
   for (TJsonValue *entry : jsonItems(keys)) rows.push_back(describeKey(entry));
   for (const std::string &line : alignColumns(rows, indent)) printf("%s\n", line.c_str());
+}
+
+// text folded into lines of at most kWidth columns, each starting with indent.
+void printWrapped(const std::string &text, const std::string &indent) {
+  constexpr size_t kWidth = 96;
+  std::string line = indent;
+  size_t start = 0;
+  while (start < text.size()) {
+    size_t end = text.find(' ', start);
+    if (end == std::string::npos) end = text.size();
+    const std::string word = text.substr(start, end - start);
+    if (line.size() > indent.size() && line.size() + 1 + word.size() > kWidth) {
+      printf("%s\n", line.c_str());
+      line = indent;
+    }
+    line += (line.size() > indent.size() ? " " : "") + word;
+    start = end + 1;
+  }
+  if (line.size() > indent.size()) printf("%s\n", line.c_str());
+}
+
+// Every key's help text under its name.
+void printKeyHelp(TJsonValue *keys) {
+  for (TJsonValue *entry : jsonItems(keys)) {
+    const std::string help = jsonString(jsonMember(entry, "help"));
+    if (help.empty()) continue;
+    printf("\n%s\n", jsonString(jsonMember(entry, "key")).c_str());
+    printWrapped(help, "  ");
+  }
 }
 
 bool isLocalOff(const CommandOptions &options) {
@@ -427,7 +416,13 @@ int listCommand(const CommandOptions &options, const Schema &schema) {
     if (options.json) {
       printf("%s\n", jsonText(keys).c_str());
     } else {
+      const std::string &help = schema.help(options.words[1]);
+      if (!help.empty()) {
+        printWrapped(help, "");
+        printf("\n");
+      }
       printKeys(keys, "");
+      printKeyHelp(keys);
     }
     return EXIT_SUCCESS;
   }
@@ -436,7 +431,7 @@ int listCommand(const CommandOptions &options, const Schema &schema) {
     bool first = true;
     for (const auto &[category, keys] : schema.categories()) {
       text += std::string(first ? "" : ",") + "{\"category\":" + quoted(category) +
-              ",\"description\":" + quoted(description(category)) +
+              ",\"description\":" + quoted(schema.title(category)) +
               ",\"keys\":" + std::to_string(jsonItems(keys).size()) + "}";
       first = false;
     }
@@ -445,7 +440,7 @@ int listCommand(const CommandOptions &options, const Schema &schema) {
   }
   std::vector<std::vector<std::string>> rows{{"CATEGORY", "KEYS", "DESCRIPTION"}};
   for (const auto &[category, keys] : schema.categories()) {
-    rows.push_back({category, std::to_string(jsonItems(keys).size()), description(category)});
+    rows.push_back({category, std::to_string(jsonItems(keys).size()), schema.title(category)});
   }
   for (const std::string &line : alignColumns(rows)) printf("%s\n", line.c_str());
   return EXIT_SUCCESS;
@@ -464,7 +459,7 @@ int schemaCommand(const CommandOptions &options, const Schema &schema) {
   for (const auto &[category, keys] : schema.categories()) {
     if (!first) printf("\n");
     first = false;
-    const std::string about = description(category);
+    const std::string &about = schema.title(category);
     printf("%s%s%s\n", category.c_str(), about.empty() ? "" : ": ", about.c_str());
     printKeys(keys, "  ");
   }

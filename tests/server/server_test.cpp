@@ -114,9 +114,11 @@ TEST_F(ServerTest, SchemaListsEveryKeyTheShellServes) {
   ASSERT_EQ(
       TJsonValue_forEachMember(
           schema.root(),
-          [](void *context, const char *category, TJsonValue *keys) -> uint32_t {
+          [](void *context, const char *category, TJsonValue *about) -> uint32_t {
             auto *walk = static_cast<Walk *>(context);
             ++walk->categories;
+            TJsonValue *keys = nullptr;
+            TJsonValue_member(about, "keys", &keys);
             uint64_t count = 0;
             TJsonValue_size(keys, &count);
             for (uint64_t i = 0; i < count; ++i) {

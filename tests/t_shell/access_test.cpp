@@ -393,11 +393,11 @@ using Record = Measured;
 using tshell::Access;
 constexpr tshell::KeyRow kKeys[] = {
     {"curve", Access::Curve, SHELL_FIELD(curve), countReadBack, countPush},
-    tshell::statisticsKey("statistics", fillMeasurement, countReadBack),
-    SHELL_FILES("import", fileCount, files, "text/txt", nullptr, countPush),
+    tshell::statisticsKey("statistics", fillMeasurement, countReadBack, nullptr),
+    SHELL_FILES("import", fileCount, files, "text/txt", nullptr, countPush, nullptr),
 };
 static_assert(tshell::servesEveryField(kKeys));
-constexpr tshell::KeyTable kTable = {"TEST", kKeys, std::size(kKeys)};
+constexpr tshell::KeyTable kTable = {"TEST", kKeys, std::size(kKeys), {}};
 }  // namespace measured
 
 TEST_F(AccessorTest, TheEngineServesCurvesStatisticsAndFiles) {
@@ -455,7 +455,7 @@ TEST(KeyLookup, EveryKeyFindsItsFirstRowAndOnlyByItsExactText) {
       {"a", tshell::Access::Flag, kField, nullptr, nullptr},
       {"", tshell::Access::Integer, kField, nullptr, nullptr},
   };
-  const tshell::KeyTable table = {"TEST", rows, std::size(rows)};
+  const tshell::KeyTable table = {"TEST", rows, std::size(rows), {}};
   EXPECT_EQ(tshell::findKey(table, "a"), &rows[0]);
   EXPECT_EQ(tshell::findKey(table, "b"), &rows[1]);
   EXPECT_EQ(tshell::findKey(table, ""), &rows[3]);
@@ -496,7 +496,7 @@ constexpr tshell::KeyRow kKeys[] = {
     tshell::scaled(1e6, {"microseconds", Access::Float, SHELL_FIELD(seconds), nullptr, nullptr}),
 };
 static_assert(tshell::servesEveryField(kKeys));
-constexpr tshell::KeyTable kTable = {"TEST", kKeys, std::size(kKeys)};
+constexpr tshell::KeyTable kTable = {"TEST", kKeys, std::size(kKeys), {}};
 }  // namespace selecting
 
 TEST_F(AccessorTest, TheEngineFollowsSelectionsOnlyInsideTheRecord) {

@@ -34,7 +34,7 @@ const tshell::KeyTable &tableOf(const std::string &category) {
       return *kShellCategories[i].keys;
   }
   ADD_FAILURE() << category << " is not served";
-  static const tshell::KeyTable kNone{"", nullptr, 0};
+  static const tshell::KeyTable kNone{"", nullptr, 0, {}};
   return kNone;
 }
 

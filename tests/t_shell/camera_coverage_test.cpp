@@ -41,8 +41,11 @@ struct KeyInfo {
 // The keys of category in the shell's schema.
 std::vector<KeyInfo> schemaKeys(TJsonValue *schema, const char *category) {
   std::vector<KeyInfo> keys;
+  TJsonValue *about = nullptr;
   TJsonValue *list = nullptr;
-  if (TJsonValue_member(schema, category, &list) != TCOMMON_SUCCESS) return keys;
+  if (TJsonValue_member(schema, category, &about) != TCOMMON_SUCCESS ||
+      TJsonValue_member(about, "keys", &list) != TCOMMON_SUCCESS)
+    return keys;
   uint64_t count = 0;
   TJsonValue_size(list, &count);
   for (uint64_t i = 0; i < count; ++i) {

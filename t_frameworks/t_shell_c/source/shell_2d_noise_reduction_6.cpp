@@ -54,6 +54,8 @@ constexpr KeyRow kKeys[] = {
     {"vstFactor", Access::Float, SHELL_FIELD(vstFactor), before, after},
 };
 
+constexpr tshell::About kAbout = {"Spatial noise reduction", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShell2DNoiseReduction_6_process, "2DNR_6", kKeys);
+SHELL_CATEGORY(TShell2DNoiseReduction_6_process, "2DNR_6", kKeys, kAbout);

@@ -22,6 +22,8 @@ constexpr KeyRow kKeys[] = {
     {"sensorGain", Access::Float, SHELL_FIELD(sensorGain), nullptr, after},
 };
 
+constexpr tshell::About kAbout = {"3A interface", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShell3AInterface_2_process, "3AI_2", kKeys);
+SHELL_CATEGORY(TShell3AInterface_2_process, "3AI_2", kKeys, kAbout);

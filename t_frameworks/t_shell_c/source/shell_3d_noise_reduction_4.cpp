@@ -45,6 +45,8 @@ constexpr KeyRow kKeys[] = {
     {"vstFactor", Access::Double, SHELL_FIELD(vstFactor), before, after},
 };
 
+constexpr tshell::About kAbout = {"Temporal noise reduction", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShell3DNoiseReduction_4_process, "3DNR_4", kKeys);
+SHELL_CATEGORY(TShell3DNoiseReduction_4_process, "3DNR_4", kKeys, kAbout);

@@ -49,6 +49,8 @@ constexpr KeyRow kKeys[] = {
     inRow(":vstFactor", Access::Float, SHELL_FIELD_OF(Row, vstFactor)),
 };
 
+constexpr tshell::About kAbout = {"Spatial noise reduction per gain", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellAuto2DNoiseReduction_6_process, "A2DNR_6", kKeys);
+SHELL_CATEGORY(TShellAuto2DNoiseReduction_6_process, "A2DNR_6", kKeys, kAbout);

@@ -44,6 +44,8 @@ constexpr KeyRow kKeys[] = {
     inRow(":tnrMotionSlopeY", Access::Integer, SHELL_FIELD_OF(Row, tnrMotionSlopeY)),
 };
 
+constexpr tshell::About kAbout = {"Temporal noise reduction per gain", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellAuto3DNoiseReduction_4_process, "A3DNR_4", kKeys);
+SHELL_CATEGORY(TShellAuto3DNoiseReduction_4_process, "A3DNR_4", kKeys, kAbout);

@@ -21,6 +21,8 @@ constexpr KeyRow kKeys[] = {
     tshell::inEntry(kRow, {":gains", Access::Float, SHELL_FIELD_OF(Row, gains), nullptr, after}),
 };
 
+constexpr tshell::About kAbout = {"Black levels per gain", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellAutoBlackLevelSubtraction_process, "ABLS", kKeys);
+SHELL_CATEGORY(TShellAutoBlackLevelSubtraction_process, "ABLS", kKeys, kAbout);

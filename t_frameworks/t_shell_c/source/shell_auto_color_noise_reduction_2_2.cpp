@@ -32,6 +32,8 @@ constexpr KeyRow kKeys[] = {
         kRow, {":textureMask", Access::Integer, SHELL_FIELD_OF(Row, textureMask), nullptr, after}),
 };
 
+constexpr tshell::About kAbout = {"Chroma noise reduction per gain", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellAutoColorNoiseReduction_2_2_process, "ACNR_2_2", kKeys);
+SHELL_CATEGORY(TShellAutoColorNoiseReduction_2_2_process, "ACNR_2_2", kKeys, kAbout);

@@ -27,6 +27,8 @@ constexpr KeyRow kKeys[] = {
         kRow, {":saturation", Access::Float, SHELL_FIELD_OF(Row, saturation), nullptr, after}),
 };
 
+constexpr tshell::About kAbout = {"Colour processing per gain", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellAutoColorProcess_1_2_process, "ACP_1_2", kKeys);
+SHELL_CATEGORY(TShellAutoColorProcess_1_2_process, "ACP_1_2", kKeys, kAbout);

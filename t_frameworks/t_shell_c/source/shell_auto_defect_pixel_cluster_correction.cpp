@@ -34,6 +34,8 @@ constexpr KeyRow kKeys[] = {
     inRow(":setUse", Access::Integer, SHELL_FIELD_OF(Row, setUse)),
 };
 
+constexpr tshell::About kAbout = {"Defect pixels per gain", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellAutoDefectPixelClusterCorrection_process, "ADPCC", kKeys);
+SHELL_CATEGORY(TShellAutoDefectPixelClusterCorrection_process, "ADPCC", kKeys, kAbout);

@@ -74,6 +74,8 @@ constexpr KeyRow kKeys[] = {
     inCurve(kCurve2, "sharpenCurve2:layerR3", SHELL_FIELD_OF(Curve, layerR3)),
 };
 
+constexpr tshell::About kAbout = {"Demosaic per gain", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellAutoDeMosaic_3_process, "ADMSC_3", kKeys);
+SHELL_CATEGORY(TShellAutoDeMosaic_3_process, "ADMSC_3", kKeys, kAbout);

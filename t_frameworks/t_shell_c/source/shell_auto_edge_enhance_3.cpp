@@ -60,6 +60,8 @@ constexpr KeyRow kKeys[] = {
     inRow(":skinThreshold", Access::Integer, SHELL_FIELD_OF(Row, skinThreshold)),
 };
 
+constexpr tshell::About kAbout = {"Edge enhancement per gain", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellAutoEdgeEnhance_3_process, "AEE_3", kKeys);
+SHELL_CATEGORY(TShellAutoEdgeEnhance_3_process, "AEE_3", kKeys, kAbout);

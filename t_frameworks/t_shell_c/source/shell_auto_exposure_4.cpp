@@ -69,6 +69,8 @@ constexpr KeyRow kKeys[] = {
     {"wdrContrastMin", Access::Float, SHELL_FIELD(wdrContrastMin), nullptr, after},
 };
 
+constexpr tshell::About kAbout = {"Auto exposure", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellAutoExposure_4_process, "AE_4", kKeys);
+SHELL_CATEGORY(TShellAutoExposure_4_process, "AE_4", kKeys, kAbout);

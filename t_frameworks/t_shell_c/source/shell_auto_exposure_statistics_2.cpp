@@ -34,9 +34,11 @@ constexpr KeyRow kKeys[] = {
     {"weight.greenBlue", Access::Integer, SHELL_FIELD(weight.greenBlue), nullptr, after},
     {"weight.greenRed", Access::Integer, SHELL_FIELD(weight.greenRed), nullptr, after},
     {"weight.red", Access::Integer, SHELL_FIELD(weight.red), nullptr, after},
-    tshell::statisticsKey("statistics", statistics, before),
+    tshell::statisticsKey("statistics", statistics, before, nullptr),
 };
+
+constexpr tshell::About kAbout = {"Exposure statistics", nullptr};
 
 }  // namespace
 
-SHELL_CATEGORY(TShellAutoExposureStatistics_2_process, "AES_2", kKeys);
+SHELL_CATEGORY(TShellAutoExposureStatistics_2_process, "AES_2", kKeys, kAbout);

@@ -38,6 +38,8 @@ constexpr KeyRow kKeys[] = {
     {"weightWindow", Access::Float, SHELL_FIELD(weightWindow), nullptr, after},
 };
 
+constexpr tshell::About kAbout = {"Auto focus", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellAutoFocus_4_process, "AF_4", kKeys);
+SHELL_CATEGORY(TShellAutoFocus_4_process, "AF_4", kKeys, kAbout);

@@ -48,9 +48,11 @@ constexpr KeyRow kKeys[] = {
     {"ldg.iirHighPassY", Access::Float, SHELL_FIELD(ldg.iirHighPass.y), nullptr, after},
     {"ldg.iirLowPassX", Access::Integer, SHELL_FIELD(ldg.iirLowPass.x), nullptr, after},
     {"ldg.iirLowPassY", Access::Float, SHELL_FIELD(ldg.iirLowPass.y), nullptr, after},
-    tshell::statisticsKey("statistics", statistics, before),
+    tshell::statisticsKey("statistics", statistics, before, nullptr),
 };
+
+constexpr tshell::About kAbout = {"Focus measurement", nullptr};
 
 }  // namespace
 
-SHELL_CATEGORY(TShellAutoFocusMeasurement_3_process, "AFM_3", kKeys);
+SHELL_CATEGORY(TShellAutoFocusMeasurement_3_process, "AFM_3", kKeys, kAbout);

@@ -21,6 +21,8 @@ constexpr KeyRow kKeys[] = {
     tshell::inEntry(kRow, {":gains", Access::Float, SHELL_FIELD_OF(Row, gains), nullptr, after}),
 };
 
+constexpr tshell::About kAbout = {"Gamma curves per gain", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellAutoGammaCorrection_2_process, "AGC_2", kKeys);
+SHELL_CATEGORY(TShellAutoGammaCorrection_2_process, "AGC_2", kKeys, kAbout);

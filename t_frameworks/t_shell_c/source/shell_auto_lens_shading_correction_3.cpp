@@ -20,6 +20,8 @@ constexpr KeyRow kKeys[] = {
     {":gains", Access::Float, SHELL_FIELD(gains), nullptr, after},
 };
 
+constexpr tshell::About kAbout = {"Lens shading per gain", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellAutoLensShadingCorrection_3_process, "ALSC_3", kKeys);
+SHELL_CATEGORY(TShellAutoLensShadingCorrection_3_process, "ALSC_3", kKeys, kAbout);

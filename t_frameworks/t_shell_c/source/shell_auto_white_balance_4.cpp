@@ -96,6 +96,8 @@ constexpr KeyRow kKeys[] = {
     {"useCcMatrix", Access::Bool, SHELL_FIELD(useCcMatrix), nullptr, after},
 };
 
+constexpr tshell::About kAbout = {"Auto white balance", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellAutoWhiteBalance_4_process, "AWB_4", kKeys);
+SHELL_CATEGORY(TShellAutoWhiteBalance_4_process, "AWB_4", kKeys, kAbout);

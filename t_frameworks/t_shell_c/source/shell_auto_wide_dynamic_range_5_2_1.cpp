@@ -53,6 +53,8 @@ constexpr KeyRow kKeys[] = {
     inRow(":wdrLumaThr", Access::Integer, SHELL_FIELD_OF(Row, wdrLumaThr)),
 };
 
+constexpr tshell::About kAbout = {"Tone mapping per gain", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellAutoWideDynamicRange_5_2_1_process, "AWDR_5_2_1", kKeys);
+SHELL_CATEGORY(TShellAutoWideDynamicRange_5_2_1_process, "AWDR_5_2_1", kKeys, kAbout);

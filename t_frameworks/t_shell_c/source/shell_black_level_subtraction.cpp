@@ -22,6 +22,8 @@ constexpr KeyRow kKeys[] = {
     {"isOverrideCalibration", Access::Bool, SHELL_FIELD(isOverrideCalibration), before, after},
 };
 
+constexpr tshell::About kAbout = {"Black level subtraction", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellBlackLevelSubtraction_process, "BLS", kKeys);
+SHELL_CATEGORY(TShellBlackLevelSubtraction_process, "BLS", kKeys, kAbout);

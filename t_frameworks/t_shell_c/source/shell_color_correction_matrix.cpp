@@ -29,11 +29,13 @@ uint32_t import(TShell *shell, void *record) {
 
 constexpr KeyRow kKeys[] = {
     {"state", Access::Integer, SHELL_FIELD(state), nullptr, after},
-    SHELL_FILES("import", fileCount, files, "text/txt", nullptr, import),
+    SHELL_FILES("import", fileCount, files, "text/txt", nullptr, import, nullptr),
     {"ccMatrix", Access::Float, SHELL_FIELD(ccMatrix), before, after},
     {"ccOffset", Access::Float, SHELL_FIELD(ccOffset), before, after},
 };
 
+constexpr tshell::About kAbout = {"Colour correction matrix", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellColorCorrectionMatrix_process, "CCM", kKeys);
+SHELL_CATEGORY(TShellColorCorrectionMatrix_process, "CCM", kKeys, kAbout);

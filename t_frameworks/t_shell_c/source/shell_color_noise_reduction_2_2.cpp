@@ -23,6 +23,8 @@ constexpr KeyRow kKeys[] = {
     {"textureMaskSelect", Access::Integer, SHELL_FIELD(textureMaskSelect), before, after},
 };
 
+constexpr tshell::About kAbout = {"Chroma noise reduction", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellColorNoiseReduction_2_2_process, "CNR_2_2", kKeys);
+SHELL_CATEGORY(TShellColorNoiseReduction_2_2_process, "CNR_2_2", kKeys, kAbout);

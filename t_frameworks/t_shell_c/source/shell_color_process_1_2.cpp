@@ -25,6 +25,8 @@ constexpr KeyRow kKeys[] = {
     {"yuvRange", Access::Integer, SHELL_FIELD(yuvRange), before, after},
 };
 
+constexpr tshell::About kAbout = {"Colour processing", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellColorProcess_1_2_process, "CP_1_2", kKeys);
+SHELL_CATEGORY(TShellColorProcess_1_2_process, "CP_1_2", kKeys, kAbout);

@@ -21,6 +21,8 @@ constexpr KeyRow kKeys[] = {
     {"expandUseOutYCurve", Access::Bool, SHELL_FIELD(expandUseOutYCurve), nullptr, after},
 };
 
+constexpr tshell::About kAbout = {"Compand", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellCompand_1_1_process, "CPD_1_1", kKeys);
+SHELL_CATEGORY(TShellCompand_1_1_process, "CPD_1_1", kKeys, kAbout);

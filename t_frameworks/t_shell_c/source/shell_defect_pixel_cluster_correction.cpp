@@ -38,6 +38,8 @@ constexpr KeyRow kKeys[] = {
     {"setUse", Access::Integer, SHELL_FIELD(setUse), before, after},
 };
 
+constexpr tshell::About kAbout = {"Defect pixel correction", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellDefectPixelClusterCorrection_process, "DPCC", kKeys);
+SHELL_CATEGORY(TShellDefectPixelClusterCorrection_process, "DPCC", kKeys, kAbout);

@@ -116,6 +116,8 @@ constexpr KeyRow kKeys[] = {
     {"threshold", Access::Integer, SHELL_FIELD(threshold), before, after},
 };
 
+constexpr tshell::About kAbout = {"Demosaic", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellDeMosaic_3_process, "DMSC_3", kKeys);
+SHELL_CATEGORY(TShellDeMosaic_3_process, "DMSC_3", kKeys, kAbout);

@@ -14,6 +14,8 @@ constexpr KeyRow kKeys[] = {
     {"workMode", Access::Integer, SHELL_FIELD(workMode), nullptr, nullptr},
 };
 
+constexpr tshell::About kAbout = {"Device", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellDevice_process, "DVC", kKeys);
+SHELL_CATEGORY(TShellDevice_process, "DVC", kKeys, kAbout);

@@ -24,6 +24,8 @@ constexpr KeyRow kKeys[] = {
     {"r", Access::Float, SHELL_FIELD(r), before, after},
 };
 
+constexpr tshell::About kAbout = {"Digital gain", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellDigitalGain_process, "DG", kKeys);
+SHELL_CATEGORY(TShellDigitalGain_process, "DG", kKeys, kAbout);

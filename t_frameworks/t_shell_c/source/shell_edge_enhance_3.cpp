@@ -70,6 +70,8 @@ constexpr KeyRow kKeys[] = {
     {"yUpThreshold", Access::Integer, SHELL_FIELD(yUpThreshold), before, after},
 };
 
+constexpr tshell::About kAbout = {"Edge enhancement", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellEdgeEnhance_3_process, "EE_3", kKeys);
+SHELL_CATEGORY(TShellEdgeEnhance_3_process, "EE_3", kKeys, kAbout);

@@ -23,6 +23,8 @@ constexpr KeyRow kKeys[] = {
     {"integrationTime", Access::Float, SHELL_FIELD(integrationTime), before, after},
 };
 
+constexpr tshell::About kAbout = {"Exposure control", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellExposureControl_2_process, "EC_2", kKeys);
+SHELL_CATEGORY(TShellExposureControl_2_process, "EC_2", kKeys, kAbout);

@@ -22,6 +22,8 @@ constexpr KeyRow kKeys[] = {
     {"position", Access::Integer, SHELL_FIELD(position), before, after},
 };
 
+constexpr tshell::About kAbout = {"Focus motor", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellFocusControl_process, "FC", kKeys);
+SHELL_CATEGORY(TShellFocusControl_process, "FC", kKeys, kAbout);

@@ -25,6 +25,8 @@ constexpr KeyRow kKeys[] = {
     {"standardVal", Access::Float, SHELL_FIELD(standardVal), before, after},
 };
 
+constexpr tshell::About kAbout = {"Gamma correction", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellGammaCorrection_2_process, "GC_2", kKeys);
+SHELL_CATEGORY(TShellGammaCorrection_2_process, "GC_2", kKeys, kAbout);

@@ -17,6 +17,8 @@ constexpr KeyRow kKeys[] = {
     {"threshold", Access::Float, SHELL_FIELD(threshold), nullptr, after},
 };
 
+constexpr tshell::About kAbout = {"Green equilibration", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellGreenEquilibration_process, "GE", kKeys);
+SHELL_CATEGORY(TShellGreenEquilibration_process, "GE", kKeys, kAbout);

@@ -41,6 +41,8 @@ constexpr KeyRow kKeys[] = {
     {"transRange", Access::Float, SHELL_FIELD(transRange), nullptr, after},
 };
 
+constexpr tshell::About kAbout = {"Two-exposure HDR merge", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellHighDynamicRange_3_2Dol_process, "HDR_3_2DOL", kKeys);
+SHELL_CATEGORY(TShellHighDynamicRange_3_2Dol_process, "HDR_3_2DOL", kKeys, kAbout);

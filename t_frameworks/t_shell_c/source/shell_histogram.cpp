@@ -37,9 +37,11 @@ constexpr KeyRow kKeys[] = {
     {"rectangle.width", Access::Integer, SHELL_FIELD(rectangle.width), nullptr, after},
     {"sampleRange.offset", Access::Integer, SHELL_FIELD(sampleRange.offset), nullptr, after},
     {"sampleRange.shift", Access::Integer, SHELL_FIELD(sampleRange.shift), nullptr, after},
-    tshell::statisticsKey("statistics", statistics, before),
+    tshell::statisticsKey("statistics", statistics, before, nullptr),
 };
+
+constexpr tshell::About kAbout = {"Histogram", nullptr};
 
 }  // namespace
 
-SHELL_CATEGORY(TShellHistogram_process, "HTG", kKeys);
+SHELL_CATEGORY(TShellHistogram_process, "HTG", kKeys, kAbout);

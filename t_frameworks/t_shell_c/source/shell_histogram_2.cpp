@@ -31,9 +31,11 @@ constexpr KeyRow kKeys[] = {
     {"rectangle.offset.x", Access::Integer, SHELL_FIELD(rectangle.offset.x), nullptr, after},
     {"rectangle.offset.y", Access::Integer, SHELL_FIELD(rectangle.offset.y), nullptr, after},
     {"rectangle.width", Access::Integer, SHELL_FIELD(rectangle.width), nullptr, after},
-    tshell::statisticsKey("statistics", statistics, before),
+    tshell::statisticsKey("statistics", statistics, before, nullptr),
 };
+
+constexpr tshell::About kAbout = {"Histogram v2", nullptr};
 
 }  // namespace
 
-SHELL_CATEGORY(TShellHistogram_2_process, "HTG_2", kKeys);
+SHELL_CATEGORY(TShellHistogram_2_process, "HTG_2", kKeys, kAbout);

@@ -74,6 +74,8 @@ constexpr KeyRow kKeys[] = {
     {"type", Access::Integer, SHELL_FIELD(type), nullptr, nullptr},
 };
 
+constexpr tshell::About kAbout = {"Image input and streaming", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellInput_process, "IPT", kKeys);
+SHELL_CATEGORY(TShellInput_process, "IPT", kKeys, kAbout);

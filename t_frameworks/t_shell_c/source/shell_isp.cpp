@@ -22,6 +22,8 @@ constexpr KeyRow kKeys[] = {
     {"hwId", Access::Integer, SHELL_FIELD(hwId), before, nullptr},
 };
 
+constexpr tshell::About kAbout = {"ISP switch", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellIsp_process, "ISP", kKeys);
+SHELL_CATEGORY(TShellIsp_process, "ISP", kKeys, kAbout);

@@ -389,6 +389,8 @@ uint32_t listKey(TJsonValue *keys, const KeyTable &table, const KeyRow &row) {
   }
   if (row.scale != 1)
     set("scale", [&](TJsonValue *m) { return TJsonValue_assignAsFloat(m, row.scale); });
+  if (row.help != nullptr)
+    set("help", [&](TJsonValue *m) { return TJsonValue_assignAsString(m, row.help); });
   if (code == TCOMMON_SUCCESS) return TJsonValue_addValueToArray(keys, entry);
   TJsonValue_delete(entry);
   return code;
@@ -424,8 +426,20 @@ uint32_t listSchema(TJsonValue *schema) {
   for (uint32_t i = 0; code == TCOMMON_SUCCESS && i < kShellCategoryCount; ++i) {
     const KeyTable *table = kShellCategories[i].keys;
     if (table == nullptr) continue;
+    // {"title": ..., "help": ..., "keys": [...]}
+    TJsonValue *category = nullptr;
+    TJsonValue *member = nullptr;
+    code = TJsonValue_member(schema, table->category, &category);
+    if (code == TCOMMON_SUCCESS) code = TJsonValue_create(TJSON_TYPE_OBJECT, &category);
+    for (const auto &[name, text] :
+         {std::pair{"title", table->about.title}, std::pair{"help", table->about.help}}) {
+      if (code == TCOMMON_SUCCESS && text != nullptr)
+        code = TJsonValue_member(category, name, &member);
+      if (code == TCOMMON_SUCCESS && text != nullptr)
+        code = TJsonValue_assignAsString(member, text);
+    }
     TJsonValue *keys = nullptr;
-    code = TJsonValue_member(schema, table->category, &keys);
+    if (code == TCOMMON_SUCCESS) code = TJsonValue_member(category, "keys", &keys);
     if (code == TCOMMON_SUCCESS) code = TJsonValue_create(TJSON_TYPE_ARRAY, &keys);
     for (size_t k = 0; code == TCOMMON_SUCCESS && k < table->count; ++k) {
       code = listKey(keys, *table, table->rows[k]);

@@ -13,12 +13,14 @@
 //   }
 //
 //   constexpr KeyRow kKeys[] = {
-//       {"state", Access::Integer, SHELL_FIELD(state), nullptr, after},
-//       {"gb", Access::Float, SHELL_FIELD(gb), before, after},
+//       {"state", Access::Integer, SHELL_FIELD(state), nullptr, after,
+//        "Switches the block on (1) or off (0)."},
+//       {"gb", Access::Float, SHELL_FIELD(gb), before, after, "Gain of the blue channel, x."},
 //   };
+//   constexpr tshell::About kAbout = {"Digital gain", "Multiplies each channel ..."};
 //   }  // namespace
 //
-//   SHELL_CATEGORY(TShellDigitalGain_process, "DG", kKeys);
+//   SHELL_CATEGORY(TShellDigitalGain_process, "DG", kKeys, kAbout);
 //
 // The access kind and the field's element type and shape (taken from its declaration) say
 // how the field moves; the same tables give the schema that tuning clients are shown.
@@ -91,6 +93,9 @@ struct KeyRow {
   FieldRef field;
   TShellHook before;  // read-back before a read; nullptr: the key never reads the hardware
   TShellHook after;   // push after a write; nullptr: the key never pushes by itself
+  // What the key means for a tuning engineer: meaning, unit, range and what it does in the
+  // simulated camera (or that the camera leaves it inert). Shown by clients beside the key.
+  const char *help = nullptr;
   // Statistics: the block's serialiser. Files: the MIME type of the data URIs and where
   // the record keeps its TCommonBuffer array pointer.
   TShellStatisticsFill fill = nullptr;
@@ -110,15 +115,16 @@ struct KeyRow {
 
 // The "statistics" key of a measuring block: a read runs before and fills "current" with
 // the block's measurement; a write changes nothing.
-constexpr KeyRow statisticsKey(const char *key, TShellStatisticsFill fill, TShellHook before) {
-  return KeyRow{key, Access::Statistics, FieldRef{}, before, nullptr, fill};
+constexpr KeyRow statisticsKey(const char *key, TShellStatisticsFill fill, TShellHook before,
+                               const char *help) {
+  return KeyRow{key, Access::Statistics, FieldRef{}, before, nullptr, help, fill};
 }
 
 // Files uploaded as data URIs of type mime into the record's count and buffer array.
-#define SHELL_FILES(key, countMember, buffersMember, mime, before, after)                 \
-  ::tshell::KeyRow {                                                                      \
-    key, ::tshell::Access::Files, SHELL_FIELD(countMember), before, after, nullptr, mime, \
-        offsetof(Record, buffersMember)                                                   \
+#define SHELL_FILES(key, countMember, buffersMember, mime, before, after, help)                 \
+  ::tshell::KeyRow {                                                                            \
+    key, ::tshell::Access::Files, SHELL_FIELD(countMember), before, after, help, nullptr, mime, \
+        offsetof(Record, buffersMember)                                                         \
   }
 
 // The key addresses its field in the entry that selection currently selects.
@@ -154,10 +160,18 @@ constexpr KeyRow scaled(double scale, KeyRow row) {
   return row;
 }
 
+// What a category is, for clients: a short title for lists and a paragraph on what the
+// block does (in the simulated camera too).
+struct About {
+  const char *title;
+  const char *help;
+};
+
 struct KeyTable {
   const char *category;
   const KeyRow *rows;
   size_t count;
+  About about;
 };
 
 template <typename T>
@@ -290,11 +304,11 @@ uint32_t listSchema(TJsonValue *schema);
 
 // Defines a category's exported handler over its key table, and the table for the
 // registry (tshell::<Handler>Keys).
-#define SHELL_CATEGORY(Handler, category, rows)                                               \
+#define SHELL_CATEGORY(Handler, category, rows, about)                                        \
   static_assert(::tshell::servesEveryField(rows), "a key's access does not fit its field");   \
   namespace tshell {                                                                          \
   extern const KeyTable Handler##Keys;                                                        \
-  const KeyTable Handler##Keys = {category, rows, std::size(rows)};                           \
+  const KeyTable Handler##Keys = {category, rows, std::size(rows), about};                    \
   }                                                                                           \
   extern "C" TSHELL_API uint32_t Handler(TShell *shell, const char *key, TJsonValue *value) { \
     return ::tshell::serveKey(shell, ::tshell::Handler##Keys, key, value, SHELL_SITE);        \

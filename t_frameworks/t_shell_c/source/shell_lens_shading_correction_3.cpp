@@ -30,12 +30,14 @@ uint32_t import(TShell *shell, void *record) {
 constexpr KeyRow kKeys[] = {
     {"isStatistics", Access::Bool, SHELL_FIELD(isStatistics), nullptr, nullptr},
     {"state", Access::Integer, SHELL_FIELD(state), nullptr, after},
-    SHELL_FILES("import", fileCount, files, "text/txt", nullptr, import),
+    SHELL_FILES("import", fileCount, files, "text/txt", nullptr, import, nullptr),
     {"matrix", Access::Integer, SHELL_FIELD(matrix), before, after},
     {"xSize", Access::Integer, SHELL_FIELD(xSize), before, after},
     {"ySize", Access::Integer, SHELL_FIELD(ySize), before, after},
 };
 
+constexpr tshell::About kAbout = {"Lens shading correction", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellLensShadingCorrection_3_process, "LSC_3", kKeys);
+SHELL_CATEGORY(TShellLensShadingCorrection_3_process, "LSC_3", kKeys, kAbout);

@@ -11,6 +11,8 @@ constexpr KeyRow kKeys[] = {
     {"nrReloc", Access::Bool, SHELL_FIELD(nrReloc), nullptr, nullptr},
 };
 
+constexpr tshell::About kAbout = {"Miscellaneous", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellMisc_process, "MISC", kKeys);
+SHELL_CATEGORY(TShellMisc_process, "MISC", kKeys, kAbout);

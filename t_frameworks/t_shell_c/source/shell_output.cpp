@@ -35,6 +35,8 @@ constexpr KeyRow kKeys[] = {
     {"snapshotNumber", Access::Integer, SHELL_FIELD(snapshotNumber), nullptr, after},
 };
 
+constexpr tshell::About kAbout = {"Output paths", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellOutput_process, "OPT", kKeys);
+SHELL_CATEGORY(TShellOutput_process, "OPT", kKeys, kAbout);

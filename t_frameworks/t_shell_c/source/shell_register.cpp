@@ -34,6 +34,8 @@ constexpr KeyRow kKeys[] = {
     {"value", Access::String, SHELL_FIELD(value), before, after},
 };
 
+constexpr tshell::About kAbout = {"Raw register access", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellRegister_process, "RGT", kKeys);
+SHELL_CATEGORY(TShellRegister_process, "RGT", kKeys, kAbout);

@@ -13,6 +13,8 @@ constexpr KeyRow kKeys[] = {
     {"transmit", Access::Integer, SHELL_FIELD(transmit), nullptr, nullptr},
 };
 
+constexpr tshell::About kAbout = {"Report levels", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellReport_process, "RPT", kKeys);
+SHELL_CATEGORY(TShellReport_process, "RPT", kKeys, kAbout);

@@ -25,6 +25,8 @@ constexpr KeyRow kKeys[] = {
     {"rcccEnable", Access::Bool, SHELL_FIELD(rcccEnable), nullptr, after},
 };
 
+constexpr tshell::About kAbout = {"RGB-IR separation", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellRgbInfraredRadiation_process, "RGBIR", kKeys);
+SHELL_CATEGORY(TShellRgbInfraredRadiation_process, "RGBIR", kKeys, kAbout);

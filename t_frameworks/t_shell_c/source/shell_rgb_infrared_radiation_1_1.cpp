@@ -26,6 +26,8 @@ constexpr KeyRow kKeys[] = {
     {"rcccEnable", Access::Bool, SHELL_FIELD(rcccEnable), nullptr, after},
 };
 
+constexpr tshell::About kAbout = {"RGB-IR separation v1.1", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellRgbInfraredRadiation_1_1_process, "RGBIR_1_1", kKeys);
+SHELL_CATEGORY(TShellRgbInfraredRadiation_1_1_process, "RGBIR_1_1", kKeys, kAbout);

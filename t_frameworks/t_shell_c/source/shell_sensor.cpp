@@ -48,6 +48,8 @@ constexpr KeyRow kKeys[] = {
     {"testPattern.type", Access::Integer, SHELL_FIELD(testPattern.type), nullptr, after},
 };
 
+constexpr tshell::About kAbout = {"Sensor", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellSensor_process, "SS", kKeys);
+SHELL_CATEGORY(TShellSensor_process, "SS", kKeys, kAbout);

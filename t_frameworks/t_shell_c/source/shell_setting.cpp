@@ -108,11 +108,13 @@ uint32_t afterReset(TShell *shell, void *record) {
 }
 
 constexpr KeyRow kKeys[] = {
-    SHELL_FILES("setting", fileCount, files, "text/json", before, after),
+    SHELL_FILES("setting", fileCount, files, "text/json", before, after, nullptr),
     {"isReset", Access::Bool, SHELL_FIELD(isReset), nullptr, afterReset},
     {"protocol", Access::Integer, SHELL_FIELD(protocol), nullptr, nullptr},
 };
 
+constexpr tshell::About kAbout = {"Settings database", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellSetting_process, "ST", kKeys);
+SHELL_CATEGORY(TShellSetting_process, "ST", kKeys, kAbout);

@@ -14,6 +14,8 @@ constexpr KeyRow kKeys[] = {
     {"operation", Access::Integer, SHELL_FIELD(operation), nullptr, nullptr},
 };
 
+constexpr tshell::About kAbout = {"Tiling", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellTile_process, "TL", kKeys);
+SHELL_CATEGORY(TShellTile_process, "TL", kKeys, kAbout);

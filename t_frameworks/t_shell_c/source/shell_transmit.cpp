@@ -12,6 +12,8 @@ constexpr KeyRow kKeys[] = {
     {"isStreamable", Access::Bool, SHELL_FIELD(isStreamable), nullptr, nullptr},
 };
 
+constexpr tshell::About kAbout = {"Frame transmission", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellTransmit_process, "TM", kKeys);
+SHELL_CATEGORY(TShellTransmit_process, "TM", kKeys, kAbout);

@@ -20,6 +20,8 @@ constexpr KeyRow kKeys[] = {
     {"gain", Access::Float, SHELL_FIELD(gain), before, after},
 };
 
+constexpr tshell::About kAbout = {"White balance", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellWhiteBalance_1_1_process, "WB_1_1", kKeys);
+SHELL_CATEGORY(TShellWhiteBalance_1_1_process, "WB_1_1", kKeys, kAbout);

@@ -78,6 +78,8 @@ constexpr KeyRow kKeys[] = {
     {"wdrRgbCoef", Access::Integer, SHELL_FIELD(wdrRgbCoef), before, after},
 };
 
+constexpr tshell::About kAbout = {"Wide dynamic range", nullptr};
+
 }  // namespace
 
-SHELL_CATEGORY(TShellWideDynamicRange_5_2_1_process, "WDR_5_2_1", kKeys);
+SHELL_CATEGORY(TShellWideDynamicRange_5_2_1_process, "WDR_5_2_1", kKeys, kAbout);
