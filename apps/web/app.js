@@ -19,7 +19,6 @@ import {
   kCategoryTitles,
   kMeasuredCategories,
   layoutCategory,
-  normalizeSchema,
   searchSchema,
   shapeText,
   statisticsKey,
@@ -31,7 +30,7 @@ const $ = (selector) => document.querySelector(selector);
 
 const state = {
   schema: null,
-  help: {}, // category -> what the block does
+  about: {}, // category -> {title, help} from the server
   streaming: null,
   view: null, // {category, rows: Map(key -> row), dispose()}
 };
@@ -93,9 +92,14 @@ async function writeKey(category, key, value) {
 
 // ---- Category list -------------------------------------------------------------------------
 
+function titleOf(category) {
+  return state.about[category]?.title || kCategoryTitles[category] || '';
+}
+
 function renderCategoryList() {
   const list = $('#categories');
-  const results = searchSchema(state.schema, $('#search').value, state.help);
+  const about = Object.fromEntries(Object.keys(state.schema).map((category) => [category, `${titleOf(category)} ${state.about[category]?.help || ''}`]));
+  const results = searchSchema(state.schema, $('#search').value, about);
   const sections = new Map(kCategorySections.map((section) => [section, []]));
   for (const result of results) sections.get(categorySection(result.category)).push(result);
   list.replaceChildren();
@@ -105,7 +109,7 @@ function renderCategoryList() {
     members.sort((a, b) => a.category.localeCompare(b.category, 'en', { numeric: true }));
     for (const { category, keys } of members) {
       const link = el('a', { href: `#/${encodeURIComponent(category)}`, dataset: { category } },
-        el('b', {}, category), el('small', {}, kCategoryTitles[category] || ''));
+        el('b', {}, category), el('small', {}, titleOf(category)));
       const chips = keys.slice(0, 8).map((key) =>
         el('a', { class: 'chip', href: `#/${encodeURIComponent(category)}/${encodeURIComponent(key)}` }, key));
       if (keys.length > 8) chips.push(el('span', { class: 'chip more' }, `+${keys.length - 8}`));
@@ -240,7 +244,7 @@ function openCategory(category, focusKey = null) {
   const readable = keys.filter(isBatchReadable).length;
   const hardware = keys.filter((key) => key.readsHardware).length;
   const head = el('header', { class: 'view-head' },
-    el('h2', {}, category, el('small', {}, kCategoryTitles[category] || '')),
+    el('h2', {}, category, el('small', {}, titleOf(category))),
     el('span', { class: 'meta' }, `${keys.length} keys · ${hardware} read back from hardware`),
     status, reloadButton);
 
@@ -288,7 +292,8 @@ function openCategory(category, focusKey = null) {
   };
 
   const tools = categoryTools(category);
-  const help = state.help[category] ? el('p', { class: 'category-help' }, state.help[category]) : null;
+  const helpText = state.about[category]?.help;
+  const help = helpText ? el('p', { class: 'category-help' }, helpText) : null;
   $('#view').replaceChildren(el('section', { class: 'category-view' }, head, help, banner, tools, body));
   markCurrent();
   view.reload().then(() => {
@@ -361,7 +366,7 @@ function createGroup(view, item) {
 }
 
 function liveCard(view, category) {
-  const card = createLiveView(category, kCategoryTitles[category] || '');
+  const card = createLiveView(category, titleOf(category));
   subscribeLive(view, category, card);
   return card.element;
 }
@@ -393,7 +398,7 @@ function openLive() {
   const cards = kMeasuredCategories.filter((category) => state.schema[category] && statisticsKey(state.schema, category));
   const grid = el('div', { class: 'live-grid' });
   for (const category of cards) {
-    const card = createLiveView(category, kCategoryTitles[category] || '');
+    const card = createLiveView(category, titleOf(category));
     card.element.querySelector('h3').append(el('a', { class: 'small-link', href: `#/${category}` }, 'settings →'));
     subscribeLive(view, category, card);
     grid.append(card.element);
@@ -591,7 +596,8 @@ let headerWired = false;
 
 async function start() {
   try {
-    ({ schema: state.schema, help: state.help } = normalizeSchema(await api.schema()));
+    state.schema = await api.schema();
+    state.about = api.about || {};
   } catch (error) {
     $('#view').replaceChildren(el('p', { class: 'placeholder error' }, `The key schema could not be loaded: ${error.message}`));
     reportError(error, 'Schema');

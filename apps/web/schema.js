@@ -171,27 +171,10 @@ export function layoutCategory(category, keys) {
   return items;
 }
 
-// The server's schema as {schema: {category: [key, ...]}, help: {category: text}}. The server
-// answers either {category: [key, ...]} or {category: {help, keys: [key, ...]}}; each key may
-// carry its own help text.
-export function normalizeSchema(answer) {
-  const schema = {};
-  const help = {};
-  for (const [category, entry] of Object.entries(answer || {})) {
-    if (Array.isArray(entry)) {
-      schema[category] = entry;
-    } else if (entry && Array.isArray(entry.keys)) {
-      schema[category] = entry.keys;
-      if (typeof entry.help === 'string' && entry.help) help[category] = entry.help;
-    }
-  }
-  return { schema, help };
-}
-
-// Search over category names, titles and help, and key names and help. Returns
-// [{category, keys}] where keys lists the matching key names (empty when the category itself
-// matched).
-export function searchSchema(schema, text, help = {}) {
+// Search over category names, titles and help texts (about: category -> text), and key names
+// and help. Returns [{category, keys}] where keys lists the matching key names (empty when the
+// category itself matched).
+export function searchSchema(schema, text, about = {}) {
   const needle = text.trim().toLowerCase();
   const results = [];
   for (const category of Object.keys(schema)) {
@@ -201,7 +184,7 @@ export function searchSchema(schema, text, help = {}) {
     }
     const title = (kCategoryTitles[category] || '').toLowerCase();
     const nameMatch = category.toLowerCase().includes(needle) || title.includes(needle) ||
-      (help[category] || '').toLowerCase().includes(needle);
+      (about[category] || '').toLowerCase().includes(needle);
     const keys = schema[category]
       .filter((key) => key.key.toLowerCase().includes(needle) || (typeof key.help === 'string' && key.help.toLowerCase().includes(needle)))
       .map((key) => key.key);

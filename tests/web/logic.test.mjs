@@ -1,6 +1,6 @@
 // The tuning client's browser-free parts under node: the event-stream and multipart parsers,
-// the range checks of typed values, the grouping of keys under their index key and the
-// schema's two shapes.
+// the range checks of typed values, the grouping of keys under their index key, the search and
+// the packing of snapshots.
 //   node tests/web/logic.test.mjs
 
 import assert from 'node:assert/strict';
@@ -9,7 +9,7 @@ import { test } from 'node:test';
 import { EventParser } from '../../apps/web/api.js';
 import { parseElement } from '../../apps/web/editors.js';
 import { MultipartParser, multipartBoundary, packDataUri, requestWidth, unpackDataUri } from '../../apps/web/frames.js';
-import { isBatchReadable, layoutCategory, normalizeSchema, searchSchema } from '../../apps/web/schema.js';
+import { isBatchReadable, layoutCategory, searchSchema } from '../../apps/web/schema.js';
 
 test('server-sent events survive any split of the stream into chunks', () => {
   const stream = ': connected\r\n\r\nevent: request\r\ndata: {"seq":1}\r\n\r\n' +
@@ -112,16 +112,9 @@ test('keys selected by an index are grouped where the index stands', () => {
   assert.deepEqual(searchSchema(schema, 'CCMAT'), [{ category: 'CCM', keys: ['ccMatrix'] }, { category: 'RGBIR', keys: ['ccMatrix'] }]);
   assert.deepEqual(searchSchema(schema, 'digital'), [{ category: 'DG', keys: [] }]);
 
-  // The schema with help: categories carry {help, keys}, keys their own help; both shapes read
-  // the same, and search finds help texts.
-  const helped = normalizeSchema({
-    DG: { help: 'Multiplies every colour channel', keys: [key('r', { help: 'Gain of the red sites' })] },
-    CCM: [key('ccMatrix')],
-  });
-  assert.deepEqual(Object.keys(helped.schema), ['DG', 'CCM']);
-  assert.equal(helped.schema.DG[0].key, 'r');
-  assert.deepEqual(helped.help, { DG: 'Multiplies every colour channel' });
-  assert.deepEqual(searchSchema(helped.schema, 'red sites', helped.help), [{ category: 'DG', keys: ['r'] }]);
-  assert.deepEqual(searchSchema(helped.schema, 'every colour', helped.help), [{ category: 'DG', keys: [] }]);
-  assert.deepEqual(normalizeSchema(schema).schema, schema);
+  // Help texts are searched too: a key's own, and the category's.
+  const helped = { DG: [key('r', { help: 'Gain of the red sites' }), key('gb')], CCM: [key('ccMatrix')] };
+  const about = { DG: 'Multiplies every colour channel' };
+  assert.deepEqual(searchSchema(helped, 'red sites', about), [{ category: 'DG', keys: ['r'] }]);
+  assert.deepEqual(searchSchema(helped, 'every colour', about), [{ category: 'DG', keys: [] }]);
 });
