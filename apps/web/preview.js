@@ -26,6 +26,7 @@ import {
 const kStageKey = 'tshell.preview.stage';
 const kSnapshotWidth = 480;
 const kPollGap = 40;
+const kStallMilliseconds = 6000;
 
 function delay(ms, signal) {
   return new Promise((resolve) => {
@@ -81,6 +82,8 @@ class FrameSource {
     this.decoding = false;
     this.pending = null;
     this.retry = 500;
+    this.reading = false;
+    this.lastData = 0;
   }
 
   configure(stage, width) {
@@ -94,6 +97,11 @@ class FrameSource {
     if (this.running) return;
     this.running = true;
     this.loop();
+    // A connection that stays open but stops carrying frames (a proxy, a sleeping laptop's
+    // network) is dropped and opened again.
+    setInterval(() => {
+      if (this.reading && performance.now() - this.lastData > kStallMilliseconds) this.restart();
+    }, 1000);
   }
 
   // Drops the open connection; the loop opens one with the current stage and width at once.
@@ -177,10 +185,17 @@ class FrameSource {
     });
     const reader = response.body.getReader();
     signal.addEventListener('abort', () => reader.cancel().catch(() => {}), { once: true });
-    for (;;) {
-      const { value, done } = await reader.read();
-      if (done || signal.aborted) return undefined;
-      parser.push(value);
+    this.reading = true;
+    this.lastData = performance.now();
+    try {
+      for (;;) {
+        const { value, done } = await reader.read();
+        if (done || signal.aborted) return undefined;
+        this.lastData = performance.now();
+        parser.push(value);
+      }
+    } finally {
+      this.reading = false;
     }
   }
 
@@ -389,6 +404,7 @@ export class PreviewPane {
   showIdle(text, ...extra) {
     this.idle.replaceChildren(el('p', {}, text), ...extra);
     this.idle.hidden = false;
+    if (this.live && this.live.bitmap !== this.before?.bitmap) this.live.bitmap.close();
     this.live = null;
     this.draw();
   }
@@ -429,7 +445,7 @@ export class PreviewPane {
 
   referenceLabel() {
     if (this.referenceName === 'before') {
-      return this.before ? `before ${this.before.time.toLocaleTimeString()}` : 'no change yet';
+      return this.before ? `before ${this.before.time.toLocaleTimeString()} (${this.before.info.stage || this.stage})` : 'no change yet';
     }
     return this.referenceName;
   }

@@ -565,4 +565,8 @@ test('the driver activity reconnects when the server comes back', async () => {
   // The new server's requests show up in the panel again.
   await shell([{ category: 'DG', key: 'gr', value: { current: 1.25 } }]);
   await page.locator('#activity .commands li', { hasText: 'DG/gr' }).first().waitFor();
+  // The new server does not stream yet: the picture says so, and comes back once it does.
+  await page.locator('.preview-idle', { hasText: 'No picture' }).waitFor({ timeout: 20000 });
+  await shell([{ category: 'IPT', key: 'isStream', value: { current: true } }]);
+  await nextFrames(2);
 });
