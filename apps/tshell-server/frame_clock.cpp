@@ -14,7 +14,8 @@ constexpr double kDefaultRate = 30;  // frames per second, when the input gives 
 constexpr double kMinRate = 1;
 constexpr double kMaxRate = 240;
 
-// The frame period of the input as the hardware holds it.
+}  // namespace
+
 Clock::duration framePeriod(TDriver *driver) {
   TDatabaseInput input{};
   double rate = kDefaultRate;
@@ -23,8 +24,6 @@ Clock::duration framePeriod(TDriver *driver) {
     rate = std::clamp(double(input.framerate), kMinRate, kMaxRate);
   return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1 / rate));
 }
-
-}  // namespace
 
 FrameClock::FrameClock(TDriver *driver) : driver_(driver), thread_([this] { run(); }) {}
 

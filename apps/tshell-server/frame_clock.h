@@ -5,6 +5,7 @@
 #ifndef TSHELL_SERVER_FRAME_CLOCK_H
 #define TSHELL_SERVER_FRAME_CLOCK_H
 
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <thread>
@@ -12,6 +13,10 @@
 #include "t_driver.h"
 
 namespace tshell_server {
+
+// The frame period of the input as the hardware holds it ("IPT" framerate; 30 frames a
+// second when it gives none).
+std::chrono::steady_clock::duration framePeriod(TDriver *driver);
 
 class FrameClock {
  public:

@@ -94,7 +94,10 @@ struct HttpServer::Impl {
         acceptor(io),
         workers(limits.workers),
         retryTimer(io),
-        stopTimer(io) {}
+        stopTimer(io) {
+    largestBody = limits.maxBody;
+    for (const Route &route : this->routes) largestBody = std::max(largestBody, route.maxBody);
+  }
 
   void accept();
   void admit(tcp::socket socket);
@@ -104,6 +107,7 @@ struct HttpServer::Impl {
   ServerLimits limits;
   RequestPolicy policy;
   std::vector<Route> routes;
+  size_t largestBody = 0;  // the largest body any route takes
   // Touched on the network thread only. Declared before the I/O objects: sessions still
   // queued there when the loop ends leave these as they are destroyed.
   std::unordered_set<Session *> sessions;
@@ -172,7 +176,8 @@ class Session : public std::enable_shared_from_this<Session> {
   void readHead() {
     parser_.emplace();
     parser_->header_limit(static_cast<uint32_t>(server_.limits.headerBytes));
-    parser_->body_limit(server_.limits.maxBody);
+    // The largest any route takes; the route's own limit is applied once it is known.
+    parser_->body_limit(server_.largestBody);
     stream_.expires_after(server_.limits.headDeadline);
     http::async_read_header(
         stream_, buffer_, *parser_,
@@ -191,7 +196,7 @@ class Session : public std::enable_shared_from_this<Session> {
       return refuseAndClose(431, "the request head is too large");
     if (ec == http::error::body_limit) {
       return refuseAndClose(
-          413, "the request is larger than " + std::to_string(server_.limits.maxBody) + " bytes");
+          413, "the request is larger than " + std::to_string(server_.largestBody) + " bytes");
     }
     if (ec) {
       // Conflicting or malformed lengths among them: a server that guessed here would read
@@ -254,11 +259,17 @@ class Session : public std::enable_shared_from_this<Session> {
     if (Verdict verdict = server_.policy.acceptBody(head_, route_->rule); verdict.status != 0) {
       return refuse(verdict);
     }
+    bodyLimit_ = route_->maxBody != 0 ? route_->maxBody : server_.limits.maxBody;
+    if (parser_->content_length().value_or(0) > bodyLimit_) {
+      return refuseAndClose(413,
+                            "the request is larger than " + std::to_string(bodyLimit_) + " bytes");
+    }
+    parser_->body_limit(bodyLimit_);
     if (parser_->is_done()) return dispatch();
     // Many large bodies arriving at once would hold their memory together: reserve what this
     // one announces (the limit, when chunked) until it has been handled.
     const size_t announced = parser_->chunked()
-                                 ? server_.limits.maxBody
+                                 ? bodyLimit_
                                  : static_cast<size_t>(parser_->content_length().value_or(0));
     if (announced > server_.limits.smallBody &&
         server_.bodyBytes + announced > server_.limits.bodyBytesInFlight) {
@@ -291,8 +302,8 @@ class Session : public std::enable_shared_from_this<Session> {
 
   void onBody(beast::error_code ec) {
     if (ec == http::error::body_limit) {
-      return refuseAndClose(
-          413, "the request is larger than " + std::to_string(server_.limits.maxBody) + " bytes");
+      return refuseAndClose(413,
+                            "the request is larger than " + std::to_string(bodyLimit_) + " bytes");
     }
     if (ec == beast::error::timeout) return refuseAndClose(408, "the request body stalled");
     if (ec == http::error::end_of_stream || ec == net::error::eof) return close();
@@ -466,6 +477,7 @@ class Session : public std::enable_shared_from_this<Session> {
   bool keepAlive_ = false;
   bool inHandler_ = false;
   size_t bodyReserved_ = 0;
+  size_t bodyLimit_ = 0;
   bool closed_ = false;
   std::shared_ptr<StreamSource> source_;
   std::string streamOut_;

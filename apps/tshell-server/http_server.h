@@ -58,7 +58,7 @@ struct HttpResponse {
 using HttpHandler = std::function<void(const HttpRequest &, HttpResponse &)>;
 
 struct Route {
-  std::string method;  // "GET" or "POST"
+  std::string method;  // "GET", "POST" or "PUT"
   std::string path;    // exact path, or with prefix set every path that starts with it
   bool prefix = false;
   RouteRule rule;
@@ -66,6 +66,8 @@ struct Route {
   // on a worker, so that a request waiting for the shell never stops the network.
   bool quick = false;
   HttpHandler handler;
+  // Largest body the route takes; 0: the server's limit (ServerLimits::maxBody).
+  size_t maxBody = 0;
 };
 
 struct ServerLimits {

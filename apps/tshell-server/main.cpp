@@ -21,6 +21,7 @@
 
 #include "events.h"
 #include "frame_clock.h"
+#include "frame_routes.h"
 #include "http_server.h"
 #include "instance.h"
 #include "policy.h"
@@ -45,6 +46,10 @@ constexpr size_t kDefaultMaxCommands = 20000;
 // A larger --max-request raises it in step.
 constexpr size_t kMaxAnswerBytes = 16u << 20;
 constexpr size_t kMaxEventStreams = 16;
+// Frame streams each cost a JPEG encoding per frame on the feed's thread.
+constexpr size_t kMaxFrameStreams = 4;
+// A camera raw file of a large sensor is some tens of MiB.
+constexpr size_t kDefaultMaxUpload = 64u << 20;
 constexpr size_t kEventsKept = 256;
 constexpr size_t kEventBytesKept = 8u << 20;
 // Handler threads share malloc arenas: a large request's memory goes back to one pool
@@ -82,6 +87,8 @@ const char kUsage[] =
     "                       on standard error\n"
     "  --max-request BYTES  largest request body accepted (default 4194304, 4 MiB)\n"
     "  --max-commands N     most commands in one request (default 20000)\n"
+    "  --max-upload BYTES   largest picture or raw file PUT /api/frame takes (default\n"
+    "                       67108864, 64 MiB)\n"
     "  --verbose            print a line for every save of the database\n"
     "  -h, --help           show this help and exit\n"
     "\n"
@@ -101,6 +108,7 @@ struct Options {
   int32_t traceLevel = -1;
   size_t maxRequest = kDefaultMaxRequest;
   size_t maxCommands = kDefaultMaxCommands;
+  size_t maxUpload = kDefaultMaxUpload;
   std::vector<std::string> allowOrigins;
   std::vector<std::string> allowHosts;
 };
@@ -180,6 +188,7 @@ enum LongOption {
   kTrace,
   kMaxRequest,
   kMaxCommands,
+  kMaxUpload,
   kAllowOrigin,
   kAllowHost,
   kVerbose
@@ -202,6 +211,7 @@ int parseOptions(int argc, char **argv, Options *options) {
                                  {"trace", required_argument, nullptr, kTrace},
                                  {"max-request", required_argument, nullptr, kMaxRequest},
                                  {"max-commands", required_argument, nullptr, kMaxCommands},
+                                 {"max-upload", required_argument, nullptr, kMaxUpload},
                                  {"allow-origin", required_argument, nullptr, kAllowOrigin},
                                  {"allow-host", required_argument, nullptr, kAllowHost},
                                  {"verbose", no_argument, nullptr, kVerbose},
@@ -239,6 +249,12 @@ int parseOptions(int argc, char **argv, Options *options) {
           return bad("--max-request takes a positive number of bytes", optarg);
         }
         options->maxRequest = static_cast<size_t>(number);
+        break;
+      case kMaxUpload:
+        if (!parseNumber(optarg, SIZE_MAX, &number) || number == 0) {
+          return bad("--max-upload takes a positive number of bytes", optarg);
+        }
+        options->maxUpload = static_cast<size_t>(number);
         break;
       case kMaxCommands:
         if (!parseNumber(optarg, SIZE_MAX, &number) || number == 0) {
@@ -334,9 +350,21 @@ int main(int argc, char **argv) {
   policyOptions.listenHost = options.host;
   tshell_server::ServerLimits limits;
   limits.maxBody = options.maxRequest;
+  // Uploads may be as large as they are allowed, and a few at once.
+  limits.bodyBytesInFlight = std::max(limits.bodyBytesInFlight, 2 * options.maxUpload);
+  tshell_server::FrameFeed frameFeed(instance->driver(), kMaxFrameStreams);
+  std::vector<tshell_server::Route> routes = tshell_server::makeRoutes(instance.get(), &events);
+  tshell_server::FrameRouteOptions frameOptions;
+  frameOptions.maxUpload = options.maxUpload;
+  // Before the embedded client's catch-all.
+  std::vector<tshell_server::Route> frameRoutes;
+  tshell_server::addFrameRoutes(&frameRoutes, instance->driver(), &frameFeed, frameOptions);
+  routes.insert(routes.begin(), std::make_move_iterator(frameRoutes.begin()),
+                std::make_move_iterator(frameRoutes.end()));
   tshell_server::HttpServer server(limits, tshell_server::RequestPolicy(policyOptions),
-                                   tshell_server::makeRoutes(instance.get(), &events));
+                                   std::move(routes));
   events.setListener([&server] { server.wakeStreams(); });
+  frameFeed.setListener([&server] { server.wakeStreams(); });
 
   const bool ipv6 = options.host.find(':') != std::string::npos;
   const std::string host = ipv6 ? "[" + options.host + "]" : options.host;
@@ -376,6 +404,7 @@ int main(int argc, char **argv) {
   kill(getpid(), SIGTERM);
   signalThread.join();
   events.close();
+  frameFeed.stop();
 
   frameClock.stop();
   bool saved = instance->finish();

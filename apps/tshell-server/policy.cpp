@@ -191,7 +191,7 @@ Verdict RequestPolicy::admit(const RequestHead &head) const {
     if (!foreign) return refuse(405, "method not allowed");
     Verdict preflight = refuse(204, "");
     preflight.headers = answerHeaders(head);
-    preflight.headers.emplace_back("Access-Control-Allow-Methods", "GET, POST");
+    preflight.headers.emplace_back("Access-Control-Allow-Methods", "GET, POST, PUT");
     preflight.headers.emplace_back("Access-Control-Allow-Headers", "Authorization, Content-Type");
     preflight.headers.emplace_back("Access-Control-Max-Age", "600");
     return preflight;
@@ -205,6 +205,7 @@ Verdict RequestPolicy::admit(const RequestHead &head) const {
 
 Verdict RequestPolicy::acceptBody(const RequestHead &head, const RouteRule &rule) const {
   if (!head.hasBody && head.contentType.empty()) return {};
+  if (rule.anyType) return {};
   const std::string_view type = trim(head.contentType.substr(0, head.contentType.find(';')));
   for (const std::string &accepted : rule.bodyTypes) {
     if (sameText(type, accepted)) return {};

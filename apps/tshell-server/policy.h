@@ -24,8 +24,11 @@ struct PolicyOptions {
 };
 
 // What a route takes: the media types of a body it accepts (none: the route takes no body).
+// anyType: a body of any type, which the route tells apart by its content itself; only for
+// methods a page cannot send to another site without a preflight (PUT).
 struct RouteRule {
   std::vector<std::string> bodyTypes;
+  bool anyType = false;
 };
 
 // The parts of a request head the policy looks at.

@@ -348,6 +348,28 @@ TDRIVER_API uint32_t TDriverFrame_next(TDriver *driver);
  * the camera does not have: TCOMMON_NOT_FOUND; NULL argument: TCOMMON_INVALID_ARGUMENT;
  * allocation failure: TCOMMON_NO_MEMORY. */
 TDRIVER_API uint32_t TDriverFrame_get(TDriver *driver, const char *stage, TDriverImage *image);
+/* Hands the camera a frame to deliver instead of the test chart while "IPT"/"isInject" is on
+ * (TDriver_inject): with "IPT"/"isInjectLive" on, every frame is made from it; off, the frame
+ * current when it was handed over (or when injection was switched on) is, and the frames after
+ * it show the chart again. The driver takes "isInjectLive" from the "IPT" record when
+ * TDriver_inject or TDriver_init is called, so a client writes it before "isInject".
+ * image is copied; NULL forgets the injected frame (the chart again).
+ *   - TDRIVER_IMAGE_MOSAIC16: a raw frame, delivered as it is, with its own colour filter
+ *     pattern (cfa), blackLevel and whiteLevel, and its own size; no noise is added.
+ *   - TDRIVER_IMAGE_RGB8 (sRGB), TDRIVER_IMAGE_RGB16_ENCODED (sRGB, 16 bits) or
+ *     TDRIVER_IMAGE_RGB16_LINEAR (linear, 65535 = 1): a picture, taken as the reflectance of
+ *     a scene (white = a perfect white surface) that the sensor photographs as it does the
+ *     chart: under the same light, through its colour filters, lens, exposure and gain, with
+ *     fresh shot and read noise on every frame, its defects, pedestal and clipping, at the
+ *     picture's size, in the sensor's Bayer order.
+ * A frame larger than the camera's largest (4096 x 3072) or the host's cap (TDriverFrame_limit,
+ * as it is at this call) is cut down to its centre, from a corner on a multiple of 4 sites so
+ * that the colour filter pattern keeps its phase; odd sizes lose their last column or line.
+ * Not journaled. NULL driver: TCOMMON_INVALID_ARGUMENT; an image smaller than 16 x 16, of
+ * another format, whose size does not match, with a pattern value above TDRIVER_CFA_INFRARED
+ * (or without red, green and blue), or with levels that are not 0 <= black < white <= 65535:
+ * TCOMMON_OUT_OF_RANGE, and the frame injected before stays. */
+TDRIVER_API uint32_t TDriverFrame_inject(TDriver *driver, const TDriverImage *image);
 /* Caps the frame the camera renders at maxWidth x maxHeight pixels (0: no cap on that side),
  * whatever size the input path asks for; the cap applies from the next frame asked for. For
  * hosts that cannot afford full frames: a small board's preview, a fuzzer. Not journaled.

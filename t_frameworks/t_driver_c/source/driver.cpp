@@ -39,6 +39,15 @@ uint32_t programBlock(void *context, const char *category) {
   return push(*static_cast<TDriver *>(context), category);
 }
 
+// "IPT"/"isInjectLive" has no driver call of its own: the driver takes it from the input's
+// record whenever the input is programmed or injection is switched, so that a client writes
+// it before "isInject".
+void takeInjectLive(TDriver &driver) {
+  void *record = nullptr;
+  if (TDatabase_query(driver.database, "IPT", &record) == TCOMMON_SUCCESS && record != nullptr)
+    driver.isInjectLive = static_cast<const TDatabaseInput *>(record)->isInjectLive != 0;
+}
+
 }  // namespace
 
 namespace tdriver {
@@ -112,6 +121,7 @@ extern "C" TDRIVER_API uint32_t TDriver_init(TDriver *driver, uint8_t isStream) 
         code != TCOMMON_SUCCESS)
       return code;
     locked.state = TDRIVER_STATE_INITIALIZED;
+    takeInjectLive(locked);
     return TCOMMON_SUCCESS;
   });
 }
@@ -139,6 +149,7 @@ extern "C" TDRIVER_API uint32_t TDriver_deinit(TDriver *driver) {
 extern "C" TDRIVER_API uint32_t TDriver_inject(TDriver *driver, uint8_t isInject) {
   return journaledCall(driver, tdriver::kInject, isInject, [&](TDriver &locked) -> uint32_t {
     locked.isInject = isInject != 0;
+    takeInjectLive(locked);
     return TCOMMON_SUCCESS;
   });
 }

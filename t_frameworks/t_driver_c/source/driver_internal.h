@@ -16,6 +16,10 @@
 #include "journal.h"
 #include "t_driver.h"
 
+namespace tcamera {
+struct InjectedFrame;  // a frame delivered instead of the chart (camera/pipeline.h)
+}
+
 namespace tdriver {
 
 inline constexpr char kInit[] = "TDriver_init";
@@ -56,6 +60,7 @@ struct TDriver {
 
   uint32_t state = TDRIVER_STATE_OFF;
   uint8_t isInject = 0;
+  uint8_t isInjectLive = 0;  // "IPT"/"isInjectLive" when injection was last switched
   uint8_t isRaw = 0;
   uint64_t pushes = 0;
   uint64_t readBacks = 0;
@@ -69,6 +74,8 @@ struct TDriver {
   // The host's cap on the camera's frame size (TDriverFrame_limit); 0: only the sensor's own.
   uint32_t frameLimitWidth = 0;
   uint32_t frameLimitHeight = 0;
+  // The frame handed over with TDriverFrame_inject (null: none), delivered while isInject.
+  std::shared_ptr<const tcamera::InjectedFrame> injected;
 
   // The register bank: only registers ever written, by address (see TDriverRegister_process).
   std::unordered_map<uint32_t, uint32_t> registers;

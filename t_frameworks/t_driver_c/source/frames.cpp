@@ -50,6 +50,7 @@ uint32_t syncedCamera(TDriver &locked, std::unique_lock<std::mutex> &lock, Camer
     made.pipeline.setState(*made.gathered);
     made.generation = locked.generation;
   }
+  made.pipeline.setInjection(locked.injected, locked.isInject != 0, locked.isInjectLive != 0);
   *camera = &made;
   return TCOMMON_SUCCESS;
 }
@@ -153,6 +154,127 @@ extern "C" TDRIVER_API uint32_t TDriverFrame_get(TDriver *driver, const char *st
     return failed;
   if (code == TCOMMON_SUCCESS) image->frameNumber = pipeline.frameNumber();
   return code;
+}
+
+namespace {
+
+// The sRGB decoding of every 16-bit code (8-bit codes index it at code x 257).
+const std::vector<float> &srgbToLinear() {
+  static const std::vector<float> table = [] {
+    std::vector<float> made(65536);
+    for (size_t i = 0; i < made.size(); ++i) {
+      const double v = i / 65535.0;
+      made[i] = static_cast<float>(v <= 0.04045 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4));
+    }
+    return made;
+  }();
+  return table;
+}
+
+bool validCfa(const uint8_t (&cfa)[16]) {
+  bool colours[5] = {};
+  for (const uint8_t c : cfa) {
+    if (c > TDRIVER_CFA_INFRARED) return false;
+    colours[c] = true;
+  }
+  return colours[TDRIVER_CFA_RED] && colours[TDRIVER_CFA_BLUE] &&
+         (colours[TDRIVER_CFA_GREEN_RED] || colours[TDRIVER_CFA_GREEN_BLUE]);
+}
+
+// The part of a width x height frame the camera keeps: at most its largest frame (and the
+// host's cap), centred, from a corner that is a multiple of 4 sites so that the colour
+// filter pattern keeps its phase, even sizes.
+struct Crop {
+  int x, y, width, height;
+};
+
+Crop cropOf(uint32_t width, uint32_t height, uint32_t limitWidth, uint32_t limitHeight) {
+  const auto side = [](uint32_t size, uint32_t max, uint32_t limit) {
+    uint32_t kept = std::min(size, max);
+    if (limit != 0) kept = std::min(kept, std::max<uint32_t>(limit, 16));
+    return static_cast<int>(kept & ~1u);
+  };
+  Crop crop{};
+  crop.width = side(width, tcamera::kMaxWidth, limitWidth);
+  crop.height = side(height, tcamera::kMaxHeight, limitHeight);
+  crop.x = static_cast<int>((width - crop.width) / 2) & ~3;
+  crop.y = static_cast<int>((height - crop.height) / 2) & ~3;
+  return crop;
+}
+
+uint32_t injectedOf(const TDriverImage &image, uint32_t limitWidth, uint32_t limitHeight,
+                    std::shared_ptr<const tcamera::InjectedFrame> *frame) {
+  const uint64_t pixels = uint64_t{image.width} * image.height;
+  if (image.width < 16 || image.height < 16 || image.data == nullptr) return TCOMMON_OUT_OF_RANGE;
+  const Crop crop = cropOf(image.width, image.height, limitWidth, limitHeight);
+  auto made = std::make_shared<tcamera::InjectedFrame>();
+  if (image.format == TDRIVER_IMAGE_MOSAIC16) {
+    if (image.size != pixels * 2 || !validCfa(image.cfa) || !std::isfinite(image.blackLevel) ||
+        !std::isfinite(image.whiteLevel) || image.blackLevel < 0 ||
+        image.whiteLevel <= image.blackLevel || image.whiteLevel > 65535)
+      return TCOMMON_OUT_OF_RANGE;
+    auto mosaic = std::make_shared<tcamera::Mosaic>();
+    mosaic->width = crop.width;
+    mosaic->height = crop.height;
+    for (size_t i = 0; i < 16; ++i) mosaic->pattern[i] = static_cast<tcamera::Cfa>(image.cfa[i]);
+    mosaic->blackLevel = image.blackLevel;
+    mosaic->whiteLevel = image.whiteLevel;
+    mosaic->data.resize(static_cast<size_t>(crop.width) * crop.height);
+    const auto *codes = static_cast<const uint16_t *>(image.data);
+    for (int y = 0; y < crop.height; ++y) {
+      const uint16_t *row = codes + static_cast<size_t>(y + crop.y) * image.width + crop.x;
+      float *out = &mosaic->data[static_cast<size_t>(y) * crop.width];
+      for (int x = 0; x < crop.width; ++x) out[x] = std::min<float>(row[x], image.whiteLevel);
+    }
+    made->mosaic = std::move(mosaic);
+  } else if (image.format == TDRIVER_IMAGE_RGB8 || image.format == TDRIVER_IMAGE_RGB16_ENCODED ||
+             image.format == TDRIVER_IMAGE_RGB16_LINEAR) {
+    const uint64_t bytes = image.format == TDRIVER_IMAGE_RGB8 ? 1 : 2;
+    if (image.size != pixels * 3 * bytes) return TCOMMON_OUT_OF_RANGE;
+    auto picture = std::make_shared<tcamera::InjectedPicture>();
+    picture->width = crop.width;
+    picture->height = crop.height;
+    picture->rgb.resize(static_cast<size_t>(crop.width) * crop.height * 3);
+    const std::vector<float> &decode = srgbToLinear();
+    const size_t rowValues = static_cast<size_t>(crop.width) * 3;
+    for (int y = 0; y < crop.height; ++y) {
+      const size_t first = (static_cast<size_t>(y + crop.y) * image.width + crop.x) * 3;
+      float *out = &picture->rgb[static_cast<size_t>(y) * rowValues];
+      if (image.format == TDRIVER_IMAGE_RGB8) {
+        const uint8_t *in = static_cast<const uint8_t *>(image.data) + first;
+        for (size_t i = 0; i < rowValues; ++i) out[i] = decode[in[i] * 257u];
+      } else if (image.format == TDRIVER_IMAGE_RGB16_ENCODED) {
+        const uint16_t *in = static_cast<const uint16_t *>(image.data) + first;
+        for (size_t i = 0; i < rowValues; ++i) out[i] = decode[in[i]];
+      } else {
+        const uint16_t *in = static_cast<const uint16_t *>(image.data) + first;
+        for (size_t i = 0; i < rowValues; ++i) out[i] = in[i] / 65535.0f;
+      }
+    }
+    made->picture = std::move(picture);
+  } else {
+    return TCOMMON_OUT_OF_RANGE;
+  }
+  *frame = std::move(made);
+  return TCOMMON_SUCCESS;
+}
+
+}  // namespace
+
+extern "C" TDRIVER_API uint32_t TDriverFrame_inject(TDriver *driver, const TDriverImage *image) {
+  return tdriver::withDriver(driver, [&](TDriver &locked) -> uint32_t {
+    std::shared_ptr<const tcamera::InjectedFrame> frame;
+    uint32_t code = TCOMMON_SUCCESS;
+    if (image != nullptr) {
+      if (const uint32_t failed = tdriver::allocating([&] {
+            code = injectedOf(*image, locked.frameLimitWidth, locked.frameLimitHeight, &frame);
+          });
+          failed != TCOMMON_SUCCESS)
+        return failed;
+    }
+    if (code == TCOMMON_SUCCESS) locked.injected = std::move(frame);
+    return code;
+  });
 }
 
 extern "C" TDRIVER_API uint32_t TDriverImage_release(TDriverImage *image) {

@@ -214,6 +214,17 @@ void Pipeline::dropFrame() {
   output_.reset();
 }
 
+void Pipeline::setInjection(std::shared_ptr<const InjectedFrame> frame, bool on, bool live) {
+  const bool before = deliversInjected();
+  const bool armed = frame != injected_ || (on && !injectOn_);
+  const bool changed = frame != injected_;
+  injected_ = std::move(frame);
+  injectOn_ = on;
+  injectLive_ = live;
+  if (armed) showOnce_ = true;
+  if (changed || deliversInjected() != before) dropFrame();
+}
+
 bool Pipeline::isTemporalActive() const {
   return state_->noiseReduction3D.state != 0;
 }
@@ -247,6 +258,7 @@ void Pipeline::advance() {
   }
   looked_ = false;
   ++frameNumber_;
+  if (!injectLive_ && injected_ != nullptr && injectOn_) showOnce_ = false;  // delivered once
 }
 
 FrameContext Pipeline::context() const {
@@ -254,6 +266,12 @@ FrameContext Pipeline::context() const {
   FrameContext context;
   context.frameNumber = frameNumber_;
   context.bitDepth = settings.bitDepth;
+  if (deliversInjected() && injected_->mosaic != nullptr) {
+    // Thresholds on the sensor's scale follow the injected frame's depth.
+    int bits = 8;
+    while (bits < 16 && float(1 << bits) <= injected_->mosaic->whiteLevel) ++bits;
+    context.bitDepth = bits;
+  }
   context.sensorGain = static_cast<float>(settings.analogGain);
   context.exposureTime = static_cast<float>(settings.exposureTime);
   return context;
@@ -299,7 +317,13 @@ void Pipeline::render(Tap target) {
     times_ = {};
     const auto begin = Clock::now();
     auto raw = spare(mosaics_);
-    captureSensor(sensorSettingsOf(s), frameNumber_, *raw);
+    if (deliversInjected() && injected_->mosaic != nullptr) {
+      *raw = *injected_->mosaic;
+    } else {
+      SensorSettings settings = sensorSettingsOf(s);
+      if (deliversInjected()) settings.picture = injected_->picture;
+      captureSensor(settings, frameNumber_, *raw);
+    }
     mosaic = std::move(raw);
     times_[int(Tap::kRaw)] = std::chrono::duration<double>(Clock::now() - begin).count();
     start = int(Tap::kRaw);
@@ -356,8 +380,9 @@ void Pipeline::render(Tap target) {
         bayer(stageHighDynamicRange_3_2Dol, s.highDynamicRange);
         break;
       case Tap::kRgbInfrared:
-        // Only a sensor with infrared sites has anything for this stage to separate.
-        if (sensorSettingsOf(s).rgbIr)
+        // Only a mosaic with infrared sites has anything for this stage to separate.
+        if (std::find(mosaic->pattern.begin(), mosaic->pattern.end(), Cfa::kInfrared) !=
+            mosaic->pattern.end())
           bayer(stageRgbInfraredRadiation,
                 s.rgbInfrared_1_1.state != 0 ? s.rgbInfrared_1_1 : s.rgbInfrared);
         break;

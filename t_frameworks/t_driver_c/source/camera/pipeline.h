@@ -133,6 +133,14 @@ struct OutputImage {
   std::vector<uint8_t> data;
 };
 
+// A frame handed to the camera in place of the chart (TDriverFrame_inject): a raw mosaic,
+// delivered as it is (its own size, pattern and levels, no noise added), or a picture, which
+// the sensor photographs at its size with its own pattern, exposure and fresh noise.
+struct InjectedFrame {
+  std::shared_ptr<const Mosaic> mosaic;
+  std::shared_ptr<const InjectedPicture> picture;
+};
+
 // A stage's time in the last render, for the benchmark.
 struct StageTiming {
   Tap tap;
@@ -150,6 +158,15 @@ class Pipeline {
   // differs from the state they were rendered with.
   void setState(const HardwareState &state);
   const HardwareState &state() const { return *state_; }
+
+  // The frame delivered instead of the chart while on: live, every frame; otherwise the
+  // frame current when it was handed over or switched on, then the chart again from the next
+  // frame. A null frame: the chart.
+  void setInjection(std::shared_ptr<const InjectedFrame> frame, bool on, bool live);
+  // The current frame comes from the injected frame.
+  bool deliversInjected() const {
+    return injected_ != nullptr && injectOn_ && (injectLive_ || showOnce_);
+  }
 
   uint64_t frameNumber() const { return frameNumber_; }
   // The next frame: the temporal history moves on (see above) and the frame number grows.
@@ -192,6 +209,10 @@ class Pipeline {
   TemporalHistory history_;       // the previous frame as it left the temporal stage
   bool looked_ = false;           // a tap of the current frame has been rendered
   std::array<double, kTapCount> times_{};
+  std::shared_ptr<const InjectedFrame> injected_;
+  bool injectOn_ = false;
+  bool injectLive_ = false;
+  bool showOnce_ = false;  // the injected frame is still due once
 };
 
 // Writes the 8-bit sRGB picture of image: an encoded image is clamped and quantised; a linear

@@ -290,6 +290,15 @@ CameraColour chartPatchResponse(int patch, double kelvin) {
   return surfaceResponse(rho, infraredReflectanceOfPatch(patch, rho), kelvin);
 }
 
+std::array<double, 9> surfaceResponseMatrix(double kelvin) {
+  const Vec3 light = illuminantSrgb(kelvin);
+  const double scale = kNominalWhite / multiply(kCameraResponse, light).y;
+  const double column[3] = {light.x, light.y, light.z};
+  std::array<double, 9> matrix{};
+  for (int i = 0; i < 9; ++i) matrix[i] = kCameraResponse[i] * column[i % 3] * scale;
+  return matrix;
+}
+
 void renderScene(SceneKind kind, double kelvin, bool infrared, int width, int height,
                  ScenePlanes &out) {
   out.width = width;

@@ -46,6 +46,11 @@ CameraColour illuminantResponse(double kelvin);
 // The response to colour-chart patch 0..23 (row by row from dark skin) under the same light.
 CameraColour chartPatchResponse(int patch, double kelvin);
 
+// The response to any surface under the nominal lighting of the given colour temperature:
+// camera R, G, B = matrix x the surface's reflectance as linear sRGB (1, 1, 1 a perfect white),
+// row-major. For pictures handed to the sensor in place of the chart.
+std::array<double, 9> surfaceResponseMatrix(double kelvin);
+
 // Radiance planes of a scene: R, G, B and, when asked for, infrared (else left empty).
 struct ScenePlanes {
   int width = 0, height = 0;

@@ -244,21 +244,50 @@ struct SiteKey {
   double sigma;
   std::array<Cfa, 16> pattern;
   bool infrared;
+  const InjectedPicture *picture;  // in place of the scene; kept alive by SiteRadiance
   bool operator==(const SiteKey &other) const {
     return scene == other.scene && kelvin == other.kelvin && width == other.width &&
            height == other.height && sigma == other.sigma && pattern == other.pattern &&
-           infrared == other.infrared;
+           infrared == other.infrared && picture == other.picture;
   }
 };
 
 struct SiteRadiance {
   SiteKey key;
+  std::shared_ptr<const InjectedPicture> picture;
   std::vector<float> value;  // per site, full-scale units at 20 ms, unity gain, lux 1
 };
 
-std::shared_ptr<const SiteRadiance> renderSites(const SiteKey &key) {
+// An injected picture as the sensor's channels see it under the light: each pixel's reflectance
+// through the colour filters, its infrared that of a neutral surface of the same green.
+void pictureScene(const InjectedPicture &picture, double kelvin, bool infrared, ScenePlanes &out) {
+  out.width = picture.width;
+  out.height = picture.height;
+  const size_t size = static_cast<size_t>(picture.width) * picture.height;
+  for (int c = 0; c < 4; ++c) out.plane[c].assign(c < 3 || infrared ? size : 0, 0.0f);
+  const std::array<double, 9> m = surfaceResponseMatrix(kelvin);
+  const double infraredOfWhite = illuminantResponse(kelvin).ir;
+  const double greenOfWhite = m[3] + m[4] + m[5];
+  parallelRows(picture.height, [&](int first, int last) {
+    for (size_t i = static_cast<size_t>(first) * picture.width;
+         i < static_cast<size_t>(last) * picture.width; ++i) {
+      const float *rho = &picture.rgb[i * 3];
+      for (int c = 0; c < 3; ++c)
+        out.plane[c][i] =
+            static_cast<float>(m[c * 3] * rho[0] + m[c * 3 + 1] * rho[1] + m[c * 3 + 2] * rho[2]);
+      if (infrared)
+        out.plane[3][i] = static_cast<float>(out.plane[1][i] / greenOfWhite * infraredOfWhite);
+    }
+  });
+}
+
+std::shared_ptr<const SiteRadiance> renderSites(const SiteKey &key,
+                                                std::shared_ptr<const InjectedPicture> picture) {
   ScenePlanes scene;
-  renderScene(key.scene, key.kelvin, key.infrared, key.width, key.height, scene);
+  if (picture != nullptr)
+    pictureScene(*picture, key.kelvin, key.infrared, scene);
+  else
+    renderScene(key.scene, key.kelvin, key.infrared, key.width, key.height, scene);
   if (key.sigma > 0.05) {
     const Box box = boxFor(key.sigma);
     std::vector<float> scratch;
@@ -270,6 +299,7 @@ std::shared_ptr<const SiteRadiance> renderSites(const SiteKey &key) {
   }
   auto sites = std::make_shared<SiteRadiance>();
   sites->key = key;
+  sites->picture = std::move(picture);
   sites->value.resize(static_cast<size_t>(key.width) * key.height);
   const double halfWidth = key.width / 2.0, halfHeight = key.height / 2.0;
   const double cornerSquared = halfWidth * halfWidth + halfHeight * halfHeight;
@@ -293,7 +323,8 @@ std::shared_ptr<const SiteRadiance> renderSites(const SiteKey &key) {
 }
 
 // The sites for these settings, from the cache when they were rendered lately.
-std::shared_ptr<const SiteRadiance> sitesFor(const SiteKey &key) {
+std::shared_ptr<const SiteRadiance> sitesFor(
+    const SiteKey &key, const std::shared_ptr<const InjectedPicture> &picture) {
   static std::mutex mutex;
   static std::deque<std::shared_ptr<const SiteRadiance>> cache;
   std::lock_guard<std::mutex> lock(mutex);
@@ -305,7 +336,7 @@ std::shared_ptr<const SiteRadiance> sitesFor(const SiteKey &key) {
       return found;
     }
   }
-  auto made = renderSites(key);
+  auto made = renderSites(key, picture);
   cache.push_front(made);
   size_t bytes = 0;
   for (size_t i = 0; i < cache.size(); ++i) {
@@ -460,8 +491,10 @@ Mosaic captureSensor(const SensorSettings &settings, uint64_t frameNumber) {
 }
 
 void captureSensor(const SensorSettings &settings, uint64_t frameNumber, Mosaic &raw) {
-  raw.width = std::clamp(settings.width, 16, kMaxWidth) & ~1;
-  raw.height = std::clamp(settings.height, 16, kMaxHeight) & ~1;
+  const InjectedPicture *picture = settings.picture.get();
+  raw.width = picture != nullptr ? picture->width : std::clamp(settings.width, 16, kMaxWidth) & ~1;
+  raw.height =
+      picture != nullptr ? picture->height : std::clamp(settings.height, 16, kMaxHeight) & ~1;
   raw.pattern =
       settings.rgbIr ? rgbIrPattern(settings.bayerOrder) : bayerPattern(settings.bayerOrder);
   const int bitDepth = clampBitDepth(settings.bitDepth);
@@ -474,8 +507,9 @@ void captureSensor(const SensorSettings &settings, uint64_t frameNumber, Mosaic 
               raw.height,
               focusBlurSigma(settings.lensPosition, raw.height),
               raw.pattern,
-              settings.rgbIr};
-  const auto sites = sitesFor(key);
+              settings.rgbIr,
+              picture};
+  const auto sites = sitesFor(key, settings.picture);
   const auto defects =
       settings.defects ? sensorDefects(raw.width, raw.height) : std::vector<SensorDefect>{};
   expose(*sites, exposureOf(settings, bitDepth, settings.exposureTime, kLongStream, frameNumber),

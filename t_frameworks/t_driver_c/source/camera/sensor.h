@@ -19,6 +19,7 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "frame.h"
@@ -29,6 +30,15 @@ enum class SceneKind { kChart, kFlat };
 
 // Largest frame the sensor delivers; larger input rectangles are cut down to it.
 constexpr int kMaxWidth = 4096, kMaxHeight = 3072;
+
+// A picture handed to the camera in place of the chart (frame injection): the reflectance of
+// each pixel as linear sRGB (1, 1, 1 a perfect white), interleaved R, G, B, row-major. The sensor
+// photographs it as it would the chart: under the same light, through the same lens, filters,
+// exposure, noise and defects.
+struct InjectedPicture {
+  int width = 0, height = 0;
+  std::vector<float> rgb;
+};
 
 struct SensorSettings {
   int width = 1920, height = 1080;  // clamped to [16, kMax*] and to even sizes by captureSensor
@@ -49,6 +59,9 @@ struct SensorSettings {
                                    // levels)
   bool defects = true;             // hot and dead sites (off only for tests that read single
                                    // sites)
+  // Set: the sensor looks at this picture instead of the scene, at the picture's size (width
+  // and height above are ignored).
+  std::shared_ptr<const InjectedPicture> picture;
 };
 
 // The raw frame number frameNumber as the sensor delivers it: same settings and number give
