@@ -18,7 +18,7 @@ namespace {
 constexpr char kJson[] = "application/json";
 constexpr int kJpegQuality = 85;
 // A probe of a frame that moved on between its stages is taken again, this many times at most.
-constexpr int kProbeTries = 4;
+constexpr int kProbeTries = 2;
 
 // A frame of the driver that frees itself.
 struct Frame {

@@ -83,6 +83,10 @@ class LocalBackend : public Backend {
     return true;
   }
 
+  std::unique_ptr<FrameLink> frames(std::string *error) override {
+    return localFrameLink(driver_, error);
+  }
+
   bool finish(std::string *error) override {
     if (options_.save == nullptr) return true;
     const uint32_t code = TDatabase_save(database_, options_.save);

@@ -6,6 +6,8 @@
 #include <memory>
 #include <string>
 
+#include "frames.h"
+
 namespace tshell_cli {
 
 struct BackendOptions {
@@ -27,6 +29,8 @@ class Backend {
   virtual bool schema(std::string *text, std::string *error) = 0;
   // Ends the session (a local shell saves its database when asked to).
   virtual bool finish(std::string *error) = 0;
+  // The camera's frames; nullptr with *error when they cannot be had.
+  virtual std::unique_ptr<FrameLink> frames(std::string *error) = 0;
 };
 
 // nullptr with *error when the backend cannot be opened.

@@ -30,9 +30,9 @@ constexpr int kExitUsage = 2;    // bad options or input, or no shell to talk to
 constexpr const char *kCommands[] = {"list", "get", "set", "schema", "completion"};
 
 // Options of either mode that take a value as the next argument.
-constexpr const char *kOptionsWithValue[] = {"-d", "--database", "-s",     "--save",
-                                             "-e", "--execute",  "-t",     "--trace",
-                                             "-c", "--connect",  "--token"};
+constexpr const char *kOptionsWithValue[] = {
+    "-d", "--database", "-s",      "--save",  "-e",      "--execute", "-t",      "--trace",
+    "-c", "--connect",  "--token", "--frame", "--stage", "--raw",     "--inject"};
 
 // What the message of a read means when the block could not be read back: the value is the
 // record's, and the command still succeeded.
@@ -67,6 +67,14 @@ const char kUsage[] =
     "  -d, --database FILE   in-process shell: open the settings document FILE\n"
     "  -s, --save FILE       in-process shell: save the database to FILE at the end\n"
     "      --stream          in-process shell: start the simulated ISP first\n"
+    "      --inject FILE     before the command, hand the camera a picture (PNG, JPEG,\n"
+    "                        TIFF) or camera raw file (DNG, ...) to deliver while \"IPT\"\n"
+    "                        \"isInject\" is on\n"
+    "      --frame FILE      after the command, write the frame of --stage (default\n"
+    "                        output): JPEG when FILE ends in .jpg or .jpeg, PNG otherwise\n"
+    "      --stage STAGE     raw, output or a block's category (BLS, DMSC_3, ...)\n"
+    "      --raw FILE        after the command, write the raw frame: 16-bit PNG when FILE\n"
+    "                        ends in .png, DNG otherwise (needs \"IPT\" \"isRaw\" on)\n"
     "  -h, --help            show this help and exit\n"
     "\n"
     "Without a COMMAND, tshell runs JSON requests (see 'tshell --help').\n"
@@ -77,11 +85,13 @@ const char kUsage[] =
     "Examples:\n"
     "  tshell list DG\n"
     "  tshell --stream get HTG statistics\n"
-    "  tshell --connect http://192.168.1.20:8080 set DG gb=1.5 gr=1.5\n";
+    "  tshell --connect http://192.168.1.20:8080 set DG gb=1.5 gr=1.5\n"
+    "  tshell --stream --frame bls.png --stage BLS get BLS state\n";
 
 // What each category tunes, as the tuning client names it.
 struct CommandOptions {
   BackendOptions backend;
+  FrameOptions frames;
   bool json = false;
   std::vector<std::string> words;  // the command and its arguments
 };
@@ -107,6 +117,10 @@ bool isCommand(const char *word) {
 constexpr int kOptionToken = 256;
 constexpr int kOptionStream = 257;
 constexpr int kOptionJson = 258;
+constexpr int kOptionFrame = 259;
+constexpr int kOptionStage = 260;
+constexpr int kOptionRaw = 261;
+constexpr int kOptionInject = 262;
 
 // Returns -1 to go on, or the exit status.
 int parseOptions(int argc, char **argv, CommandOptions *options) {
@@ -117,6 +131,10 @@ int parseOptions(int argc, char **argv, CommandOptions *options) {
                                  {"database", required_argument, nullptr, 'd'},
                                  {"save", required_argument, nullptr, 's'},
                                  {"stream", no_argument, nullptr, kOptionStream},
+                                 {"frame", required_argument, nullptr, kOptionFrame},
+                                 {"stage", required_argument, nullptr, kOptionStage},
+                                 {"raw", required_argument, nullptr, kOptionRaw},
+                                 {"inject", required_argument, nullptr, kOptionInject},
                                  {"help", no_argument, nullptr, 'h'},
                                  {nullptr, 0, nullptr, 0}};
   options->backend.token = getenv("TSHELL_TOKEN");
@@ -141,6 +159,18 @@ int parseOptions(int argc, char **argv, CommandOptions *options) {
         break;
       case kOptionStream:
         options->backend.stream = true;
+        break;
+      case kOptionFrame:
+        options->frames.frame = optarg;
+        break;
+      case kOptionStage:
+        options->frames.stage = optarg;
+        break;
+      case kOptionRaw:
+        options->frames.raw = optarg;
+        break;
+      case kOptionInject:
+        options->frames.inject = optarg;
         break;
       case 'h':
         fputs(kUsage, stdout);
@@ -652,7 +682,8 @@ int completionCommand(const CommandOptions &options, const Schema &schema) {
       "  local i command='' category=''\n"
       "  for ((i = 1; i < cword; i++)); do\n"
       "    case \"${words[i]}\" in\n"
-      "      -c | --connect | --token | -d | --database | -s | --save) ((i++)) ;;\n"
+      "      -c | --connect | --token | -d | --database | -s | --save | --frame | --stage | "
+      "--raw | --inject) ((i++)) ;;\n"
       "      -*) ;;\n"
       "      *)\n"
       "        if [[ -z $command ]]; then command=${words[i]}\n"
@@ -663,12 +694,14 @@ int completionCommand(const CommandOptions &options, const Schema &schema) {
       "  done\n"
       "  COMPREPLY=()\n"
       "  case \"$prev\" in\n"
-      "    -d | --database | -s | --save) COMPREPLY=($(compgen -f -- \"$cur\")); return ;;\n"
+      "    -d | --database | -s | --save | --frame | --raw | --inject) "
+      "COMPREPLY=($(compgen -f -- \"$cur\")); return ;;\n"
+      "    --stage) COMPREPLY=($(compgen -W 'raw output %s' -- \"$cur\")); return ;;\n"
       "    -c | --connect | --token) return ;;\n"
       "  esac\n"
       "  if [[ $cur == -* ]]; then\n"
       "    COMPREPLY=($(compgen -W '--json --connect --token --database --save --stream "
-      "--help' -- \"$cur\"))\n"
+      "--inject --frame --stage --raw --help' -- \"$cur\"))\n"
       "    return\n"
       "  fi\n"
       "  if [[ -z $command ]]; then\n"
@@ -695,7 +728,7 @@ int completionCommand(const CommandOptions &options, const Schema &schema) {
       "  fi\n"
       "}\n"
       "complete -F _tshell tshell\n",
-      wordList(commands).c_str(), wordList(categories).c_str());
+      wordList(categories).c_str(), wordList(commands).c_str(), wordList(categories).c_str());
   return EXIT_SUCCESS;
 }
 
@@ -738,6 +771,14 @@ int runCommandLine(int argc, char **argv) {
     return kExitUsage;
   }
 
+  const FrameOptions &frames = options.frames;
+  const bool withFrames = !frames.frame.empty() || !frames.raw.empty() || !frames.inject.empty();
+  std::unique_ptr<FrameLink> link = withFrames ? backend->frames(&error) : nullptr;
+  if (withFrames && (link == nullptr || !injectBefore(link.get(), frames, &error))) {
+    complain(error);
+    return kExitUsage;
+  }
+
   int result = EXIT_SUCCESS;
   if (command == "list") {
     result = listCommand(options, schema);
@@ -749,6 +790,10 @@ int runCommandLine(int argc, char **argv) {
     result = setCommand(options, schema, backend.get());
   } else {
     result = completionCommand(options, schema);
+  }
+  if (link != nullptr && result != kExitUsage && !writeAfter(link.get(), frames, &error)) {
+    complain(error);
+    if (result == EXIT_SUCCESS) result = kExitRefused;
   }
   // A command line refused as bad input changes nothing, so nothing is saved either.
   if (result != kExitUsage && !backend->finish(&error)) {

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "commands.h"
+#include "frames.h"
 #include "t_common.h"
 #include "t_database.h"
 #include "t_driver.h"
@@ -50,6 +51,14 @@ const char kUsage[] =
     "                       hardware read-back failures, 1 also request and response\n"
     "                       summaries, 3 also every failure with its source line; off (the\n"
     "                       default) prints none\n"
+    "      --inject FILE    before the requests, hand the camera a picture (PNG, JPEG,\n"
+    "                       TIFF) or camera raw file (DNG, ...) to deliver while \"IPT\"\n"
+    "                       \"isInject\" is on\n"
+    "      --frame FILE     after the requests, write the frame of --stage (default\n"
+    "                       output): JPEG when FILE ends in .jpg or .jpeg, PNG otherwise\n"
+    "      --stage STAGE    raw, output or a block's category (BLS, DMSC_3, ...)\n"
+    "      --raw FILE       after the requests, write the raw frame: 16-bit PNG when FILE\n"
+    "                       ends in .png, DNG otherwise (needs \"IPT\" \"isRaw\" on)\n"
     "  -h, --help           show this help and exit\n"
     "\n"
     "Exit status: 0 when every request was answered, 1 when a request was malformed or the\n"
@@ -71,6 +80,7 @@ struct Options {
   int32_t traceLevel = -1;
   std::vector<std::string> requests;  // from --execute
   std::vector<std::string> files;
+  tshell_cli::FrameOptions frames;
 };
 
 // Everything the tool opens, closed in reverse order.
@@ -108,7 +118,12 @@ bool parseTraceLevel(const char *text, int32_t *level) {
   return true;
 }
 
-constexpr int kOptionStream = 256;  // long option without a short form
+// Long options without a short form.
+constexpr int kOptionStream = 256;
+constexpr int kOptionFrame = 257;
+constexpr int kOptionStage = 258;
+constexpr int kOptionRaw = 259;
+constexpr int kOptionInject = 260;
 
 // Returns -1 to go on, or the exit status.
 int parseOptions(int argc, char **argv, Options *options) {
@@ -119,6 +134,10 @@ int parseOptions(int argc, char **argv, Options *options) {
                                  {"journal", no_argument, nullptr, 'j'},
                                  {"trace", required_argument, nullptr, 't'},
                                  {"stream", no_argument, nullptr, kOptionStream},
+                                 {"frame", required_argument, nullptr, kOptionFrame},
+                                 {"stage", required_argument, nullptr, kOptionStage},
+                                 {"raw", required_argument, nullptr, kOptionRaw},
+                                 {"inject", required_argument, nullptr, kOptionInject},
                                  {"help", no_argument, nullptr, 'h'},
                                  {nullptr, 0, nullptr, 0}};
   int c;
@@ -141,6 +160,18 @@ int parseOptions(int argc, char **argv, Options *options) {
         break;
       case kOptionStream:
         options->stream = true;
+        break;
+      case kOptionFrame:
+        options->frames.frame = optarg;
+        break;
+      case kOptionStage:
+        options->frames.stage = optarg;
+        break;
+      case kOptionRaw:
+        options->frames.raw = optarg;
+        break;
+      case kOptionInject:
+        options->frames.inject = optarg;
         break;
       case 't':
         if (!parseTraceLevel(optarg, &options->traceLevel)) {
@@ -308,6 +339,17 @@ int main(int argc, char **argv) {
   status = openSession(options, &session);
   if (status >= 0) return status;
 
+  const tshell_cli::FrameOptions &frames = options.frames;
+  std::unique_ptr<tshell_cli::FrameLink> link;
+  if (!frames.frame.empty() || !frames.raw.empty() || !frames.inject.empty()) {
+    std::string error;
+    link = tshell_cli::localFrameLink(session.driver, &error);
+    if (link == nullptr || !tshell_cli::injectBefore(link.get(), frames, &error)) {
+      fprintf(stderr, "tshell: %s\n", error.c_str());
+      return kExitUsage;
+    }
+  }
+
   Runner runner(options, &session);
   bool alive = true;
   for (size_t i = 0; alive && i < options.requests.size(); ++i) {
@@ -326,6 +368,14 @@ int main(int argc, char **argv) {
       continue;
     }
     alive = runner.runStream(file, in);
+  }
+
+  if (link != nullptr) {
+    std::string error;
+    if (!tshell_cli::writeAfter(link.get(), frames, &error)) {
+      fprintf(stderr, "tshell: %s\n", error.c_str());
+      runner.markFailed();
+    }
   }
 
   if (options.save != nullptr) {

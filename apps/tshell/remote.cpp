@@ -1,4 +1,5 @@
-// The subcommands sent to a tuning server: POST /api/request and GET /api/schema.
+// The subcommands sent to a tuning server: POST /api/request and GET /api/schema; frames
+// through GET /api/frame, GET /api/raw and PUT /api/frame.
 #include <httplib.h>
 
 #include "backend.h"
@@ -34,6 +35,17 @@ class RemoteBackend : public Backend {
 
   bool finish(std::string *) override { return true; }
 
+  std::unique_ptr<FrameLink> frames(std::string *) override;
+
+  bool get(const std::string &path, std::string *body, std::string *error) {
+    return answer(client_.Get(path), body, error);
+  }
+
+  bool put(const std::string &path, const std::string &data, std::string *body,
+           std::string *error) {
+    return answer(client_.Put(path, data, "application/octet-stream"), body, error);
+  }
+
  private:
   bool answer(const httplib::Result &result, std::string *body, std::string *error) {
     if (!result) {
@@ -60,6 +72,32 @@ class RemoteBackend : public Backend {
   std::string url_;
   httplib::Client client_;
 };
+
+class RemoteFrameLink : public FrameLink {
+ public:
+  explicit RemoteFrameLink(RemoteBackend *backend) : backend_(backend) {}
+
+  bool frame(const std::string &stage, bool png, std::string *bytes, std::string *error) override {
+    return backend_->get("/api/frame?stage=" + httplib::detail::encode_query_param(stage) +
+                             "&format=" + (png ? "png" : "jpeg"),
+                         bytes, error);
+  }
+
+  bool raw(bool png, std::string *bytes, std::string *error) override {
+    return backend_->get(std::string("/api/raw?format=") + (png ? "png" : "dng"), bytes, error);
+  }
+
+  bool inject(const std::string &data, std::string *summary, std::string *error) override {
+    return backend_->put("/api/frame", data, summary, error);
+  }
+
+ private:
+  RemoteBackend *backend_;
+};
+
+std::unique_ptr<FrameLink> RemoteBackend::frames(std::string *) {
+  return std::make_unique<RemoteFrameLink>(this);
+}
 
 }  // namespace
 

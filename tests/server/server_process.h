@@ -183,7 +183,7 @@ class ServerTest : public ::testing::Test {
 };
 
 // The value of DG r in a settings file, or -1.
-float savedGain(const std::string &file) {
+[[maybe_unused]] float savedGain(const std::string &file) {
   TDatabase *database = nullptr;
   if (TDatabase_open(file.c_str(), &database) != 0) return -1;
   void *record = nullptr;
