@@ -36,6 +36,7 @@ struct KeyInfo {
   std::string element;
   int64_t maximum = -1;  // -1: none given
   bool pushes = false;
+  bool saysInert = false;  // the schema tells clients why the camera ignores the key
 };
 
 // The keys of category in the shell's schema.
@@ -71,6 +72,8 @@ std::vector<KeyInfo> schemaKeys(TJsonValue *schema, const char *category) {
     if (TJsonValue_member(entry, "pushesHardware", &member) == TCOMMON_SUCCESS &&
         TJsonValue_asBoolean(member, &pushes) == TCOMMON_SUCCESS)
       info.pushes = pushes != 0;
+    info.saysInert = TJsonValue_member(entry, "inert", &member) == TCOMMON_SUCCESS &&
+                     TJsonValue_asString(member, &text) == TCOMMON_SUCCESS && text[0] != '\0';
     keys.push_back(info);
   }
   return keys;
@@ -488,6 +491,7 @@ TEST(CameraCoverage, EveryImageBlockKeyChangesTheFrameOrIsListedInert) {
       ++blockTotal;
       const bool moves = moved.count(info.key) != 0;
       const bool isInert = inert.count({category, info.key}) != 0;
+      EXPECT_EQ(info.saysInert, isInert) << category << "/" << info.key << " in the schema";
       blockChanging += moves;
       listed += isInert;
       if (!moves && !isInert) unexplained.push_back(std::string(category) + "/" + info.key);

@@ -319,7 +319,7 @@ TEST(SchemaTest, ListsEveryKeyWithItsShapeAndHardwareAccess) {
   for (const char *expected : {R"({"key":"curve","access":"integer","element":"u16",)"
                                R"("shape":[64],"readsHardware":true,"pushesHardware":true})",
                                R"({"key":"isStatistics","access":"bool","element":"u8",)"
-                               R"("shape":[],"readsHardware":false,"pushesHardware":false})"}) {
+                               R"("shape":[],"readsHardware":false,"pushesHardware":false)"}) {
     EXPECT_NE(schemaText.find(expected), std::string::npos) << expected;
   }
 }

@@ -378,6 +378,10 @@ TDRIVER_API uint32_t TDriverFrame_limit(TDriver *driver, uint32_t maxWidth, uint
 /* Frees image's pixels and clears it; any thread, any number of times. NULL:
  * TCOMMON_INVALID_ARGUMENT. */
 TDRIVER_API uint32_t TDriverImage_release(TDriverImage *image);
+/* Why the camera model gives key of category no role in the picture (one line for an
+ * engineer, a static text), or NULL when the key changes the picture, is not a key of an
+ * image block, or either argument is NULL. Tuning clients show it beside the key. */
+TDRIVER_API const char *TDriverFrame_inertReason(const char *category, const char *key);
 
 #ifdef __cplusplus
 }

@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "camera/inert_keys.h"
+
 namespace tdriver {
 
 namespace {
@@ -292,4 +294,13 @@ extern "C" TDRIVER_API uint32_t TDriverFrame_limit(TDriver *driver, uint32_t max
     ++locked.generation;  // the camera reads the hardware again, now clamped
     return TCOMMON_SUCCESS;
   });
+}
+
+extern "C" TDRIVER_API const char *TDriverFrame_inertReason(const char *category, const char *key) {
+  if (category == nullptr || key == nullptr) return nullptr;
+  for (const tcamera::InertKey &inert : tcamera::inertKeys()) {
+    if (std::strcmp(inert.category, category) == 0 && std::strcmp(inert.key, key) == 0)
+      return inert.why;
+  }
+  return nullptr;
 }

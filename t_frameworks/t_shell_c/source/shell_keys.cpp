@@ -391,6 +391,8 @@ uint32_t listKey(TJsonValue *keys, const KeyTable &table, const KeyRow &row) {
     set("scale", [&](TJsonValue *m) { return TJsonValue_assignAsFloat(m, row.scale); });
   if (row.help != nullptr)
     set("help", [&](TJsonValue *m) { return TJsonValue_assignAsString(m, row.help); });
+  if (const char *why = TDriverFrame_inertReason(table.category, row.key); why != nullptr)
+    set("inert", [&](TJsonValue *m) { return TJsonValue_assignAsString(m, why); });
   if (code == TCOMMON_SUCCESS) return TJsonValue_addValueToArray(keys, entry);
   TJsonValue_delete(entry);
   return code;
