@@ -148,7 +148,8 @@ function flash(row, name) {
 function keyBadges(key) {
   return el('span', { class: 'badges' },
     key.readsHardware ? el('i', { class: 'hw', title: 'a read fetches the value back from the hardware' }, 'HW') : null,
-    key.pushesHardware ? el('i', { class: 'push', title: 'a write is pushed to the hardware' }, '⇢') : null);
+    key.pushesHardware ? el('i', { class: 'push', title: 'a write is pushed to the hardware' }, '⇢') : null,
+    typeof key.inert === 'string' && key.inert ? el('i', { class: 'inert', title: `No effect on the picture: ${key.inert}` }, 'inert') : null);
 }
 
 // What a key does, one line under its name; a click shows all of it.

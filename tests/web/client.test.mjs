@@ -241,14 +241,15 @@ test('search filters by category name and by key name', async () => {
   await page.fill('#search', '');
 });
 
-test('help: the block help heads its view, each key help stands beside it, search finds both', async () => {
+test('help: the block help heads its view, each key help and inert reason stand beside it, search finds help', async () => {
   // Texts of our own in the server's schema answer, so that what is shown can be checked.
   const blockHelp = 'Multiplies each colour channel by a factor of its own, before white balance.';
   const keyHelp = 'Factor of the green sites on the lines that hold red sites.';
   const other = await context.newPage();
+  let schema;
   await other.route('**/api/schema', async (route) => {
     const response = await route.fetch();
-    const schema = await response.json();
+    schema = await response.json();
     schema.DG.help = blockHelp;
     schema.DG.keys.find((key) => key.key === 'gr').help = keyHelp;
     await route.fulfill({ response, json: schema });
@@ -269,6 +270,13 @@ test('help: the block help heads its view, each key help stands beside it, searc
   await other.fill('#search', 'before white balance');
   const blocks = await other.locator('#categories a[data-category]').evaluateAll((links) => links.map((link) => link.dataset.category));
   assert.ok(blocks.includes('DG') && !blocks.includes('CCM'), blocks.join());
+
+  // A key the camera model leaves without effect says why, beside its name.
+  const [category, about] = Object.entries(schema).find(([, each]) => each.keys.some((key) => key.inert));
+  const inert = about.keys.find((key) => key.inert);
+  await other.fill('#search', '');
+  await other.click(`#categories a[data-category="${category}"]`);
+  assert.equal(await other.locator(`.key-row[data-key="${inert.key}"] .badges i.inert`).getAttribute('title'), `No effect on the picture: ${inert.inert}`);
   await other.close();
 });
 
