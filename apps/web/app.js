@@ -620,7 +620,6 @@ async function start() {
     preview = new PreviewPane(api, $('#preview'), {
       notify,
       reportError,
-      isStreaming: () => state.streaming === true,
       startStreaming: () => setStreaming(true),
       readSettings,
       restoreSettings: (uri, source) => restoreSnapshot(uri, source).catch((error) => reportError(error, 'Restore')),

@@ -236,7 +236,7 @@ class FrameSource {
 }
 
 export class PreviewPane {
-  // hooks: notify(text, kind), reportError(error, context), isStreaming(), startStreaming(),
+  // hooks: notify(text, kind), reportError(error, context), startStreaming(),
   // readSettings() -> data URI, restoreSettings(uri), writeKey(category, key, value) -> messages.
   constructor(api, root, hooks) {
     this.api = api;
@@ -257,6 +257,7 @@ export class PreviewPane {
     this.dragging = null;
     this.probeBusy = false;
     this.probeNext = null;
+    this.probePoint = null; // the pixel under the cursor, in the frame
     this.frames = 0;
     this.build();
     const stored = window.localStorage.getItem(kStageKey);
@@ -505,6 +506,13 @@ export class PreviewPane {
       ctx.strokeRect(rx, ry, this.region.w * scale, this.region.h * scale);
       ctx.setLineDash([]);
     }
+    // The probed pixel, outlined once pixels are large enough to point at.
+    if (this.probePoint && scale >= 4) {
+      const [px, py] = this.view.toCanvas(this.probePoint.x, this.probePoint.y);
+      ctx.strokeStyle = '#f8fafc';
+      ctx.lineWidth = 1;
+      ctx.strokeRect(px - 0.5, py - 0.5, scale + 1, scale + 1);
+    }
     this.canvas.dataset.image = [x, y, w, h].map((v) => Math.round(v)).join(',');
     this.canvas.dataset.full = `${this.full.width}x${this.full.height}`;
     this.canvas.dataset.drawn = String(this.frames);
@@ -597,6 +605,11 @@ export class PreviewPane {
     const y = Math.floor(fy);
     if (x < 0 || y < 0 || x >= this.full.width || y >= this.full.height) return;
     this.probeNext = { x, y };
+    if (this.view.scale >= 4 && (this.probePoint?.x !== x || this.probePoint?.y !== y)) {
+      this.probePoint = { x, y };
+      this.draw();
+    }
+    this.probePoint = { x, y };
     this.runProbe();
   }
 
