@@ -350,8 +350,8 @@ int main(int argc, char **argv) {
   policyOptions.listenHost = options.host;
   tshell_server::ServerLimits limits;
   limits.maxBody = options.maxRequest;
-  // Uploads may be as large as they are allowed, and a few at once.
-  limits.bodyBytesInFlight = std::max(limits.bodyBytesInFlight, 2 * options.maxUpload);
+  // The largest upload allowed must fit on its own.
+  limits.bodyBytesInFlight = std::max(limits.bodyBytesInFlight, options.maxUpload);
   tshell_server::FrameFeed frameFeed(instance->driver(), kMaxFrameStreams);
   std::vector<tshell_server::Route> routes = tshell_server::makeRoutes(instance.get(), &events);
   tshell_server::FrameRouteOptions frameOptions;

@@ -15,6 +15,9 @@
 #include "cli_fixture.h"
 #include "t_common.h"
 #include "t_database.h"
+#ifdef TSHELL_TEST_FRAMES
+#include "imaging.h"
+#endif
 
 namespace {
 
@@ -265,6 +268,62 @@ double centre(const std::vector<long> &bins) {
   }
   return total > 0 ? weighted / total : 0;
 }
+
+#ifdef TSHELL_TEST_FRAMES
+TEST_F(CliTest, FramesAreWrittenAfterTheRequestsAndInjectedBefore) {
+  const std::string rawOn = R"(-e '{"category":"IPT","key":"isRaw","value":{"current":true}}')";
+  const std::string injectOn =
+      R"(-e '{"category":"IPT","key":"isInject","value":{"current":true}}')";
+  write("junk.png", "not a picture at all");
+  imaging::Picture small;
+  small.width = 320, small.height = 240, small.channels = 3;
+  small.data8.assign(size_t(320) * 240 * 3, 128);
+  std::string png, error;
+  ASSERT_TRUE(imaging::encodePng(small, &png, &error)) << error;
+  write("small.png", png);
+  const struct {
+    std::string arguments;
+    int status;
+    const char *file;     // written, "" for none
+    bool raw;             // a DNG for LibRaw, else a picture
+    int width, height;    // of what file holds
+    const char *message;  // on standard error
+  } kCases[] = {
+      {"--stream --frame '" + path("out.png") + "'", 0, "out.png", false, 1920, 1080, ""},
+      {"--stream --frame '" + path("bls.jpg") + "' --stage BLS", 0, "bls.jpg", false, 1920, 1080,
+       ""},
+      {"--stream " + rawOn + " --raw '" + path("raw.dng") + "'", 0, "raw.dng", true, 1920, 1080,
+       ""},
+      {"--stream --raw '" + path("off.dng") + "'", 1, "", false, 0, 0, "isRaw"},
+      {"--frame '" + path("cold.png") + "'", 1, "", false, 0, 0, "--stream"},
+      {"--stream --frame '" + path("nope.png") + "' --stage NOPE", 1, "", false, 0, 0, "NOPE"},
+      // A picture injected before the requests that switch injection on is the frame after.
+      {"--stream --inject '" + path("small.png") + "' " + injectOn + " --frame '" +
+           path("again.png") + "'",
+       0, "again.png", false, 320, 240, ""},
+      {"--stream --inject '" + path("junk.png") + "' --frame '" + path("no.png") + "'", 2, "",
+       false, 0, 0, "not a picture"},
+      {"--stream --inject '" + path("missing.png") + "'", 2, "", false, 0, 0, "cannot read"},
+  };
+  for (const auto &c : kCases) {
+    Outcome result = run(c.arguments + " -e '{\"category\":\"DG\",\"key\":\"r\"}'");
+    EXPECT_EQ(result.status, c.status) << c.arguments << ": " << result.err;
+    EXPECT_NE(result.err.find(c.message), std::string::npos) << c.arguments << ": " << result.err;
+    if (c.status != 0) {
+      EXPECT_EQ(result.out.find("{\"category\":\"DG\""), c.status == 2 ? std::string::npos : 0)
+          << "a bad injection runs no request: " << result.out;
+      continue;
+    }
+    const std::string bytes = slurp(path(c.file));
+    imaging::Decoded decoded;
+    bool unsupported = false;
+    ASSERT_TRUE(imaging::readFile(bytes, &decoded, &unsupported, &error)) << c.file << error;
+    EXPECT_EQ(decoded.isRaw, c.raw) << c.file;
+    EXPECT_EQ(c.raw ? decoded.raw.width : decoded.picture.width, c.width) << c.file;
+    EXPECT_EQ(c.raw ? decoded.raw.height : decoded.picture.height, c.height) << c.file;
+  }
+}
+#endif
 
 }  // namespace
 

@@ -40,6 +40,38 @@ std::string pngOf(const imaging::Picture &picture) {
   return bytes;
 }
 
+// An uncompressed 8-bit RGB TIFF of a picture, laid out by hand: header, the pixels, the
+// bits per sample, then one directory.
+std::string tiffOf(const imaging::Picture &picture) {
+  std::string out("II*\0\0\0\0\0", 8);
+  const auto put16 = [&](uint32_t v) { out += char(v & 0xff), out += char(v >> 8 & 0xff); };
+  const auto put32 = [&](uint32_t v) { put16(v & 0xffff), put16(v >> 16); };
+  out.append(reinterpret_cast<const char *>(picture.data8.data()), picture.data8.size());
+  const uint32_t bitsAt = static_cast<uint32_t>(out.size());
+  put16(8), put16(8), put16(8);
+  const uint32_t directory = static_cast<uint32_t>(out.size());
+  for (int i = 0; i < 4; ++i) out[4 + i] = char(directory >> (8 * i) & 0xff);
+  const uint32_t entries[][4] = {{256, 4, 1, uint32_t(picture.width)},
+                                 {257, 4, 1, uint32_t(picture.height)},
+                                 {258, 3, 3, bitsAt},
+                                 {259, 3, 1, 1},
+                                 {262, 3, 1, 2},
+                                 {273, 4, 1, 8},
+                                 {277, 3, 1, 3},
+                                 {278, 4, 1, uint32_t(picture.height)},
+                                 {279, 4, 1, uint32_t(picture.data8.size())}};
+  put16(std::size(entries));
+  for (const auto &e : entries) {
+    put16(e[0]), put16(e[1]), put32(e[2]);
+    if (e[1] == 3 && e[2] == 1)
+      put16(e[3]), put16(0);
+    else
+      put32(e[3]);
+  }
+  put32(0);
+  return out;
+}
+
 class FrameTest : public ServerTest {
  protected:
   // A full frame takes a good part of a second to render on a busy two-core machine.
@@ -269,6 +301,7 @@ TEST_F(FrameTest, UploadsAreInjectedAndRefusedOnesChangeNothing) {
       {std::string("II*\0", 4) + std::string(100, '\0'), 400, nullptr, 320, 240},
       {std::string(9u << 20, 'x'), 413, nullptr, 320, 240},  // above --max-upload
       {dng->body, 200, "raw", 1920, 1080},
+      {tiffOf(barsPicture(96, 64)), 200, "picture", 96, 64},
       {bars, 200, "picture", 320, 240},
   };
   for (const auto &c : kCases) {
