@@ -1,5 +1,6 @@
 #include <new>
 
+#include "camera/gain_tables.h"
 #include "driver_blocks.h"
 #include "driver_internal.h"
 
@@ -32,7 +33,12 @@ uint32_t push(TDriver &driver, const char *category) {
   if (const uint32_t code = programmedState(driver, category, &state); code != TCOMMON_SUCCESS)
     return code;
   ++driver.generation;
-  return TDatabase_copyRecord(category, state, record);
+  if (const uint32_t code = TDatabase_copyRecord(category, state, record); code != TCOMMON_SUCCESS)
+    return code;
+  // Programming a block reloads the per-gain table that the firmware follows for it.
+  for (const tcamera::GainTable &table : tcamera::gainTables())
+    if (std::string_view(table.block) == category) return push(driver, table.category);
+  return TCOMMON_SUCCESS;
 }
 
 uint32_t programBlock(void *context, const char *category) {
@@ -130,9 +136,11 @@ extern "C" TDRIVER_API uint32_t TDriver_stream(TDriver *driver, uint8_t isStream
   return journaledCall(driver, tdriver::kStream, isStream, [&](TDriver &locked) -> uint32_t {
     if (isStream != 0) {
       if (locked.state == TDRIVER_STATE_OFF) return TCOMMON_NOT_INITIALIZED;
+      if (locked.state != TDRIVER_STATE_STREAMING) ++locked.generation;  // tables start
       locked.state = TDRIVER_STATE_STREAMING;
     } else if (locked.state == TDRIVER_STATE_STREAMING) {
       locked.state = TDRIVER_STATE_INITIALIZED;
+      ++locked.generation;  // the per-gain tables stop: the pushed records apply again
     }
     return TCOMMON_SUCCESS;
   });

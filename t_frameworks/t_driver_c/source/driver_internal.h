@@ -69,7 +69,8 @@ struct TDriver {
   // first programmed and written only through TDatabase_copyRecord, so that it holds
   // settings fields only (no transient buffers of the database's records).
   tdriver::NameMap<std::unique_ptr<std::byte[]>> hardware;
-  uint64_t generation = 0;  // counts pushes: the camera reads the hardware again when it moves
+  uint64_t generation = 0;  // moves with every push and when streaming starts or stops: the
+                            // camera reads the hardware again when it moves
   std::shared_ptr<tdriver::Camera> camera;  // made when a frame is first asked for
   // The host's cap on the camera's frame size (TDriverFrame_limit); 0: only the sensor's own.
   uint32_t frameLimitWidth = 0;

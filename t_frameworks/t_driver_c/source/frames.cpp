@@ -2,6 +2,8 @@
 // frame at a tap, and the camera each driver keeps behind its hardware state.
 #include "frames.h"
 
+#include "camera/gain_tables.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
@@ -49,6 +51,15 @@ uint32_t syncedCamera(TDriver &locked, std::unique_lock<std::mutex> &lock, Camer
       if (locked.frameLimitHeight != 0)
         path.rectangle.height = std::min(path.rectangle.height, locked.frameLimitHeight);
     }
+    // While streaming, the firmware's per-frame loop programs the blocks that follow a
+    // per-gain table; the still of an initialised, idle camera shows the pushed records.
+    if (locked.state == TDRIVER_STATE_STREAMING)
+      tcamera::applyGainTables(
+          [&](const char *category) -> const void * {
+            const auto found = locked.hardware.find(std::string_view(category));
+            return found != locked.hardware.end() ? found->second.get() : nullptr;
+          },
+          *made.gathered);
     made.pipeline.setState(*made.gathered);
     made.generation = locked.generation;
   }
