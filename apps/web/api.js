@@ -95,15 +95,17 @@ export class Api {
     return Array.isArray(data) ? data : [data];
   }
 
-  // The server's schema is {CATEGORY: {title, help, keys: [...]}}. The views work on
-  // {CATEGORY: keys}; each category's title and help stay in this.about.
+  // The server's schema is {CATEGORY: {title, help, keys: [...]}} (older servers: {CATEGORY:
+  // [...]}). The views work on {CATEGORY: keys}; each category's title and help stay in
+  // this.about.
   async schema() {
     const data = await this.call('GET', '/api/schema');
     const keys = {};
     this.about = {};
     for (const [category, entry] of Object.entries(data)) {
-      keys[category] = entry.keys;
-      this.about[category] = { title: entry.title || '', help: entry.help || '' };
+      const plain = Array.isArray(entry);
+      keys[category] = plain ? entry : entry.keys;
+      this.about[category] = { title: (!plain && entry.title) || '', help: (!plain && entry.help) || '' };
     }
     return keys;
   }

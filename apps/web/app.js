@@ -10,6 +10,7 @@ import { ActivityPanel } from './activity.js';
 import { createEditor, el } from './editors.js';
 import { StatisticsPoller, createLiveView } from './live.js';
 import { createLabPanel } from './lab.js';
+import { PreviewPane } from './preview.js';
 import {
   editorKind,
   filesKeys,
@@ -30,6 +31,7 @@ const $ = (selector) => document.querySelector(selector);
 
 const state = {
   schema: null,
+  about: {}, // category -> {title, help} from the server
   streaming: null,
   view: null, // {category, rows: Map(key -> row), dispose()}
 };
@@ -83,15 +85,22 @@ function readKeys(category, keys) {
 }
 
 async function writeKey(category, key, value) {
+  // The picture as it was before a change of the camera's settings stays for comparison.
+  if (preview && category !== 'IPT') preview.beforeWrite();
   const [answer] = await api.request([{ category, key, value: { current: value } }]);
   return messagesOf(answer);
 }
 
 // ---- Category list -------------------------------------------------------------------------
 
+function titleOf(category) {
+  return state.about[category]?.title || kCategoryTitles[category] || '';
+}
+
 function renderCategoryList() {
   const list = $('#categories');
-  const results = searchSchema(state.schema, $('#search').value);
+  const about = Object.fromEntries(Object.keys(state.schema).map((category) => [category, `${titleOf(category)} ${state.about[category]?.help || ''}`]));
+  const results = searchSchema(state.schema, $('#search').value, about);
   const sections = new Map(kCategorySections.map((section) => [section, []]));
   for (const result of results) sections.get(categorySection(result.category)).push(result);
   list.replaceChildren();
@@ -101,7 +110,7 @@ function renderCategoryList() {
     members.sort((a, b) => a.category.localeCompare(b.category, 'en', { numeric: true }));
     for (const { category, keys } of members) {
       const link = el('a', { href: `#/${encodeURIComponent(category)}`, dataset: { category } },
-        el('b', {}, category), el('small', {}, kCategoryTitles[category] || ''));
+        el('b', {}, category), el('small', {}, titleOf(category)));
       const chips = keys.slice(0, 8).map((key) =>
         el('a', { class: 'chip', href: `#/${encodeURIComponent(category)}/${encodeURIComponent(key)}` }, key));
       if (keys.length > 8) chips.push(el('span', { class: 'chip more' }, `+${keys.length - 8}`));
@@ -141,10 +150,19 @@ function flash(row, name) {
 function keyBadges(key) {
   return el('span', { class: 'badges' },
     key.readsHardware ? el('i', { class: 'hw', title: 'a read fetches the value back from the hardware' }, 'HW') : null,
-    key.pushesHardware ? el('i', { class: 'push', title: 'a write is pushed to the hardware' }, '⇢') : null);
+    key.pushesHardware ? el('i', { class: 'push', title: 'a write is pushed to the hardware' }, '⇢') : null,
+    typeof key.inert === 'string' && key.inert ? el('i', { class: 'inert', title: `No effect on the picture: ${key.inert}` }, 'inert') : null);
 }
 
-// One row per key: name and type, the editor, and the shell's messages.
+// What a key does, one line under its name; a click shows all of it.
+function keyHelp(key) {
+  if (typeof key.help !== 'string' || !key.help) return null;
+  const help = el('p', { class: 'key-help', title: key.help }, key.help);
+  help.addEventListener('click', () => help.classList.toggle('open'));
+  return help;
+}
+
+// One row per key: name and type, the editor, the key's help and the shell's messages.
 function createKeyRow(category, key, view) {
   const kind = editorKind(key);
   const row = { key, kind, element: null, editor: null, messages: el('div', { class: 'messages' }) };
@@ -162,6 +180,7 @@ function createKeyRow(category, key, view) {
       el('small', {}, shapeText(key)),
       key.rowsFrom ? el('small', { class: 'note' }, `rows: ${key.rowsFrom}`) : null),
     el('div', { class: 'key-editor' }, row.editor.element),
+    keyHelp(key),
     row.messages);
   row.element.addEventListener('valuecheck', (event) => {
     row.messages.querySelector('.local')?.remove();
@@ -228,7 +247,7 @@ function openCategory(category, focusKey = null) {
   const readable = keys.filter(isBatchReadable).length;
   const hardware = keys.filter((key) => key.readsHardware).length;
   const head = el('header', { class: 'view-head' },
-    el('h2', {}, category, el('small', {}, kCategoryTitles[category] || '')),
+    el('h2', {}, category, el('small', {}, titleOf(category))),
     el('span', { class: 'meta' }, `${keys.length} keys · ${hardware} read back from hardware`),
     status, reloadButton);
 
@@ -276,7 +295,9 @@ function openCategory(category, focusKey = null) {
   };
 
   const tools = categoryTools(category);
-  $('#view').replaceChildren(el('section', { class: 'category-view' }, head, banner, tools, body));
+  const helpText = state.about[category]?.help;
+  const help = helpText ? el('p', { class: 'category-help' }, helpText) : null;
+  $('#view').replaceChildren(el('section', { class: 'category-view' }, head, help, banner, tools, body));
   markCurrent();
   view.reload().then(() => {
     if (!focusKey) return;
@@ -348,7 +369,7 @@ function createGroup(view, item) {
 }
 
 function liveCard(view, category) {
-  const card = createLiveView(category, kCategoryTitles[category] || '');
+  const card = createLiveView(category, titleOf(category));
   subscribeLive(view, category, card);
   return card.element;
 }
@@ -380,7 +401,7 @@ function openLive() {
   const cards = kMeasuredCategories.filter((category) => state.schema[category] && statisticsKey(state.schema, category));
   const grid = el('div', { class: 'live-grid' });
   for (const category of cards) {
-    const card = createLiveView(category, kCategoryTitles[category] || '');
+    const card = createLiveView(category, titleOf(category));
     card.element.querySelector('h3').append(el('a', { class: 'small-link', href: `#/${category}` }, 'settings →'));
     subscribeLive(view, category, card);
     grid.append(card.element);
@@ -410,6 +431,7 @@ function showStreaming(on) {
   button.querySelector('b').textContent = on === null ? '?' : on ? 'on' : 'off';
   if (state.view && state.view.idlers) for (const idle of state.view.idlers) idle();
   poller.schedule(0);
+  if (preview) preview.streamingChanged();
 }
 
 async function refreshStreaming() {
@@ -437,15 +459,66 @@ async function setStreaming(on) {
   }
 }
 
+// The whole settings document (ST/setting) as a data URI, or null (said in a notification).
+async function readSettings() {
+  const [answer] = await readKeys('ST', ['setting']);
+  const current = answer && answer.value ? answer.value.current : null;
+  const uri = Array.isArray(current) ? current[0] : current;
+  if (typeof uri !== 'string' || !uri.startsWith('data:')) {
+    notify(`The settings could not be read: ${messagesOf(answer).join('; ') || 'no document in the answer'}`, 'error');
+    return null;
+  }
+  return uri;
+}
+
+// Writes a settings document to the camera and shows the open view's keys again. source
+// names where the document came from (a file name, a snapshot).
+async function restoreSettings(uri, source, verb = 'uploaded') {
+  const messages = await writeKey('ST', 'setting', [uri]);
+  if (messages.length) notify(`Settings from ${source}: ${messages.join('; ')}`, 'error');
+  else notify(`Settings ${verb} from ${source}: accepted`, 'ok');
+  if (state.view && state.view.category) await state.view.reload();
+  return messages.length === 0;
+}
+
+function documentOf(uri) {
+  return JSON.parse(new TextDecoder().decode(Uint8Array.from(atob(uri.slice(uri.indexOf(',') + 1)), (c) => c.charCodeAt(0))));
+}
+
+// A settings document only replaces the database; the hardware takes a block's settings when
+// its keys are written. So the blocks whose section differs from the database they replaced
+// are written again, key by key where the document holds the key's value under its name.
+async function pushBlocks(previous, next) {
+  const commands = [];
+  const blocks = [];
+  for (const [category, keys] of Object.entries(state.schema)) {
+    const section = next[category];
+    if (categorySection(category) === kCategorySections[3] || !section || typeof section !== 'object') continue;
+    if (JSON.stringify(section) === JSON.stringify(previous[category])) continue;
+    const writes = keys.filter((key) => key.pushesHardware && isBatchReadable({ ...key, category }) && Object.hasOwn(section, key.key));
+    if (writes.length === 0) continue;
+    blocks.push(category);
+    for (const key of writes) commands.push({ category, key: key.key, value: { current: section[key.key] } });
+  }
+  if (commands.length === 0) return;
+  const answers = await api.request(commands);
+  const bad = answers.flatMap((answer) => problems(messagesOf(answer)).map((text) => `${answer.category}/${answer.key}: ${text}`));
+  if (bad.length) notify(`Pushing the restored blocks: ${bad.slice(0, 4).join('; ')}`, 'error');
+  else notify(`Restored blocks pushed to the hardware: ${blocks.join(', ')}`, 'ok');
+}
+
+// Restores a snapshot's settings document and pushes the blocks it changes.
+async function restoreSnapshot(uri, source) {
+  const previous = await readSettings();
+  if (!previous || !(await restoreSettings(uri, source, 'restored'))) return;
+  if (state.streaming) await pushBlocks(documentOf(previous), documentOf(uri));
+  if (state.view && state.view.category) await state.view.reload();
+}
+
 async function downloadSettings() {
   try {
-    const [answer] = await readKeys('ST', ['setting']);
-    const current = answer && answer.value ? answer.value.current : null;
-    const uri = Array.isArray(current) ? current[0] : current;
-    if (typeof uri !== 'string' || !uri.startsWith('data:')) {
-      notify(`The settings could not be read: ${messagesOf(answer).join('; ') || 'no document in the answer'}`, 'error');
-      return;
-    }
+    const uri = await readSettings();
+    if (!uri) return;
     const blob = dataUriToBlob(uri);
     const link = el('a', { href: URL.createObjectURL(blob), download: 'settings.json' });
     document.body.append(link);
@@ -460,11 +533,7 @@ async function downloadSettings() {
 
 async function uploadSettings(file) {
   try {
-    const uri = await fileToDataUri(file, 'text/json');
-    const messages = await writeKey('ST', 'setting', [uri]);
-    if (messages.length) notify(`Settings upload of ${file.name}: ${messages.join('; ')}`, 'error');
-    else notify(`Settings uploaded from ${file.name}: accepted`, 'ok');
-    if (state.view && state.view.category) await state.view.reload();
+    await restoreSettings(await fileToDataUri(file, 'text/json'), file.name);
   } catch (error) {
     reportError(error, 'Settings upload');
   }
@@ -534,11 +603,13 @@ const poller = new StatisticsPoller(api, {
 });
 
 let activity = null;
+let preview = null;
 let headerWired = false;
 
 async function start() {
   try {
     state.schema = await api.schema();
+    state.about = api.about || {};
   } catch (error) {
     $('#view').replaceChildren(el('p', { class: 'placeholder error' }, `The key schema could not be loaded: ${error.message}`));
     reportError(error, 'Schema');
@@ -556,6 +627,20 @@ async function start() {
   renderCategoryList();
   await refreshStreaming();
   route();
+  if (!preview) {
+    preview = new PreviewPane(api, $('#preview'), {
+      notify,
+      reportError,
+      startStreaming: () => setStreaming(true),
+      readSettings,
+      restoreSettings: (uri, source) => restoreSnapshot(uri, source).catch((error) => reportError(error, 'Restore')),
+      writeKey: async (category, key, value) => {
+        const messages = problems(await writeKey(category, key, value));
+        if (category === 'IPT' && state.view && state.view.category === 'IPT') await state.view.reload();
+        return messages;
+      },
+    });
+  }
   if (!activity) {
     activity = new ActivityPanel(api, {
       list: $('#activity'),

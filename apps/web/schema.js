@@ -171,9 +171,10 @@ export function layoutCategory(category, keys) {
   return items;
 }
 
-// Search over category names, titles and key names. Returns [{category, keys}] where keys
-// lists the matching key names (empty when the category itself matched).
-export function searchSchema(schema, text) {
+// Search over category names, titles and help texts (about: category -> text), and key names
+// and help. Returns [{category, keys}] where keys lists the matching key names (empty when the
+// category itself matched).
+export function searchSchema(schema, text, about = {}) {
   const needle = text.trim().toLowerCase();
   const results = [];
   for (const category of Object.keys(schema)) {
@@ -182,9 +183,10 @@ export function searchSchema(schema, text) {
       continue;
     }
     const title = (kCategoryTitles[category] || '').toLowerCase();
-    const nameMatch = category.toLowerCase().includes(needle) || title.includes(needle);
+    const nameMatch = category.toLowerCase().includes(needle) || title.includes(needle) ||
+      (about[category] || '').toLowerCase().includes(needle);
     const keys = schema[category]
-      .filter((key) => key.key.toLowerCase().includes(needle))
+      .filter((key) => key.key.toLowerCase().includes(needle) || (typeof key.help === 'string' && key.help.toLowerCase().includes(needle)))
       .map((key) => key.key);
     if (nameMatch || keys.length > 0) results.push({ category, keys: nameMatch ? [] : keys });
   }
