@@ -9,23 +9,24 @@ namespace {
 using Record = TDatabaseAutoWideDynamicRange_5_2_1;
 using Row = TDatabaseAutoWideDynamicRange_5_2_1Row;
 
-// Local contrast and shadow gain that back off as the gain grows (lifting shadows lifts
-// their noise too). The light-source thresholds bracket the log2 luminance of a 12-bit
-// sensor (0 .. 12) in four steps.
+// At the lowest gain the row is the manual block's own tuning, so that switching the table on
+// leaves a base-gain picture as it was; from there local contrast and shadow gain back off as
+// the gain grows (lifting shadows lifts their noise too). The light-source thresholds bracket
+// the log2 luminance of a 12-bit sensor (0 .. 12) in four steps.
 constexpr Row makeRow() {
   Row row{};
   fillGainPoints(row);
   for (uint32_t g = 0; g < kGainPoints; ++g) {
-    row.contrast[g] = static_cast<int16_t>(ramp<uint32_t>(g, 64, 0) - 16);  // 48 .. -16
+    row.contrast[g] = static_cast<int16_t>(ramp<uint32_t>(g, 32, 0) - 32);  // 0 .. -32
     row.deGamma[g] = 2.2f;
-    row.entropyBase[g] = 1024;
-    row.entropySlope[g] = 200;
-    row.fixedWeight[g] = 0;
-    row.flatLevel[g] = ramp<uint8_t>(g, 2, 12);
+    row.entropyBase[g] = 512;
+    row.entropySlope[g] = 128;
+    row.fixedWeight[g] = 64;
+    row.flatLevel[g] = ramp<uint8_t>(g, 8, 12);
     row.flatLevelGlobal[g] = 4;
     row.highStrength[g] = 128;
-    row.hlcBaseLog[g] = 10.0f;
-    row.hlcSlope[g] = 16;
+    row.hlcBaseLog[g] = 14.0f;
+    row.hlcSlope[g] = 32;
     for (uint32_t t = 0; t < 4; ++t) {
       const float threshold = 3.0f + 2.5f * static_cast<float>(t);
       row.lightBlueThrLog[g][t] = threshold;
@@ -37,15 +38,15 @@ constexpr Row makeRow() {
     }
     row.lightEn[g] = 0;
     row.lightSatHiThr[g] = 200;
-    row.lightSatLoThr[g] = 40;
+    row.lightSatLoThr[g] = 64;
     row.logAnchorSlope[g] = 256;
     row.logAnchorXLog[g] = 8.0f;
     row.logWeight[g] = 128;
-    row.lowStrength[g] = ramp<uint16_t>(g, 512, 128);
-    row.maxGain[g] = ramp<uint16_t>(g, 4096, 1024);  // 16x .. 4x in Q8
-    row.satRange[g] = 1.0f;
-    row.satThrGainDown[g] = 3840;
-    row.satThrGainUp[g] = 256;
+    row.lowStrength[g] = ramp<uint16_t>(g, 256, 128);
+    row.maxGain[g] = ramp<uint16_t>(g, 1024, 512);  // 4x .. 2x in Q8
+    row.satRange[g] = 0.8f;
+    row.satThrGainDown[g] = 160;
+    row.satThrGainUp[g] = 96;
     row.wdrColorWeight[g][0] = 77;  // BT.601 luma weights out of 256
     row.wdrColorWeight[g][1] = 150;
     row.wdrColorWeight[g][2] = 29;

@@ -243,6 +243,28 @@ constexpr InertKey kInertKeys[] = {
      "to its pushed record"},
     {"AEE_3", ":anchor1", "kept by the table; the model's edge enhancer has no member it drives"},
     {"AEE_3", ":detailLvl", "drives EE_3 detailLevel: coring by gradTh covers it"},
+    {"AEE_3", ":depfCompLumaDiff",
+     "drives EE_3 depfCompLumaDiff: purple-fringe removal, and the chart shows no purple fringe "
+     "(the "
+     "simulated lens has no chromatic aberration)"},
+    {"AEE_3", ":depfDetectLumaDiff",
+     "drives EE_3 depfDetectLumaDiff: purple-fringe removal, and the chart shows no purple fringe "
+     "(the "
+     "simulated lens has no chromatic aberration)"},
+    {"AEE_3", ":depfDetectLumaTh",
+     "drives EE_3 depfDetectLumaTh: purple-fringe removal, and the chart shows no purple fringe "
+     "(the "
+     "simulated lens has no chromatic aberration)"},
+    {"AEE_3", ":depfLimit",
+     "drives EE_3 depfLimit: purple-fringe removal, and the chart shows no purple fringe (the "
+     "simulated lens has no chromatic aberration)"},
+    {"AEE_3", ":depfSatStr",
+     "drives EE_3 depfSatStrength: purple-fringe removal, and the chart shows no purple fringe "
+     "(the "
+     "simulated lens has no chromatic aberration)"},
+    {"AEE_3", ":depurpleEn",
+     "drives EE_3 isDePurple: purple-fringe removal, and the chart shows no purple fringe (the "
+     "simulated lens has no chromatic aberration)"},
     {"AEE_3", ":detailPreEnhanceStr",
      "drives EE_3 detailPreEnhanceStrength: no pre-enhancement pass"},
     {"AEE_3", ":edgeNrLvl", "drives EE_3 edgeNrLevel: coring by gradTh covers it"},
