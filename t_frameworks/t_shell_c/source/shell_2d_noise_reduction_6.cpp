@@ -18,8 +18,8 @@ uint32_t after(TShell *shell, void *) {
 
 constexpr KeyRow kKeys[] = {
     {"isStatistics", Access::Bool, SHELL_FIELD(isStatistics), nullptr, nullptr,
-     "Statistics-view switch of the client: true asks for the block's statistics view. Never "
-     "touches the hardware."},
+     "Client flag: true while the tuning client shows this block's statistics view. Reading or "
+     "writing it never touches the hardware."},
     {"state", Access::Integer, SHELL_FIELD(state), nullptr, after,
      "Block mode word: 0 bypasses the spatial noise filter, 1 (as shipped) runs it. Bypassed, the "
      "simulated mosaic passes unchanged."},
@@ -123,9 +123,10 @@ constexpr tshell::About kAbout = {
     "Spatial noise reduction on the Bayer mosaic: each site is averaged with its same-colour "
     "neighbours, weighted by how far they lie from it in units of the expected noise, and detail "
     "above a threshold is given back. Two filters, one for static and one for moving content, are "
-    "blended by motion. In the simulated camera a range filter over the 8 same-colour neighbours "
-    "runs with a sensor noise model (offset plus shot noise growing with gain and level); a single "
-    "frame has no motion, so the motion keys have no effect there."};
+    "blended by motion. The simulated camera runs a range filter over the 8 same-colour neighbours "
+    "with a sensor noise model; a single frame has no motion, so the motion keys have no effect "
+    "there. While it streams, the A2DNR_6 table (on as shipped) replaces the members it carries "
+    "with their values at the current gain."};
 
 }  // namespace
 

@@ -17,8 +17,8 @@ uint32_t after(TShell *shell, void *) {
 
 constexpr KeyRow kKeys[] = {
     {"isStatistics", Access::Bool, SHELL_FIELD(isStatistics), nullptr, nullptr,
-     "Statistics-view switch of the client: true asks for the block's statistics view. Never "
-     "touches the hardware."},
+     "Client flag: true while the tuning client shows this block's statistics view. Reading or "
+     "writing it never touches the hardware."},
     {"state", Access::Integer, SHELL_FIELD(state), nullptr, after,
      "Block mode word: 0 bypasses temporal filtering, 1 (as shipped) runs it. Bypassed, the "
      "simulated frame passes unchanged."},
@@ -99,7 +99,8 @@ constexpr tshell::About kAbout = {
     "two differ by no more than the expected noise, and kept as it is where they differ more "
     "(motion), so moving edges do not smear. Motion is measured on the luma against a noise model, "
     "averaged, dilated and smoothed. In the simulated camera the block blends with the frame it "
-    "last delivered; the first frame after a start passes through."};
+    "last delivered; the first frame after a start passes through. While it streams, the A3DNR_4 "
+    "table (on as shipped) replaces the members it carries with their values at the current gain."};
 
 }  // namespace
 

@@ -110,9 +110,9 @@ constexpr tshell::About kAbout = {
     "Spatial noise reduction per gain",
     "Spatial noise reduction settings per sensor gain point: a table of 10 rows (one per sensor "
     "mode), each listing 20 gain points and the 2DNR_6 settings at each, so that filtering grows "
-    "with the gain and the noise. While the camera streams and the table is on, the selected row "
-    "is interpolated at the sensor's total gain and programmed into 2DNR_6; its pushed settings "
-    "supply the rest. A write pushes 2DNR_6."};
+    "with the gain and the noise. While the camera streams and the table is on (as shipped), the "
+    "selected row is interpolated at the sensor's total gain and programmed into 2DNR_6; its "
+    "pushed settings supply the rest. A write pushes 2DNR_6."};
 
 }  // namespace
 

@@ -22,10 +22,10 @@ constexpr KeyRow inRow(const char *key, Access access, tshell::FieldRef field, c
 constexpr KeyRow kKeys[] = {
     {"nmK", Access::Float, SHELL_FIELD(nmK), nullptr, after,
      "Sensor noise model parameter K, one value for every row and gain point (0.35 as shipped), no "
-     "unit. Kept for the firmware; the simulated camera does not apply it."},
+     "unit."},
     {"nmP", Access::Float, SHELL_FIELD(nmP), nullptr, after,
      "Sensor noise model parameter P, one value for every row and gain point (2.0 as shipped), no "
-     "unit. Kept for the firmware; the simulated camera does not apply it."},
+     "unit."},
     tshell::indexKey(kRow, {"tableIndex", Access::Integer, SHELL_FIELD(tableIndex), nullptr, after,
                             "Row of the table that the ':' keys address, 0..9 (one row per sensor "
                             "mode). Kept in the database, shared by every client; a write outside "
@@ -96,9 +96,9 @@ constexpr tshell::About kAbout = {
     "Temporal noise reduction settings per sensor gain point: a table of 10 rows (one per sensor "
     "mode), each listing 20 gain points and the 3DNR_4 settings at each, so that temporal "
     "filtering and the motion search grow with the gain, plus a sensor noise model shared by all "
-    "rows. While the camera streams and the table is on, the selected row is interpolated at the "
-    "sensor's total gain and programmed into 3DNR_4; its pushed settings supply the rest. A write "
-    "pushes 3DNR_4."};
+    "rows. While the camera streams and the table is on (as shipped), the selected row is "
+    "interpolated at the sensor's total gain and programmed into 3DNR_4; its pushed settings "
+    "supply the rest. A write pushes 3DNR_4."};
 
 }  // namespace
 

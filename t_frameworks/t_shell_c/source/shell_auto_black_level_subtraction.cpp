@@ -35,9 +35,9 @@ constexpr tshell::About kAbout = {
     "Black levels per gain",
     "Black levels per sensor gain point: a table of 10 rows (one per sensor mode), each listing 20 "
     "gain points and the four channel black levels at each, since dark current lifts the pedestal "
-    "as the gain grows. While the camera streams and the table is on, the selected row is "
-    "interpolated at the sensor's total gain and programmed into BLS as its override levels. A "
-    "write pushes BLS."};
+    "as the gain grows. While the camera streams and the table is on (as shipped), the selected "
+    "row is interpolated at the sensor's total gain and programmed into BLS as its override "
+    "levels. A write pushes BLS."};
 
 }  // namespace
 

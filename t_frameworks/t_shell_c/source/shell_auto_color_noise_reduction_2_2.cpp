@@ -51,16 +51,16 @@ constexpr KeyRow kKeys[] = {
     tshell::inEntry(
         kRow, {":textureMask", Access::Integer, SHELL_FIELD_OF(Row, textureMask), nullptr, after,
                "20 entries, one per gain point: how much luma texture protects chroma detail, "
-               "0..255 (relaxing with gain as shipped). Kept for the firmware; the simulated "
-               "camera does not apply it."}),
+               "0..255 (relaxing with gain as shipped)."}),
 };
 
 constexpr tshell::About kAbout = {
     "Chroma noise reduction per gain",
     "Chroma noise reduction per sensor gain point: a table of 10 rows (one per sensor mode), each "
     "listing 20 gain points and the filter switch, strength and three layer sigmas at each, "
-    "growing with the gain. While the camera streams and the table is on, the selected row is "
-    "interpolated at the sensor's total gain and programmed into CNR_2_2. A write pushes CNR_2_2."};
+    "growing with the gain. While the camera streams and the table is on (as shipped), the "
+    "selected row is interpolated at the sensor's total gain and programmed into CNR_2_2. A write "
+    "pushes CNR_2_2."};
 
 }  // namespace
 

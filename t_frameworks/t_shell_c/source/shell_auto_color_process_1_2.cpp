@@ -49,8 +49,8 @@ constexpr tshell::About kAbout = {
     "Brightness, contrast, hue and saturation per sensor gain point: a table of 10 rows (one per "
     "sensor mode), each listing 20 gain points and the four settings at each, so that saturation "
     "and contrast can ease off where chroma noise grows. While the camera streams and the table is "
-    "on, the selected row is interpolated at the sensor's total gain and programmed into CP_1_2. A "
-    "write pushes CP_1_2."};
+    "on (as shipped), the selected row is interpolated at the sensor's total gain and programmed "
+    "into CP_1_2. A write pushes CP_1_2."};
 
 }  // namespace
 

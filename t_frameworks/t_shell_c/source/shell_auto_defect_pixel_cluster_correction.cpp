@@ -73,9 +73,9 @@ constexpr tshell::About kAbout = {
     "Defect pixels per gain",
     "Defect pixel detection per sensor gain point: a table of 10 rows (one per sensor mode), each "
     "listing 20 gain points and the detection thresholds of three method sets at each, rising with "
-    "the gain so that noise is not taken for defects. While the camera streams and the table is "
-    "on, the selected row is applied to DPCC at the sensor's total gain (thresholds interpolated, "
-    "switches and modes from the point at or below it). A write pushes DPCC."};
+    "the gain so that noise is not taken for defects. While the camera streams and the table is on "
+    "(as shipped), the selected row is applied to DPCC at the sensor's total gain (thresholds "
+    "interpolated, switches and modes from the point at or below it). A write pushes DPCC."};
 
 }  // namespace
 

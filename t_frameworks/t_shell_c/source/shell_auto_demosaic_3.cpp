@@ -53,15 +53,14 @@ constexpr KeyRow kKeys[] = {
     gainKey(":declineEn", Access::Bool, SHELL_FIELD(declineEn),
             "20 entries, one per gain point: true turns the decline mode on. The camera takes the "
             "entry at or below the current sensor gain as DMSC_3 isDecline."),
-    gainKey(":highlightTh", Access::Integer, SHELL_FIELD(highlightTh),
-            "20 × 2, a row per gain point: the two highlight thresholds (start, full), 12-bit "
-            "codes. Kept for the firmware; the simulated camera does not apply it."),
+    gainKey(
+        ":highlightTh", Access::Integer, SHELL_FIELD(highlightTh),
+        "20 × 2, a row per gain point: the two highlight thresholds (start, full), 12-bit codes."),
     gainKey(":dmscDepurpleEnable", Access::Bool, SHELL_FIELD(dmscDepurpleEnable),
             "20 entries, one per gain point: true turns purple-fringe removal on. The camera takes "
             "the entry at or below the current sensor gain as DMSC_3 isDePurple."),
     gainKey(":dmscDepurpleThr", Access::Integer, SHELL_FIELD(dmscDepurpleThr),
-            "20 entries, one per gain point: the purple-fringe detection threshold, codes. Kept "
-            "for the firmware; the simulated camera does not apply it."),
+            "20 entries, one per gain point: the purple-fringe detection threshold, codes."),
     gainKey(":dmscDepurpleSatShrink", Access::Integer, SHELL_FIELD(dmscDepurpleSatShrink),
             "20 entries, one per gain point: how much fringe chroma is taken away, 1/16. The "
             "camera interpolates it at the current sensor gain into DMSC_3 saturationShrink."),

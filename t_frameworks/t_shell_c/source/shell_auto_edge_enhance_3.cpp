@@ -26,10 +26,9 @@ constexpr KeyRow kKeys[] = {
                             "Row of the table that the ':' keys address, 0..9 (one row per sensor "
                             "mode). Kept in the database, shared by every client; a write outside "
                             "the table is refused. The camera applies this row while streaming."}),
-    inRow(
-        ":anchor1", Access::Float, SHELL_FIELD_OF(Row, anchor1),
-        "20 entries, one per gain point: the first anchor of the sharpening strength curve, 0..1 "
-        "(0.25 .. 0.5 as shipped). Kept for the firmware; the simulated camera does not apply it."),
+    inRow(":anchor1", Access::Float, SHELL_FIELD_OF(Row, anchor1),
+          "20 entries, one per gain point: the first anchor of the sharpening strength curve, 0..1 "
+          "(0.25 .. 0.5 as shipped)."),
     inRow(":autoLevel", Access::Integer, SHELL_FIELD_OF(Row, autoLevel),
           "How many leading gain points the row fills, 0..20 (20 as shipped). The rows carry no "
           "gain list: the points are 1, 1.5, 2, 3, 4, 6 ... 768. The camera applies the row while "
@@ -136,8 +135,7 @@ constexpr KeyRow kKeys[] = {
           "takes the entry at or below the current sensor gain as EE_3 skinProcessEn."),
     inRow(":skinThreshold", Access::Integer, SHELL_FIELD_OF(Row, skinThreshold),
           "20 × 6, a row per gain point: the six bounds of the skin-tone region: Cb low, high, Cr "
-          "low, high, luma low, high (signed). Kept for the firmware; the simulated camera does "
-          "not apply it."),
+          "low, high, luma low, high (signed)."),
 };
 
 constexpr tshell::About kAbout = {
@@ -145,8 +143,9 @@ constexpr tshell::About kAbout = {
     "Edge enhancement per sensor gain point: a table of 10 rows (one per sensor mode), each with "
     "the sharpening, skin-tone, chroma-adaptive, contrast-curve and purple-fringe settings at 20 "
     "gain points, sharpening backing off as the gain grows. The rows carry no gain list: the "
-    "points are the standard 1, 1.5, 2, 3 ... 768. While the camera streams and the table is on, "
-    "the selected row is interpolated at the sensor's total gain into EE_3. A write pushes EE_3."};
+    "points are the standard 1, 1.5, 2, 3 ... 768. While the camera streams and the table is on "
+    "(as shipped), the selected row is interpolated at the sensor's total gain into EE_3. A write "
+    "pushes EE_3."};
 
 }  // namespace
 

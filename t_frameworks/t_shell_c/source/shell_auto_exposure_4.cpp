@@ -34,8 +34,9 @@ constexpr KeyRow kKeys[] = {
      "camera's exposure loop does not use it."},
     {"aGain", Access::Float, SHELL_FIELD(aGain), before, after,
      "Analog sensor gain per exposure frame, 8 entries (frame 0 the long exposure, then the "
-     "shorter HDR frames), factor (1.0 as shipped). Reading it first reads EC_2 back from the "
-     "hardware; the exposure loop programs EC_2, not this key."},
+     "shorter HDR frames), factor (1.0 as shipped). A stored setting: reading it refreshes EC_2 "
+     "from the hardware first, but the sensor's values are EC_2's, which the camera's exposure "
+     "loop programs."},
     {"antiFlickerMode", Access::Integer, SHELL_FIELD(antiFlickerMode), nullptr, after,
      "Mains flicker avoidance: 0 off, 1 (as shipped) 50 Hz, 2 60 Hz. The camera's exposure loop "
      "keeps exposure times of a mains half-period or more at whole multiples of it (10 ms, 8.33 "
@@ -59,17 +60,18 @@ constexpr KeyRow kKeys[] = {
      "Scale on dampUnder for large changes towards brighter, 0..1 (0.5 as shipped). Used by the "
      "camera's exposure loop."},
     {"dGain", Access::Float, SHELL_FIELD(dGain), before, after,
-     "Digital sensor gain per exposure frame, 8 entries, factor (1.0 as shipped). Reading it first "
-     "reads EC_2 back from the hardware; the exposure loop programs EC_2, not this key."},
+     "Digital sensor gain per exposure frame, 8 entries, factor (1.0 as shipped). A stored "
+     "setting: reading it refreshes EC_2 from the hardware first, but the sensor's values are "
+     "EC_2's, which the camera's exposure loop programs."},
     {"expDecomposeCustom", Access::Bool, SHELL_FIELD(expDecomposeCustom), nullptr, after,
      "true splits exposure into time and gain by the custom table (expTableNum) instead of the "
      "built-in order (false as shipped). The camera's exposure loop does not use it."},
-    tshell::scaled(
-        kMicrosecondsPerSecond,
-        {"exposureTime", Access::Float, SHELL_FIELD(exposureTime), before, after,
-         "Exposure time per exposure frame, 8 entries, in microseconds (the record holds seconds; "
-         "10000 for frame 0, each further frame a quarter, as shipped). Reading it first reads "
-         "EC_2 back from the hardware; the exposure loop programs EC_2, not this key."}),
+    tshell::scaled(kMicrosecondsPerSecond,
+                   {"exposureTime", Access::Float, SHELL_FIELD(exposureTime), before, after,
+                    "Exposure time per exposure frame, 8 entries, in microseconds (the record "
+                    "holds seconds; 10000 for frame 0, each further frame a quarter, as shipped). "
+                    "A stored setting: reading it refreshes EC_2 from the hardware first, but the "
+                    "sensor's values are EC_2's, which the camera's exposure loop programs."}),
     {"expTableNum", Access::Integer, SHELL_FIELD(expTableNum), nullptr, after,
      "Number of the exposure split table in use (1 as shipped). The camera's exposure loop does "
      "not use it."},

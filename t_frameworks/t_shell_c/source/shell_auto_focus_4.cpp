@@ -62,8 +62,8 @@ constexpr KeyRow kKeys[] = {
      "focus loop."},
     {"mode", Access::Integer, SHELL_FIELD(mode), nullptr, after,
      "Focus mode: 0 off, 1 search once and hold, 2 (as shipped) continuous: search again when "
-     "focus is lost. The camera's focus loop runs while this and FC mode are not 0 and programs "
-     "the FC lens position."},
+     "focus is lost. The camera's focus loop runs while this, FC mode and AFM_3 isEnable are all "
+     "on, and programs the FC lens position."},
     {"pdRoiIndex", Access::Integer, SHELL_FIELD(pdRoiIndex), nullptr, after,
      "Phase-detection window in use (0 as shipped). The camera's focus loop does not use it."},
     {"pdShiftThreshold", Access::Float, SHELL_FIELD(pdShiftThreshold), nullptr, after,
@@ -81,9 +81,9 @@ constexpr tshell::About kAbout = {
     "Auto focus",
     "The auto-focus control: the lens travel, the contrast search (coarse sweep, refinement, "
     "tolerance), continuous refocusing, windows and weights, and phase-detection settings. While "
-    "the camera streams and both this mode and FC mode are not 0, its focus loop sweeps the lens "
-    "for the sharpest AFM_3 measure, one position a frame, and holds it (FC state 2); the keys it "
-    "uses say so. The simulated sensor has no phase pixels. A write pushes FC."};
+    "the camera streams and this mode, FC mode and AFM_3 isEnable are all on, its focus loop "
+    "sweeps the lens for the sharpest AFM_3 measure, one position a frame, and holds it (FC state "
+    "2); the keys it uses say so. The simulated sensor has no phase pixels. A write pushes FC."};
 
 }  // namespace
 

@@ -15,13 +15,13 @@ uint32_t after(TShell *shell, void *) {
 constexpr KeyRow kKeys[] = {
     {"damping", Access::Float, SHELL_FIELD(damping), nullptr, after,
      "Damping of strength changes between frames, 0..1 (0.3 as shipped): higher follows gain "
-     "changes more slowly. Kept for the firmware; the simulated camera does not apply it."},
+     "changes more slowly."},
     {"interMode", Access::Integer, SHELL_FIELD(interMode), nullptr, after,
      "How the strength is read between gain points: 0 the nearer point, other values interpolate "
      "linearly (1 as shipped). The camera follows it."},
     {"autoLevel", Access::Integer, SHELL_FIELD(autoLevel), nullptr, after,
-     "Level setting of the control, stored only (1 as shipped); it selects nothing in the shell "
-     "and the simulated camera does not use it."},
+     "Calibration level of the strengths (1 as shipped). A stored setting: it selects nothing in "
+     "the shell."},
     {":strength", Access::Float, SHELL_FIELD(strength), nullptr, after,
      "20 entries, one per gain point: share of the calibrated shading correction, 0..1 (1.0 at "
      "unity gain to 0.5 at the highest as shipped). The camera pulls the LSC_3 grid towards 1.0 by "

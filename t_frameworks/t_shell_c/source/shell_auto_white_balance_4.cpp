@@ -164,9 +164,8 @@ constexpr KeyRow kKeys[] = {
      "Weight of face colour in the estimate, 0..1 (0.5 as shipped). The camera's white-balance "
      "loop does not use it."},
     {"mode", Access::Integer, SHELL_FIELD(mode), nullptr, after,
-     "Control mode: 0 off (the WB_1_1 gains stay as pushed), other values automatic. While the "
-     "camera streams, a mode other than 0 runs its white-balance loop, which programs the WB_1_1 "
-     "gains."},
+     "Control mode: 0 (as shipped) manual, the WB_1_1 gains stay as pushed; 1 automatic: while the "
+     "camera streams, its white-balance loop programs the WB_1_1 gains each frame."},
     {"faceAwbRg", Access::Float, SHELL_FIELD(faceAwbRg), nullptr, after,
      "Target R/G of detected faces with faceAwbEnable. The camera's white-balance loop does not "
      "use it."},
@@ -200,7 +199,7 @@ constexpr tshell::About kAbout = {
     "Auto white balance",
     "The auto-white-balance control: how grey is found (confounding light positions, "
     "colour-temperature weights, face and window weights), preferences by light and brightness, "
-    "and how the gains follow (damping, lock). While the camera streams and mode is not 0, its "
+    "and how the gains follow (damping, lock). While the camera streams and mode is 1, its "
     "white-balance loop finds the grey zones of the AES_2 window near the sensor's white locus "
     "each frame and programs the WB_1_1 gains (G 1); the keys it uses say so. A write pushes "
     "WB_1_1."};

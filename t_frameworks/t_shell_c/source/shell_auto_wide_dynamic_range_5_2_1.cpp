@@ -139,9 +139,9 @@ constexpr tshell::About kAbout = {
     "Local tone mapping per sensor gain point: a table of 10 rows (one per sensor mode), each "
     "listing 20 gain points and the WDR_5_2_1 curve, highlight, saturation, flatness and "
     "coloured-light settings at each; shadow lift and local contrast back off as the gain grows, "
-    "since lifting shadows lifts their noise too. While the camera streams and the table is on, "
-    "the selected row is interpolated at the sensor's total gain into WDR_5_2_1. A write pushes "
-    "WDR_5_2_1."};
+    "since lifting shadows lifts their noise too. While the camera streams and the table is on (as "
+    "shipped), the selected row is interpolated at the sensor's total gain into WDR_5_2_1. A write "
+    "pushes WDR_5_2_1."};
 
 }  // namespace
 
