@@ -93,12 +93,13 @@ constexpr KeyRow kKeys[] = {
             "Curve 0, selected entry: detail level up to which the gain is layerR2, 12-bit codes."),
     inCurve(kCurve0, "sharpenCurve0:layerT4Shift", SHELL_FIELD_OF(Curve, layerT4Shift),
             "Curve 0, selected entry: log2 of the ramp from layer0T3 to where layerR3 holds."),
-    inCurve(kCurve0, "sharpenCurve0:layerR1", SHELL_FIELD_OF(Curve, layerR1),
-            "Curve 0, selected entry: sharpening gain on the smallest detail, 1/256."),
+    inCurve(
+        kCurve0, "sharpenCurve0:layerR1", SHELL_FIELD_OF(Curve, layerR1),
+        "Curve 0, selected entry: sharpening gain on weak detail (level up to layerT1), 1/256."),
     inCurve(kCurve0, "sharpenCurve0:layerR2", SHELL_FIELD_OF(Curve, layerR2),
-            "Curve 0, selected entry: sharpening gain on middle detail, 1/256."),
+            "Curve 0, selected entry: sharpening gain on medium detail (up to layer0T3), 1/256."),
     inCurve(kCurve0, "sharpenCurve0:layerR3", SHELL_FIELD_OF(Curve, layerR3),
-            "Curve 0, selected entry: sharpening gain on the largest detail, 1/256."),
+            "Curve 0, selected entry: sharpening gain on strong detail (beyond layer0T3), 1/256."),
     indexOf(kCurve1,
             "Entry of sharpening curve 1 (0..19) that the sharpenCurve1: keys address. Kept in the "
             "database; outside the curve is refused. The camera programs this entry as DMSC_3 "
@@ -111,12 +112,13 @@ constexpr KeyRow kKeys[] = {
             "Curve 1, selected entry: detail level up to which the gain is layerR2, 12-bit codes."),
     inCurve(kCurve1, "sharpenCurve1:layerT4Shift", SHELL_FIELD_OF(Curve, layerT4Shift),
             "Curve 1, selected entry: log2 of the ramp from layer0T3 to where layerR3 holds."),
-    inCurve(kCurve1, "sharpenCurve1:layerR1", SHELL_FIELD_OF(Curve, layerR1),
-            "Curve 1, selected entry: sharpening gain on the smallest detail, 1/256."),
+    inCurve(
+        kCurve1, "sharpenCurve1:layerR1", SHELL_FIELD_OF(Curve, layerR1),
+        "Curve 1, selected entry: sharpening gain on weak detail (level up to layerT1), 1/256."),
     inCurve(kCurve1, "sharpenCurve1:layerR2", SHELL_FIELD_OF(Curve, layerR2),
-            "Curve 1, selected entry: sharpening gain on middle detail, 1/256."),
+            "Curve 1, selected entry: sharpening gain on medium detail (up to layer0T3), 1/256."),
     inCurve(kCurve1, "sharpenCurve1:layerR3", SHELL_FIELD_OF(Curve, layerR3),
-            "Curve 1, selected entry: sharpening gain on the largest detail, 1/256."),
+            "Curve 1, selected entry: sharpening gain on strong detail (beyond layer0T3), 1/256."),
     indexOf(kCurve2,
             "Entry of sharpening curve 2 (0..19) that the sharpenCurve2: keys address. Kept in the "
             "database; outside the curve is refused. The camera programs this entry as DMSC_3 "
@@ -129,12 +131,13 @@ constexpr KeyRow kKeys[] = {
             "Curve 2, selected entry: detail level up to which the gain is layerR2, 12-bit codes."),
     inCurve(kCurve2, "sharpenCurve2:layerT4Shift", SHELL_FIELD_OF(Curve, layerT4Shift),
             "Curve 2, selected entry: log2 of the ramp from layer0T3 to where layerR3 holds."),
-    inCurve(kCurve2, "sharpenCurve2:layerR1", SHELL_FIELD_OF(Curve, layerR1),
-            "Curve 2, selected entry: sharpening gain on the smallest detail, 1/256."),
+    inCurve(
+        kCurve2, "sharpenCurve2:layerR1", SHELL_FIELD_OF(Curve, layerR1),
+        "Curve 2, selected entry: sharpening gain on weak detail (level up to layerT1), 1/256."),
     inCurve(kCurve2, "sharpenCurve2:layerR2", SHELL_FIELD_OF(Curve, layerR2),
-            "Curve 2, selected entry: sharpening gain on middle detail, 1/256."),
+            "Curve 2, selected entry: sharpening gain on medium detail (up to layer0T3), 1/256."),
     inCurve(kCurve2, "sharpenCurve2:layerR3", SHELL_FIELD_OF(Curve, layerR3),
-            "Curve 2, selected entry: sharpening gain on the largest detail, 1/256."),
+            "Curve 2, selected entry: sharpening gain on strong detail (beyond layer0T3), 1/256."),
 };
 
 constexpr tshell::About kAbout = {

@@ -149,8 +149,8 @@ constexpr KeyRow kKeys[] = {
      "at least the lock threshold). Used by the camera's white-balance loop."},
     {"awbTemWeight", Access::Float, SHELL_FIELD(awbTemWeight), before, after,
      "Weight of grey candidates per colour-temperature band, 7 values: below 3000 K, 3000-4000 ... "
-     "7000-8000, above (1.0 as shipped). Reading it first reads WB_1_1 back. Used by the camera's "
-     "white-balance loop."},
+     "7000-8000, above (1.0 as shipped). Reading it refreshes WB_1_1 from the hardware first; the "
+     "value is the control's own. Used by the camera's white-balance loop."},
     {"faceAwbBg", Access::Float, SHELL_FIELD(faceAwbBg), nullptr, after,
      "Target B/G of detected faces with faceAwbEnable. The camera's white-balance loop does not "
      "use it."},
