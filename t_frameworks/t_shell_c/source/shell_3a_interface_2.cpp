@@ -40,7 +40,8 @@ constexpr tshell::About kAbout = {
     "The switches between the ISP and its 3A controls (exposure, white balance, focus): which "
     "corrections the controls may drive, and the exposure time and gain handed to the sensor. The "
     "block cannot be read back, so reads answer what the database holds. In the simulated camera "
-    "the block is stored with each push but no stage reads it; exposure and gain come from EC_2."};
+    "the block is stored with each push, but neither the stages nor the control loops read it: "
+    "exposure and gain come from EC_2, and auto white balance follows AWB_4 mode."};
 
 }  // namespace
 
