@@ -161,9 +161,9 @@ constexpr tshell::About kAbout = {
     "Auto exposure",
     "The auto-exposure control: metering weights and windows, the target brightness with its "
     "tolerance and damping, flicker avoidance and low-light repression. While the camera streams "
-    "and EC_2 state is 1, its exposure loop meters the AES_2 window each frame and steers EC_2 "
-    "exposure time, then analog and digital gain, towards setPoint; the keys it uses say so. A "
-    "write pushes EC_2."};
+    "and EC_2 state is 1 (0 as shipped), its exposure loop meters the AES_2 window each frame and "
+    "steers EC_2 exposure time, then analog and digital gain, towards setPoint; the keys it uses "
+    "say so. A write pushes EC_2, which hands the settings to the loop."};
 
 }  // namespace
 

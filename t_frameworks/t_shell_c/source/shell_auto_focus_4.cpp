@@ -81,9 +81,10 @@ constexpr tshell::About kAbout = {
     "Auto focus",
     "The auto-focus control: the lens travel, the contrast search (coarse sweep, refinement, "
     "tolerance), continuous refocusing, windows and weights, and phase-detection settings. While "
-    "the camera streams and this mode, FC mode and AFM_3 isEnable are all on, its focus loop "
-    "sweeps the lens for the sharpest AFM_3 measure, one position a frame, and holds it (FC state "
-    "2); the keys it uses say so. The simulated sensor has no phase pixels. A write pushes FC."};
+    "the camera streams and this mode, FC mode (0 as shipped) and AFM_3 isEnable are all on, its "
+    "focus loop sweeps the lens for the sharpest AFM_3 measure, one position a frame, and holds it "
+    "(FC state 2); the keys it uses say so. The simulated sensor has no phase pixels. A write "
+    "pushes FC, which hands the settings to the loop."};
 
 }  // namespace
 

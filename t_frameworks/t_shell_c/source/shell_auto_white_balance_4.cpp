@@ -202,7 +202,7 @@ constexpr tshell::About kAbout = {
     "and how the gains follow (damping, lock). While the camera streams and mode is 1, its "
     "white-balance loop finds the grey zones of the AES_2 window near the sensor's white locus "
     "each frame and programs the WB_1_1 gains (G 1); the keys it uses say so. A write pushes "
-    "WB_1_1."};
+    "WB_1_1, which hands the settings to the loop."};
 
 }  // namespace
 
