@@ -25,8 +25,8 @@ constexpr KeyRow kKeys[] = {
                             "the table is refused. The camera applies this row while streaming."}),
     inRow(":contrast", Access::Integer, SHELL_FIELD_OF(Row, contrast),
           "20 entries, one per gain point: local contrast, signed about 0 (0 keeps the detail as "
-          "it is; 48 .. -16 as shipped). The camera interpolates it at the current sensor gain "
-          "into WDR_5_2_1 contrast, as 512 + this value."),
+          "it is; 0 .. -32 as shipped). The camera interpolates it at the current sensor gain into "
+          "WDR_5_2_1 contrast, as 512 + this value."),
     inRow(":deGamma", Access::Float, SHELL_FIELD_OF(Row, deGamma),
           "20 entries, one per gain point: gamma that makes the encoded picture linear for the "
           "highlight level (2.2 as shipped). The camera interpolates it at the current sensor gain "
@@ -109,11 +109,11 @@ constexpr KeyRow kKeys[] = {
           "20 entries, one per gain point: weight of the log-domain curve. The camera interpolates "
           "it at the current sensor gain into WDR_5_2_1 logWeight."),
     inRow(":lowStrength", Access::Integer, SHELL_FIELD_OF(Row, lowStrength),
-          "20 entries, one per gain point: shadow lift strength, 1/256 (512 .. 128 as shipped). "
+          "20 entries, one per gain point: shadow lift strength, 1/256 (256 .. 128 as shipped). "
           "The camera interpolates it at the current sensor gain into WDR_5_2_1 lowStrength."),
     inRow(
         ":maxGain", Access::Integer, SHELL_FIELD_OF(Row, maxGain),
-        "20 entries, one per gain point: largest local gain, 1/256 (4096 = 16x .. 1024 = 4x as "
+        "20 entries, one per gain point: largest local gain, 1/256 (1024 = 4x .. 512 = 2x as "
         "shipped). The camera interpolates it at the current sensor gain into WDR_5_2_1 maxGain."),
     inRow(":satRange", Access::Float, SHELL_FIELD_OF(Row, satRange),
           "20 entries, one per gain point: share of the gain that chroma follows at high gain, "
