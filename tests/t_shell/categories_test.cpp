@@ -317,7 +317,7 @@ TEST(SchemaTest, ListsEveryKeyWithItsShapeAndHardwareAccess) {
   TJsonReader_close(&reader);
   const std::string schemaText(text);
   for (const char *expected : {R"({"key":"curve","access":"integer","element":"u16",)"
-                               R"("shape":[64],"readsHardware":true,"pushesHardware":true})",
+                               R"("shape":[64],"readsHardware":true,"pushesHardware":true)",
                                R"({"key":"isStatistics","access":"bool","element":"u8",)"
                                R"("shape":[],"readsHardware":false,"pushesHardware":false)"}) {
     EXPECT_NE(schemaText.find(expected), std::string::npos) << expected;
