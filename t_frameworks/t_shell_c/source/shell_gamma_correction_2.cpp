@@ -22,7 +22,7 @@ constexpr KeyRow kKeys[] = {
     {"state", Access::Integer, SHELL_FIELD(state), nullptr, after,
      "0 bypasses the block, any other value enables it (1 as shipped). Writing pushes the block."},
     {"curve", Access::Integer, SHELL_FIELD(curve), before, after,
-     "64 output levels of the curve in 10-bit codes, one per input level (0 to 1023; gamma 1/2.2 "
+     "64 output levels of the curve in 10-bit codes (0 to 1023), one per curve point (gamma 1/2.2 "
      "as shipped). A curve whose points are all equal falls back to the standard exponent."},
     {"curvePx", Access::Integer, SHELL_FIELD(curvePx), before, after,
      "64 input levels of the curve points in 12-bit codes (0, 65, ..., 4095 as shipped). Used only "
