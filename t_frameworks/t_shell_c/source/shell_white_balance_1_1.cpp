@@ -20,15 +20,17 @@ constexpr KeyRow kKeys[] = {
      "0 bypasses the block, any other value enables it (1 as shipped). Writing pushes the block."},
     {"gain", Access::Float, SHELL_FIELD(gain), before, after,
      "Gains of the R, Gr, Gb and B sites as factors (1.0 each as shipped); typically red and blue "
-     "above 1 and the greens near 1. The signal above black is multiplied and clipped at white."},
+     "above 1 and the greens near 1. The signal above black is multiplied and clipped at white. "
+     "Auto white balance programs them (greens 1)."},
 };
 
 constexpr tshell::About kAbout = {
     "White balance",
     "White balance gains per Bayer channel, which make a neutral surface come out grey under the "
-    "scene's illuminant. The auto white balance loop (AWB_4) programs them, or a client sets them "
-    "by hand. In the simulated camera each site's signal above black is multiplied by its "
-    "channel's gain and clipped at white, so highlights clip per channel."};
+    "scene's light. In the simulated camera each site's signal above black is multiplied by its "
+    "channel's gain and clipped at white, so highlights clip per channel. With AWB_4 mode 1 the "
+    "camera's auto white balance loop programs the gains frame by frame while streaming, and reads "
+    "answer what it programmed."};
 
 }  // namespace
 
