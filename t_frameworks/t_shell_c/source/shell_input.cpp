@@ -52,8 +52,8 @@ constexpr tshell::Selection kPath = SHELL_SELECTION("pathIndex", pathIndex, path
 constexpr KeyRow kKeys[] = {
     {"framerate", Access::Float, SHELL_FIELD(framerate), nullptr, nullptr,
      "Frames per second the input delivers (30 as shipped). The server advances the simulated "
-     "camera's frames at this rate while streaming, held to 1..240, and auto exposure keeps the "
-     "integration time within one frame. Stored only: no driver call."},
+     "camera's frames at this rate while streaming (held to 1..240), and auto exposure keeps the "
+     "integration time within one frame. Stored only: it takes effect when streaming next starts."},
     tshell::indexKey(
         kPath, {"pathIndex", Access::Integer, SHELL_FIELD(pathIndex), nullptr, nullptr,
                 "Input path, 0 to 2, that the \":\" keys address and that the simulated sensor "
