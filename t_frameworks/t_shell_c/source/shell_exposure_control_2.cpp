@@ -20,7 +20,8 @@ constexpr KeyRow kKeys[] = {
     {"state", Access::Integer, SHELL_FIELD(state), nullptr, after,
      "0 manual (as shipped): the sensor runs at the exposure written here. 1 auto exposure: while "
      "streaming, the camera's loop meters the AES_2 window and programs integrationTime and the "
-     "gains each frame towards AE_4 setPoint. Writing pushes the block."},
+     "gains each frame towards AE_4 setPoint, with the AE_4 settings this block's last push "
+     "latched."},
     {"gain.analog", Access::Float, SHELL_FIELD(gain.analog), before, after,
      "Analog sensor gain of the four exposure frames as factors (1.0 as shipped); frame 0's times "
      "its digital gain is the simulated sensor's gain, which also raises its noise. Auto exposure "

@@ -23,7 +23,8 @@ constexpr KeyRow kKeys[] = {
      "settled."},
     {"mode", Access::Integer, SHELL_FIELD(mode), before, after,
      "Focus mode: 0 manual (as shipped), the lens stays where position puts it; any other value "
-     "lets the camera's auto-focus loop move it while AF_4 mode is not 0 too."},
+     "lets the camera's auto-focus loop move it while AF_4 mode is not 0 too, with the AF_4 "
+     "settings this block's last push latched."},
     {"position", Access::Integer, SHELL_FIELD(position), before, after,
      "Lens position in motor steps between infinity and macro (512 as shipped, mid travel). The "
      "simulated lens is sharp at 400 and blurs by about one pixel every 25 steps away from it. "

@@ -21,7 +21,8 @@ constexpr KeyRow kKeys[] = {
     {"gain", Access::Float, SHELL_FIELD(gain), before, after,
      "Gains of the R, Gr, Gb and B sites as factors (1.0 each as shipped); typically red and blue "
      "above 1 and the greens near 1. The signal above black is multiplied and clipped at white. "
-     "Auto white balance programs them (greens 1)."},
+     "Auto white balance programs them (greens 1), with the AWB_4 settings this block's last push "
+     "latched."},
 };
 
 constexpr tshell::About kAbout = {
