@@ -317,11 +317,73 @@ TEST(SchemaTest, ListsEveryKeyWithItsShapeAndHardwareAccess) {
   TJsonReader_close(&reader);
   const std::string schemaText(text);
   for (const char *expected : {R"({"key":"curve","access":"integer","element":"u16",)"
-                               R"("shape":[64],"readsHardware":true,"pushesHardware":true})",
+                               R"("shape":[64],"readsHardware":true,"pushesHardware":true)",
                                R"({"key":"isStatistics","access":"bool","element":"u8",)"
                                R"("shape":[],"readsHardware":false,"pushesHardware":false)"}) {
     EXPECT_NE(schemaText.find(expected), std::string::npos) << expected;
   }
+}
+
+// The text of an object's member, "" when it has none or it is not a string.
+std::string textOf(TJsonValue *object, const char *name) {
+  TJsonValue *member = nullptr;
+  const char *text = nullptr;
+  if (TJsonValue_member(object, name, &member) != TCOMMON_SUCCESS ||
+      TJsonValue_asString(member, &text) != TCOMMON_SUCCESS || text == nullptr)
+    return "";
+  return text;
+}
+
+// A tuning client shows these texts beside every category and key: one missing leaves the
+// engineer with a bare name.
+TEST(SchemaTest, EveryCategoryAndKeyCarriesItsHelp) {
+  const char *text = nullptr;
+  ASSERT_EQ(TShell_schema(&text), TCOMMON_SUCCESS);
+  TJsonReader *reader = nullptr;
+  ASSERT_EQ(TJsonReader_open(&reader), TCOMMON_SUCCESS);
+  TJsonValue *schema = nullptr;
+  ASSERT_EQ(TJsonReader_parse(reader, text, text + strlen(text), &schema), TCOMMON_SUCCESS);
+  struct Walk {
+    std::vector<std::string> missing;
+    uint32_t categories = 0;
+    uint64_t keys = 0;
+  } walk;
+  const auto visit = [](void *context, const char *name, TJsonValue *category) -> uint32_t {
+    auto &w = *static_cast<Walk *>(context);
+    ++w.categories;
+    for (const char *member : {"title", "help"}) {
+      if (textOf(category, member).empty()) w.missing.push_back(std::string(name) + " " + member);
+    }
+    TJsonValue *keys = nullptr;
+    uint64_t count = 0;
+    if (TJsonValue_member(category, "keys", &keys) != TCOMMON_SUCCESS ||
+        TJsonValue_size(keys, &count) != TCOMMON_SUCCESS || count == 0)
+      w.missing.push_back(std::string(name) + " keys");
+    for (uint64_t k = 0; k < count; ++k) {
+      TJsonValue *key = nullptr;
+      if (TJsonValue_item(keys, k, &key) == TCOMMON_SUCCESS && !textOf(key, "help").empty())
+        continue;
+      w.missing.push_back(std::string(name) + "/" + textOf(key, "key"));
+    }
+    w.keys += count;
+    return TCOMMON_SUCCESS;
+  };
+  ASSERT_EQ(TJsonValue_forEachMember(schema, visit, &walk), TCOMMON_SUCCESS);
+  TJsonValue_delete(schema);
+  TJsonReader_close(&reader);
+
+  uint32_t tables = 0;
+  uint64_t rows = 0;
+  for (uint32_t i = 0; i < kShellCategoryCount; ++i) {
+    if (kShellCategories[i].keys == nullptr) continue;
+    ++tables;
+    rows += kShellCategories[i].keys->count;
+  }
+  EXPECT_EQ(walk.categories, tables);
+  EXPECT_EQ(walk.keys, rows);
+  std::string list;
+  for (const std::string &name : walk.missing) list += "\n  " + name;
+  EXPECT_TRUE(walk.missing.empty()) << walk.missing.size() << " without help:" << list;
 }
 
 }  // namespace

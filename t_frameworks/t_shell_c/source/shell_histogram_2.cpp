@@ -24,17 +24,36 @@ uint32_t statistics(const void *record, TJsonValue *value) {
 }
 
 constexpr KeyRow kKeys[] = {
-    {"state", Access::Integer, SHELL_FIELD(state), nullptr, after},
-    {"gridWeight", Access::Integer, SHELL_FIELD(gridWeight), nullptr, after},
-    {"mode", Access::Integer, SHELL_FIELD(mode), nullptr, after},
-    {"rectangle.height", Access::Integer, SHELL_FIELD(rectangle.height), nullptr, after},
-    {"rectangle.offset.x", Access::Integer, SHELL_FIELD(rectangle.offset.x), nullptr, after},
-    {"rectangle.offset.y", Access::Integer, SHELL_FIELD(rectangle.offset.y), nullptr, after},
-    {"rectangle.width", Access::Integer, SHELL_FIELD(rectangle.width), nullptr, after},
-    tshell::statisticsKey("statistics", statistics, before, nullptr),
+    {"state", Access::Integer, SHELL_FIELD(state), nullptr, after,
+     "0 switches the unit off (its bins read all 0), any other value on (1 as shipped). Writing "
+     "pushes the unit."},
+    {"gridWeight", Access::Integer, SHELL_FIELD(gridWeight), nullptr, after,
+     "25 weights of the 5 x 5 grid that divides the window into equal cells, row by row from the "
+     "top-left (1 each as shipped); a sample counts its cell's weight."},
+    {"mode", Access::Integer, SHELL_FIELD(mode), nullptr, after,
+     "What is counted: 0 luminance 0.299 R + 0.587 G + 0.114 B (as shipped), 1 red, 2 green, 3 "
+     "blue."},
+    {"rectangle.height", Access::Integer, SHELL_FIELD(rectangle.height), nullptr, after,
+     "Height of the measurement window in lines (1080 as shipped)."},
+    {"rectangle.offset.x", Access::Integer, SHELL_FIELD(rectangle.offset.x), nullptr, after,
+     "Left edge of the measurement window in pixels, signed (0 as shipped)."},
+    {"rectangle.offset.y", Access::Integer, SHELL_FIELD(rectangle.offset.y), nullptr, after,
+     "Top edge of the measurement window in lines, signed (0 as shipped)."},
+    {"rectangle.width", Access::Integer, SHELL_FIELD(rectangle.width), nullptr, after,
+     "Width of the measurement window in pixels (1920 as shipped)."},
+    tshell::statisticsKey(
+        "statistics", statistics, before,
+        "The measurement, read-only: {\"bins\": [32 counts]}, darkest bin first, 32 levels a bin. "
+        "Reading asks the hardware (once for a run of reads); without a stream it answers the last "
+        "measurement with a streaming message. Writing changes nothing."),
 };
 
-constexpr tshell::About kAbout = {"Histogram v2", nullptr};
+constexpr tshell::About kAbout = {
+    "Histogram v2",
+    "The second histogram measurement unit: counts the samples of a window into 32 bins of "
+    "luminance or one colour, each weighted by a 5 x 5 grid. In the simulated camera it measures "
+    "the picture after white balance, in 10-bit levels of Bayer quads; writing any key but "
+    "statistics pushes the unit."};
 
 }  // namespace
 

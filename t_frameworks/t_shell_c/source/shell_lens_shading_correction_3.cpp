@@ -28,15 +28,34 @@ uint32_t import(TShell *shell, void *record) {
 }
 
 constexpr KeyRow kKeys[] = {
-    {"isStatistics", Access::Bool, SHELL_FIELD(isStatistics), nullptr, nullptr},
-    {"state", Access::Integer, SHELL_FIELD(state), nullptr, after},
-    SHELL_FILES("import", fileCount, files, "text/txt", nullptr, import, nullptr),
-    {"matrix", Access::Integer, SHELL_FIELD(matrix), before, after},
-    {"xSize", Access::Integer, SHELL_FIELD(xSize), before, after},
-    {"ySize", Access::Integer, SHELL_FIELD(ySize), before, after},
+    {"isStatistics", Access::Bool, SHELL_FIELD(isStatistics), nullptr, nullptr,
+     "Whether the tuning client shows this block's statistics view. Stored in the settings; never "
+     "pushed to the hardware."},
+    {"state", Access::Integer, SHELL_FIELD(state), nullptr, after,
+     "0 bypasses the block, any other value enables it (1 as shipped). With the shipped flat grid "
+     "it changes nothing. Writing pushes the block."},
+    SHELL_FILES(
+        "import", fileCount, files, "text/txt", nullptr, import,
+        "Calibration files of the sensor module as an array of text/txt data URIs (fields "
+        "matrix.r, matrix.gr, matrix.gb, matrix.b, xSize, ySize). A good calibration replaces the "
+        "grid and is pushed at once; a broken one is refused with Wrong configuration."),
+    {"matrix", Access::Integer, SHELL_FIELD(matrix), before, after,
+     "Gain grids of the R, Gr, Gb and B sites: 4 rows of 1089 codes, each a 33 x 33 grid at the "
+     "corners of the sectors, row by row from the top-left; 1024 = gain 1.0 (flat as shipped)."},
+    {"xSize", Access::Integer, SHELL_FIELD(xSize), before, after,
+     "Widths of the 32 sector columns in pixels, left to right (64 each as shipped); they should "
+     "add up to the frame width, otherwise they are taken as proportions."},
+    {"ySize", Access::Integer, SHELL_FIELD(ySize), before, after,
+     "Heights of the 16 sector rows of the upper half in lines, top down, mirrored for the lower "
+     "half (48 each as shipped)."},
 };
 
-constexpr tshell::About kAbout = {"Lens shading correction", nullptr};
+constexpr tshell::About kAbout = {
+    "Lens shading correction",
+    "Corrects the lens's fall-off of brightness and colour towards the corners with a gain grid "
+    "per Bayer channel. In the simulated camera the gain, interpolated bilinearly from the 33 x 33 "
+    "grid at each site, multiplies the signal above black and clips at white. The grid is flat "
+    "(unity) until a calibration for the lens is imported or written."};
 
 }  // namespace
 

@@ -8,10 +8,15 @@ using tshell::KeyRow;
 using Record = TDatabaseMisc;
 
 constexpr KeyRow kKeys[] = {
-    {"nrReloc", Access::Bool, SHELL_FIELD(nrReloc), nullptr, nullptr},
+    {"nrReloc", Access::Bool, SHELL_FIELD(nrReloc), nullptr, nullptr,
+     "Moves noise reduction onto the raw Bayer data, before demosaicing spreads the noise over "
+     "neighbouring pixels (false as shipped). Stored only."},
 };
 
-constexpr tshell::About kAbout = {"Miscellaneous", nullptr};
+constexpr tshell::About kAbout = {
+    "Miscellaneous",
+    "Switches that belong to no single block. They are stored in the settings database and never "
+    "pushed to the hardware by themselves."};
 
 }  // namespace
 

@@ -108,12 +108,23 @@ uint32_t afterReset(TShell *shell, void *record) {
 }
 
 constexpr KeyRow kKeys[] = {
-    SHELL_FILES("setting", fileCount, files, "text/json", before, after, nullptr),
-    {"isReset", Access::Bool, SHELL_FIELD(isReset), nullptr, afterReset},
-    {"protocol", Access::Integer, SHELL_FIELD(protocol), nullptr, nullptr},
+    SHELL_FILES(
+        "setting", fileCount, files, "text/json", before, after,
+        "The settings document as a text/json data URI. Reading answers the whole database; "
+        "writing one URI replaces the database with it, all or nothing: a document the database "
+        "does not accept changes nothing. Keep it last in its request."),
+    {"isReset", Access::Bool, SHELL_FIELD(isReset), nullptr, afterReset,
+     "Writing true returns every record to what the database was opened with; the flag then reads "
+     "false again (it stays true when the reset failed). Writing false does nothing."},
+    {"protocol", Access::Integer, SHELL_FIELD(protocol), nullptr, nullptr,
+     "Revision of the settings transfer the client speaks (1 as shipped). Stored only."},
 };
 
-constexpr tshell::About kAbout = {"Settings database", nullptr};
+constexpr tshell::About kAbout = {
+    "Settings database",
+    "The whole settings database as one JSON document: the tuning client downloads it, uploads an "
+    "edited one, or resets every record to what the database was opened with. Uploaded and reset "
+    "records reach the hardware when their categories are next written, or when streaming starts."};
 
 }  // namespace
 

@@ -8,13 +8,21 @@ using tshell::KeyRow;
 using Record = TDatabaseTile;
 
 constexpr KeyRow kKeys[] = {
-    {"joint", Access::Integer, SHELL_FIELD(joint), nullptr, nullptr},
-    {"numberX", Access::Integer, SHELL_FIELD(numberX), nullptr, nullptr},
-    {"numberY", Access::Integer, SHELL_FIELD(numberY), nullptr, nullptr},
-    {"operation", Access::Integer, SHELL_FIELD(operation), nullptr, nullptr},
+    {"joint", Access::Integer, SHELL_FIELD(joint), nullptr, nullptr,
+     "How neighbouring tiles are joined, as the driver codes it (0 as shipped). Stored only."},
+    {"numberX", Access::Integer, SHELL_FIELD(numberX), nullptr, nullptr,
+     "Tiles across the frame, 16 bits (1 as shipped). Stored only."},
+    {"numberY", Access::Integer, SHELL_FIELD(numberY), nullptr, nullptr,
+     "Tiles down the frame, 16 bits (1 as shipped). Stored only."},
+    {"operation", Access::Integer, SHELL_FIELD(operation), nullptr, nullptr,
+     "Tiling operation code for the driver (0 as shipped). Stored only."},
 };
 
-constexpr tshell::About kAbout = {"Tiling", nullptr};
+constexpr tshell::About kAbout = {
+    "Tiling",
+    "Tiling of the frame into a grid that the ISP processes tile by tile. As shipped the frame is "
+    "one tile. The codes are stored for the driver; the simulated camera always renders the whole "
+    "frame at once."};
 
 }  // namespace
 

@@ -16,11 +16,22 @@ uint32_t after(TShell *shell, void *) {
 }
 
 constexpr KeyRow kKeys[] = {
-    {"state", Access::Integer, SHELL_FIELD(state), nullptr, after},
-    {"gain", Access::Float, SHELL_FIELD(gain), before, after},
+    {"state", Access::Integer, SHELL_FIELD(state), nullptr, after,
+     "0 bypasses the block, any other value enables it (1 as shipped). Writing pushes the block."},
+    {"gain", Access::Float, SHELL_FIELD(gain), before, after,
+     "Gains of the R, Gr, Gb and B sites as factors (1.0 each as shipped); typically red and blue "
+     "above 1 and the greens near 1. The signal above black is multiplied and clipped at white. "
+     "Auto white balance programs them (greens 1), with the AWB_4 settings this block's last push "
+     "latched."},
 };
 
-constexpr tshell::About kAbout = {"White balance", nullptr};
+constexpr tshell::About kAbout = {
+    "White balance",
+    "White balance gains per Bayer channel, which make a neutral surface come out grey under the "
+    "scene's light. In the simulated camera each site's signal above black is multiplied by its "
+    "channel's gain and clipped at white, so highlights clip per channel. With AWB_4 mode 1 the "
+    "camera's auto white balance loop programs the gains frame by frame while streaming, and reads "
+    "answer what it programmed."};
 
 }  // namespace
 
