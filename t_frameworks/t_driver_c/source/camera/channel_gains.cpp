@@ -35,6 +35,11 @@ void applyGains(const std::vector<float> &in, const Mosaic &shape,
 bool applyChannelGains(const Mosaic &in, const std::array<float, 5> &gains, Mosaic &out) {
   if (std::all_of(gains.begin(), gains.end(), [](float gain) { return gain == 1; })) return false;
   out = in.sameShape();
+  const auto gain = [&](Cfa c) { return gains[static_cast<int>(c)]; };
+  out.colourGain[0] *= gain(Cfa::kRed);
+  out.colourGain[1] *= (gain(Cfa::kGreenRed) + gain(Cfa::kGreenBlue)) / 2;
+  out.colourGain[2] *= gain(Cfa::kBlue);
+  out.colourGain[3] *= gain(Cfa::kInfrared);
   applyGains(in.data, in, gains, out.data);
   if (!in.shortData.empty()) applyGains(in.shortData, in, gains, out.shortData);
   return true;

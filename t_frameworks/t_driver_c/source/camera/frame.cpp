@@ -26,8 +26,8 @@ std::array<Cfa, 16> bayerPattern(unsigned order) {
 }
 
 Mosaic::Shape Mosaic::sameShape() const {
-  return {width,      height,        pattern,     blackLevel,
-          whiteLevel, exposureRatio, data.size(), shortData.size()};
+  return {width,         height,      pattern,          blackLevel, whiteLevel,
+          exposureRatio, data.size(), shortData.size(), colourGain};
 }
 
 // Resizing to the size held already keeps the buffer and does not touch the values.
@@ -38,6 +38,7 @@ Mosaic &Mosaic::operator=(const Shape &shape) {
   blackLevel = shape.blackLevel;
   whiteLevel = shape.whiteLevel;
   exposureRatio = shape.exposureRatio;
+  colourGain = shape.colourGain;
   data.resize(shape.values);
   shortData.resize(shape.shortValues);
   return *this;

@@ -44,6 +44,10 @@ struct Mosaic {
   // the HDR merge empties it.
   std::vector<float> shortData;
   float exposureRatio = 1;
+  // Gains the ISP has applied to each colour since the sensor (digital gain, white balance),
+  // indexed R, G, B, IR: a block that undoes a mix of colours the sensor made (infrared
+  // removal) works on the signal as the sensor gave it.
+  std::array<float, 4> colourGain = {1, 1, 1, 1};
 
   Cfa colourAt(int x, int y) const { return pattern[(y & 3) * 4 + (x & 3)]; }
   float at(int x, int y) const { return data[static_cast<size_t>(y) * width + x]; }
@@ -55,6 +59,7 @@ struct Mosaic {
     std::array<Cfa, 16> pattern;
     float blackLevel, whiteLevel, exposureRatio;
     size_t values, shortValues;
+    std::array<float, 4> colourGain;
   };
   // This mosaic's shape; assigned to a mosaic it gives that one the same geometry and levels,
   // data and shortData sized like these (shortData empty if this has none), values not set.

@@ -500,6 +500,7 @@ void captureSensor(const SensorSettings &settings, uint64_t frameNumber, Mosaic 
   const int bitDepth = clampBitDepth(settings.bitDepth);
   raw.blackLevel = sensorBlackLevel(bitDepth);
   raw.whiteLevel = sensorWhiteLevel(bitDepth);
+  raw.colourGain = {1, 1, 1, 1};  // the frame may be a recycled one that passed the gains
 
   SiteKey key{settings.scene,
               std::isfinite(settings.illuminantKelvin) ? settings.illuminantKelvin : 5000,

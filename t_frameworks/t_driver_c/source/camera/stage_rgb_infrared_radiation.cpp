@@ -438,8 +438,13 @@ bool stageRgbInfraredRadiation(const Mosaic &in, const TDatabaseRgbInfraredRadia
     s.threshold[c] = state.dpccTh[c] * scale;
     s.midThreshold[c] = state.dpccMidTh[c] * scale;
   }
+  // The matrix is for the signal as the sensor gave it: take out the gains applied since
+  // (white balance before this block) and put the wanted colour's gain back.
   for (int r = 0; r < 3; ++r)
-    for (int c = 0; c < kChannels; ++c) s.matrix[r][c] = state.ccMatrix[r * kChannels + c];
+    for (int c = 0; c < kChannels; ++c) {
+      const float from = in.colourGain[c] > 0 ? in.colourGain[c] : 1.0f;
+      s.matrix[r][c] = state.ccMatrix[r * kChannels + c] * in.colourGain[r] / from;
+    }
   s.irThreshold = state.irThreshold * scale;
   s.lumaThreshold = state.lThreshold * scale;
   s.fadeWidth = kFadeWidth * scale;
