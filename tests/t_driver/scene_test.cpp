@@ -128,7 +128,7 @@ TEST_F(SceneTest, BrighterHardwareMovesEveryExposureMeasurementUp) {
        [](TDatabase *d) {
          void *r;
          TDatabase_query(d, "WB_1_1", &r);
-         for (float &gain : static_cast<TDatabaseWhiteBalance_1_1 *>(r)->gain) gain = 1.5f;
+         for (float &gain : static_cast<TDatabaseWhiteBalance_1_1 *>(r)->gain) gain *= 1.5f;
        },
        TDriverWhiteBalance_1_1_process},
   };

@@ -5,10 +5,11 @@
 namespace tdatabase {
 namespace {
 
-// Unity gains until the white balance control or a client sets the illuminant's gains.
+// Shipped gains make a grey surface grey under 5000 K light, the light the simulated camera
+// starts in; auto white balance or a client replaces them for other light.
 const TDatabaseWhiteBalance_1_1 kDefaults = {
     .state = 1,
-    .gain = {1.0f, 1.0f, 1.0f, 1.0f},
+    .gain = {1.71f, 1.0f, 1.0f, 1.55f},
 };
 
 const Field kFields[] = {

@@ -19,10 +19,10 @@ constexpr KeyRow kKeys[] = {
     {"state", Access::Integer, SHELL_FIELD(state), nullptr, after,
      "0 bypasses the block, any other value enables it (1 as shipped). Writing pushes the block."},
     {"gain", Access::Float, SHELL_FIELD(gain), before, after,
-     "Gains of the R, Gr, Gb and B sites as factors (1.0 each as shipped); typically red and blue "
-     "above 1 and the greens near 1. The signal above black is multiplied and clipped at white. "
-     "Auto white balance programs them (greens 1), with the AWB_4 settings this block's last push "
-     "latched."},
+     "Gains of the R, Gr, Gb and B sites as factors (1.71, 1, 1, 1.55 as shipped: grey under "
+     "5000 K light); typically red and blue above 1 and the greens near 1. The signal above black "
+     "is multiplied and clipped at white. Auto white balance programs them (greens 1), with the "
+     "AWB_4 settings this block's last push latched."},
 };
 
 constexpr tshell::About kAbout = {

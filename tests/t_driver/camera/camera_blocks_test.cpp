@@ -254,7 +254,7 @@ std::vector<BlockCase> blockCases() {
        at("DG", [](const Frame &f) { return mosaicMean(f, kFlat); }), kRises, 0.3},
       {"WB red gain raises R/G of a grey patch", nullptr,
        set<TDatabaseWhiteBalance_1_1>("WB_1_1", TDriverWhiteBalance_1_1_process,
-                                      [](TDatabaseWhiteBalance_1_1 &r) { r.gain[0] = 2; }),
+                                      [](TDatabaseWhiteBalance_1_1 &r) { r.gain[0] *= 2; }),
        at("WB_1_1",
           [](const Frame &f) {
             const Rect grey = inner(kChart.patches[21]);
@@ -348,7 +348,7 @@ std::vector<BlockCase> blockCases() {
             return chroma(f, inner(kChart.patches[0])) + chroma(f, inner(kChart.patches[9])) +
                    chroma(f, inner(kChart.patches[12])) + chroma(f, inner(kChart.patches[23]));
           }),
-       kFalls, 0.08},
+       kFalls, 0.05},
       {"CP brightness raises the output", nullptr,
        set<TDatabaseColorProcess_1_2>("CP_1_2", TDriverColorProcess_1_2_process,
                                       [](TDatabaseColorProcess_1_2 &r) { r.bright = 40; }),

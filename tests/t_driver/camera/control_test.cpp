@@ -274,7 +274,7 @@ TEST(ControlLoops, SameFramesSameDecisionsAndNoneWithoutAStream) {
   EXPECT_NE(moved.lensPosition, 512u);
   EXPECT_EQ(kept.exposureState, uint32_t{TDRIVER_CONTROL_OFF});
   EXPECT_FLOAT_EQ(kept.exposureTime, 0.01f);
-  EXPECT_FLOAT_EQ(kept.gains[0], 1);
+  EXPECT_FLOAT_EQ(kept.gains[0], still.record<TDatabaseWhiteBalance_1_1>("WB_1_1").gain[0]);
   EXPECT_EQ(kept.lensPosition, 512u);
 }
 

@@ -144,9 +144,6 @@ constexpr InertKey kInertKeys[] = {
     {"WDR_5_2_1", "dampLoThrLog",
      "damps the curve between frames; the model takes each frame alone"},
     {"WDR_5_2_1", "dampMode", "damps the curve between frames; the model takes each frame alone"},
-    {"WDR_5_2_1", "lightMagentaThrLog",
-     "coloured-light knots of the hues between blue, magenta and red: no pixel of the chart of "
-     "such a hue is both more saturated than lightSatLoThr and lifted to full scale"},
     {"WDR_5_2_1", "logAnchorSlope",
      "the model's curves are power curves; it has no log-domain curve to anchor"},
     {"WDR_5_2_1", "logAnchorXLog",
@@ -163,36 +160,12 @@ constexpr InertKey kInertKeys[] = {
     // --- EE_3
     {"EE_3", "isStatistics", "a statistics-view switch of the client; no role in the picture"},
     {"EE_3", "caMode", "the model has one chroma-adaptive mode: gain over the chroma size"},
-    {"EE_3", "depfCompLumaDiff",
-     "purple-fringe removal: the simulated lens has no chromatic aberration, so the chart "
-     "shows no purple fringe beside its bright edges"},
-    {"EE_3", "depfDetectLumaDiff",
-     "purple-fringe removal: the simulated lens has no chromatic aberration, so the chart "
-     "shows no purple fringe beside its bright edges"},
-    {"EE_3", "depfDetectLumaTh",
-     "purple-fringe removal: the simulated lens has no chromatic aberration, so the chart "
-     "shows no purple fringe beside its bright edges"},
-    {"EE_3", "depfDetectRange",
-     "purple-fringe removal: the simulated lens has no chromatic aberration, so the chart "
-     "shows no purple fringe beside its bright edges"},
-    {"EE_3", "depfFixStrength",
-     "purple-fringe removal: the simulated lens has no chromatic aberration, so the chart "
-     "shows no purple fringe beside its bright edges"},
-    {"EE_3", "depfLimit",
-     "purple-fringe removal: the simulated lens has no chromatic aberration, so the chart "
-     "shows no purple fringe beside its bright edges"},
-    {"EE_3", "depfSatStrength",
-     "purple-fringe removal: the simulated lens has no chromatic aberration, so the chart "
-     "shows no purple fringe beside its bright edges"},
     {"EE_3", "detailLevel",
      "the detail band has no separate noise gate; coring by gradTh covers it"},
     {"EE_3", "detailPreEnhanceStrength",
      "no pre-enhancement pass: the bands are taken from the luma as it arrives"},
     {"EE_3", "edgeNrLevel", "no noise filter along edges; coring by gradTh covers it"},
     {"EE_3", "edgeUseAuxiDir", "the bands are isotropic; no edge direction is estimated"},
-    {"EE_3", "isDePurple",
-     "purple-fringe removal: the simulated lens has no chromatic aberration, so the chart "
-     "shows no purple fringe beside its bright edges"},
     {"EE_3", "sharpCurveLevel",
      "one merge curve (hfMergeCurve) shapes the gain; there are no curve levels"},
     {"EE_3", "sharpSkinCurveLevel",
@@ -228,9 +201,6 @@ constexpr InertKey kInertKeys[] = {
      "drives DMSC_3 cbCrRange: the chip's chroma classes; purple is told by cbCrClassThreshold"},
     {"ADMSC_3", ":denoiseStrength",
      "drives DMSC_3 deNoiseStrength: noise is left to 2DNR and the sharpening threshold"},
-    {"AWDR_5_2_1", ":lightMagentaThrLog",
-     "drives WDR_5_2_1 lightMagentaThrLog: no pixel of the chart between blue, magenta and red "
-     "is both saturated enough and lifted to full scale"},
     {"AWDR_5_2_1", ":logAnchorSlope", "drives WDR_5_2_1 logAnchorSlope: no log-domain curve"},
     {"AWDR_5_2_1", ":logAnchorXLog", "drives WDR_5_2_1 logAnchorXLog: no log-domain curve"},
     {"AWDR_5_2_1", ":logWeight", "drives WDR_5_2_1 logWeight: no log-domain curve"},
@@ -243,28 +213,6 @@ constexpr InertKey kInertKeys[] = {
      "to its pushed record"},
     {"AEE_3", ":anchor1", "kept by the table; the model's edge enhancer has no member it drives"},
     {"AEE_3", ":detailLvl", "drives EE_3 detailLevel: coring by gradTh covers it"},
-    {"AEE_3", ":depfCompLumaDiff",
-     "drives EE_3 depfCompLumaDiff: purple-fringe removal, and the chart shows no purple fringe "
-     "(the "
-     "simulated lens has no chromatic aberration)"},
-    {"AEE_3", ":depfDetectLumaDiff",
-     "drives EE_3 depfDetectLumaDiff: purple-fringe removal, and the chart shows no purple fringe "
-     "(the "
-     "simulated lens has no chromatic aberration)"},
-    {"AEE_3", ":depfDetectLumaTh",
-     "drives EE_3 depfDetectLumaTh: purple-fringe removal, and the chart shows no purple fringe "
-     "(the "
-     "simulated lens has no chromatic aberration)"},
-    {"AEE_3", ":depfLimit",
-     "drives EE_3 depfLimit: purple-fringe removal, and the chart shows no purple fringe (the "
-     "simulated lens has no chromatic aberration)"},
-    {"AEE_3", ":depfSatStr",
-     "drives EE_3 depfSatStrength: purple-fringe removal, and the chart shows no purple fringe "
-     "(the "
-     "simulated lens has no chromatic aberration)"},
-    {"AEE_3", ":depurpleEn",
-     "drives EE_3 isDePurple: purple-fringe removal, and the chart shows no purple fringe (the "
-     "simulated lens has no chromatic aberration)"},
     {"AEE_3", ":detailPreEnhanceStr",
      "drives EE_3 detailPreEnhanceStrength: no pre-enhancement pass"},
     {"AEE_3", ":edgeNrLvl", "drives EE_3 edgeNrLevel: coring by gradTh covers it"},
