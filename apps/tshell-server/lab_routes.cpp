@@ -140,10 +140,15 @@ void putScene(TDriver *driver, const HttpRequest &req, HttpResponse &res) {
   for (const Change &change : parsed.changes) {
     double old = 0;
     TDriverScene_get(driver, change.name, &old);
-    if (TDriverScene_set(driver, change.name, change.value) != TCOMMON_SUCCESS) {
+    if (const uint32_t refused = TDriverScene_set(driver, change.name, change.value);
+        refused != TCOMMON_SUCCESS) {
       for (auto it = before.rbegin(); it != before.rend(); ++it)
         TDriverScene_set(driver, it->name, it->value);
-      sendJson(res, 400, errorBody(rangeOf(change.name)));
+      if (refused == TCOMMON_NOT_FOUND && change.name == std::string_view("scene"))
+        sendJson(res, 409,
+                 errorBody("no frame has been injected yet: upload one with PUT /api/frame"));
+      else
+        sendJson(res, 400, errorBody(rangeOf(change.name)));
       return;
     }
     before.push_back({change.name, old});

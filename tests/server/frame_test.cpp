@@ -395,6 +395,21 @@ TEST_F(FrameTest, UploadsAreInjectedAndRefusedOnesChangeNothing) {
     std::this_thread::sleep_for(20ms);
   }
   EXPECT_TRUE(chart) << "the frames after the injected one show the chart";
+
+  // The lab's injected scene shows the upload on every frame, whatever IPT says.
+  const auto scene = [&](const char *body) {
+    auto res = client_->Put("/api/scene", httplib::Headers{{"Authorization", kToken}}, body,
+                            "application/json");
+    return res ? res->status : 0;
+  };
+  request(R"([{"category":"IPT","key":"isInject","value":{"current":false}}])");
+  ASSERT_EQ(scene(R"({"scene":"injected"})"), 200);
+  for (int frame = 0; frame < 3; ++frame) {
+    EXPECT_EQ(frameSize(), std::make_pair(320, 240)) << frame;
+    std::this_thread::sleep_for(100ms);
+  }
+  ASSERT_EQ(scene(R"({"scene":"chart"})"), 200);
+  EXPECT_EQ(frameSize(), std::make_pair(1920, 1080));
 }
 
 // GET /api/frame/stream on a plain socket, held open until destroyed.

@@ -344,6 +344,7 @@ TEST_F(ServerTest, SceneControlsAreCheckedAsAWholeAndControlStateIsReported) {
       {R"({"lux":"bright"})", 400, nullptr},
       {R"({"scene":"beach"})", 400, nullptr},
       {R"({"scene":1})", 400, nullptr},
+      {R"({"scene":"injected"})", 409, nullptr},  // nothing uploaded yet
       {R"({"colour":1})", 400, nullptr},
       {R"([{"lux":1}])", 400, nullptr},
       {R"({"lux":)", 400, nullptr},

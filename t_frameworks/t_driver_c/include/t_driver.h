@@ -390,7 +390,9 @@ TDRIVER_API const char *TDriverFrame_inertReason(const char *category, const cha
  *                shipped (default 400)
  *   "illuminant" colour temperature of the light in kelvin, 2800 to 7500 (default 5000);
  *                Planckian light
- *   "scene"      0 the test chart (default), 1 a uniform grey filling the frame
+ *   "scene"      0 the test chart (default), 1 a uniform grey filling the frame, 2 the frame
+ *                handed over with TDriverFrame_inject, on every frame whatever "IPT" isInject
+ *                says (TCOMMON_NOT_FOUND while none has been handed over)
  * The next frame asked for shows the change. Unknown name: TCOMMON_NOT_FOUND; a value outside
  * its range (or not a number): TCOMMON_OUT_OF_RANGE, nothing changed; NULL argument:
  * TCOMMON_INVALID_ARGUMENT. */

@@ -34,10 +34,15 @@ inline constexpr char kRegisterProcess[] = "TDriverRegister_process";
 struct Camera;  // the simulated camera behind the hardware state (frames.h)
 
 // What the simulated camera looks at (TDriverScene_set); not hardware.
+// Scene kinds as TDriverScene_set numbers them.
+inline constexpr uint32_t kChartScene = 0;
+inline constexpr uint32_t kFlatScene = 1;
+inline constexpr uint32_t kInjectedScene = 2;
+
 struct SceneControls {
   double lux = 400;
   double kelvin = 5000;
-  uint32_t kind = 0;  // tcamera::SceneKind
+  uint32_t kind = 0;  // kChartScene, kFlatScene or kInjectedScene
 };
 
 struct NameHash {

@@ -62,11 +62,15 @@ uint32_t syncedCamera(TDriver &locked, std::unique_lock<std::mutex> &lock, Camer
           },
           *made.gathered);
     made.pipeline.setState(*made.gathered);
-    made.pipeline.setScene(static_cast<tcamera::SceneKind>(locked.scene.kind),
-                           locked.scene.lux / kNominalLux, locked.scene.kelvin);
+    made.pipeline.setScene(
+        locked.scene.kind == kFlatScene ? tcamera::SceneKind::kFlat : tcamera::SceneKind::kChart,
+        locked.scene.lux / kNominalLux, locked.scene.kelvin);
     made.generation = locked.generation;
   }
-  made.pipeline.setInjection(locked.injected, locked.isInject != 0, locked.isInjectLive != 0);
+  // The injected scene shows the injected frame on every frame, whatever "IPT" says.
+  const bool injectedScene = locked.scene.kind == kInjectedScene;
+  made.pipeline.setInjection(locked.injected, locked.isInject != 0 || injectedScene,
+                             locked.isInjectLive != 0 || injectedScene);
   *camera = &made;
   return TCOMMON_SUCCESS;
 }

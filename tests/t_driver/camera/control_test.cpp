@@ -36,6 +36,7 @@ TEST(SceneControls, SetGetAndRefusals) {
       {"scene", 0, TCOMMON_SUCCESS},
       {"scene", 0.5, TCOMMON_OUT_OF_RANGE},
       {"scene", 3, TCOMMON_OUT_OF_RANGE},
+      {"scene", 2, TCOMMON_NOT_FOUND},  // the injected frame, and none was handed over
       {"colour", 1, TCOMMON_NOT_FOUND},
   };
   for (const Case &c : cases) {

@@ -227,8 +227,8 @@ constexpr SceneRange kSceneRanges[] = {
     {"lux", &tdriver::SceneControls::lux, 0, 100000},
     {"illuminant", &tdriver::SceneControls::kelvin, 2800, 7500},
 };
-// The scene kinds a client may pick: the chart and the flat grey.
-constexpr uint32_t kSceneKinds = 2;
+// The scene kinds a client may pick: the chart, the flat grey and the injected frame.
+constexpr uint32_t kSceneKinds = 3;
 
 }  // namespace
 
@@ -240,6 +240,8 @@ extern "C" TDRIVER_API uint32_t TDriverScene_set(TDriver *driver, const char *na
       // Not "value < 0": a value that is not a number is refused too.
       if (!(value >= 0 && value < kSceneKinds) || value != std::floor(value))
         return TCOMMON_OUT_OF_RANGE;
+      // The injected scene needs a frame to show.
+      if (value == tdriver::kInjectedScene && locked.injected == nullptr) return TCOMMON_NOT_FOUND;
       locked.scene.kind = static_cast<uint32_t>(value);
       ++locked.generation;
       return TCOMMON_SUCCESS;
