@@ -1,11 +1,14 @@
 #include "frame_routes.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
+#include <string_view>
 
 #include "driver_frames.h"
 #include "frame_clock.h"
@@ -376,27 +379,49 @@ void addFrameRoutes(std::vector<Route> *routes, TDriver *driver, FrameFeed *feed
          if (hasW) {
            const uint64_t x1 = std::min<uint64_t>(s.width, x + w);
            const uint64_t y1 = std::min<uint64_t>(s.height, y + h);
-           const size_t channels = s.format == TDRIVER_IMAGE_MOSAIC16 ? 1 : 3;
-           std::vector<double> sum(channels), squares(channels);
+           // A mosaic is measured per filter colour: its colours differ by far more than its
+           // noise, so one figure over all sites would tell neither level nor noise.
+           const bool mosaic = s.format == TDRIVER_IMAGE_MOSAIC16;
+           static const char *const kMosaicColours[] = {"R", "Gr", "Gb", "B", "IR"};
+           static const char *const kRgb[] = {"R", "G", "B"};
+           constexpr size_t kSlots = std::size(kMosaicColours);
+           std::array<double, kSlots> sum{}, squares{}, count{};
            for (uint64_t ry = y; ry < y1; ++ry) {
              for (uint64_t rx = x; rx < x1; ++rx) {
-               const std::vector<double> v =
-                   imaging::valuesAt(s, static_cast<int>(rx), static_cast<int>(ry));
-               for (size_t c = 0; c < channels; ++c) {
-                 sum[c] += v[c];
-                 squares[c] += v[c] * v[c];
+               const int ix = static_cast<int>(rx), iy = static_cast<int>(ry);
+               const std::vector<double> v = imaging::valuesAt(s, ix, iy);
+               if (mosaic) {
+                 const std::string_view name = imaging::colourName(s, ix, iy);
+                 for (size_t c = 0; c < kSlots; ++c) {
+                   if (name != kMosaicColours[c]) continue;
+                   sum[c] += v[0];
+                   squares[c] += v[0] * v[0];
+                   count[c] += 1;
+                 }
+               } else {
+                 for (size_t c = 0; c < 3; ++c) {
+                   sum[c] += v[c];
+                   squares[c] += v[c] * v[c];
+                   count[c] += 1;
+                 }
                }
              }
            }
-           const double count = double(x1 - x) * double(y1 - y);
-           std::vector<double> mean(channels), deviation(channels);
-           for (size_t c = 0; c < channels; ++c) {
-             mean[c] = sum[c] / count;
-             deviation[c] = std::sqrt(std::max(0.0, squares[c] / count - mean[c] * mean[c]));
+           std::vector<double> mean, deviation;
+           std::string colours = "[";
+           for (size_t c = 0; c < (mosaic ? kSlots : 3); ++c) {
+             if (count[c] == 0) continue;
+             const double m = sum[c] / count[c];
+             mean.push_back(m);
+             deviation.push_back(std::sqrt(std::max(0.0, squares[c] / count[c] - m * m)));
+             if (colours.size() > 1) colours += ",";
+             appendJsonString(&colours, mosaic ? kMosaicColours[c] : kRgb[c]);
            }
+           colours += "]";
            body += ",\"region\":{\"x\":" + std::to_string(x) + ",\"y\":" + std::to_string(y) +
                    ",\"w\":" + std::to_string(x1 - x) + ",\"h\":" + std::to_string(y1 - y) +
-                   ",\"mean\":" + numbers(mean) + ",\"stddev\":" + numbers(deviation) + "}";
+                   ",\"colours\":" + colours + ",\"mean\":" + numbers(mean) +
+                   ",\"stddev\":" + numbers(deviation) + "}";
          }
          body += "}";
          sendJson(res, 200, std::move(body));

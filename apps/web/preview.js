@@ -653,11 +653,15 @@ export class PreviewPane {
     try {
       const answer = await this.api.call('GET', `/api/probe?stage=${encodeURIComponent(this.stage)}&x=${x}&y=${y}&w=${w}&h=${h}`);
       const r = answer.region || {};
-      this.regionText.replaceChildren(
+      const parts = [
         el('span', {}, `▭ ${r.w ?? w}×${r.h ?? h} at (${r.x ?? x}, ${r.y ?? y})`),
+        // A mosaic stage is measured per filter colour: name them.
+        r.colours ? el('span', { class: 'colours' }, r.colours.join(' · ')) : null,
         el('span', {}, `mean ${formatValues(r.mean, 2)}`),
         el('span', {}, `σ ${formatValues(r.stddev, 2)}`),
-        el('span', {}, `${answer.stage} #${answer.frame}`));
+        el('span', {}, `${answer.stage} #${answer.frame}`),
+      ];
+      this.regionText.replaceChildren(...parts.filter(Boolean));
       Object.assign(this.regionText.dataset, { x, y, w, h });
     } catch (error) {
       this.regionText.textContent = `region: ${error.message}`;

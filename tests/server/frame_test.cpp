@@ -193,18 +193,41 @@ TEST_F(FrameTest, ProbesReadTheStagesAndClipRegions) {
     EXPECT_GE(probe.integer("raw.value"), 0) << c.target;
     EXPECT_EQ(res->body.find("\"region\""), std::string::npos) << c.target;
   }
-  // A region over the edge is clipped to the frame; the raw mosaic's noise and colours make
-  // its spread non-zero, a flat patch of the chart's output stays close to its mean.
+  // A region over the edge is clipped to the frame; a mosaic is measured per filter colour,
+  // and the sensor's noise makes each colour's spread non-zero.
   auto edge = get("/api/probe?stage=raw&x=1910&y=1070&w=100&h=100");
   ASSERT_TRUE(edge);
   ASSERT_EQ(edge->status, 200) << edge->body;
   Json region(edge->body);
   EXPECT_EQ(region.integer("region.w"), 10);
   EXPECT_EQ(region.integer("region.h"), 10);
-  EXPECT_EQ(region.size("region.mean"), 1u);
-  double deviation = 0;
-  TJsonValue_asFloat(region.at("region.stddev.0"), &deviation);
-  EXPECT_GT(deviation, 0.0);
+  ASSERT_EQ(region.size("region.colours"), 4u) << edge->body;
+  EXPECT_EQ(region.size("region.mean"), 4u);
+  const char *const kColours[] = {"R", "Gr", "Gb", "B"};
+  for (int c = 0; c < 4; ++c) {
+    const std::string index = std::to_string(c);
+    EXPECT_EQ(region.text(("region.colours." + index).c_str()), kColours[c]);
+    double deviation = 0;
+    TJsonValue_asFloat(region.at(("region.stddev." + index).c_str()), &deviation);
+    EXPECT_GT(deviation, 0.0) << kColours[c];
+  }
+  // Over the chart's flat grey area the raw colours lie far apart (the sensor sees grey
+  // through filters of unequal strength) while each spreads with the noise alone: one figure
+  // over every site would have mixed the two.
+  auto grey = get("/api/probe?stage=raw&x=1300&y=700&w=200&h=100");
+  ASSERT_TRUE(grey);
+  Json greyRegion(grey->body);
+  ASSERT_EQ(greyRegion.size("region.mean"), 4u) << grey->body;
+  double greyMean[4] = {}, greySpread[4] = {};
+  for (int c = 0; c < 4; ++c) {
+    const std::string index = std::to_string(c);
+    TJsonValue_asFloat(greyRegion.at(("region.mean." + index).c_str()), &greyMean[c]);
+    TJsonValue_asFloat(greyRegion.at(("region.stddev." + index).c_str()), &greySpread[c]);
+  }
+  const double redToGreen = std::abs(greyMean[1] - greyMean[0]);
+  for (int c = 0; c < 4; ++c) EXPECT_LT(greySpread[c] * 3, redToGreen) << kColours[c];
+  EXPECT_NEAR(greyMean[1], greyMean[2], 3 * greySpread[1]) << "the two greens agree";
+  // A flat patch of the chart's output stays close to its mean.
   // The flat grey area of the chart (62 % to 96 % of the width, 62 % to 76 % of the height)
   // spreads with the noise alone, far less than a region on the outer ring of the Siemens
   // star's spokes (the star is centred at 77 %, 34 %, 475 pixels across).
