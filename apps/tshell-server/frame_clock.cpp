@@ -25,6 +25,11 @@ Clock::duration framePeriod(TDriver *driver) {
   return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1 / rate));
 }
 
+std::mutex &frameHold() {
+  static std::mutex hold;
+  return hold;
+}
+
 FrameClock::FrameClock(TDriver *driver) : driver_(driver), thread_([this] { run(); }) {}
 
 FrameClock::~FrameClock() {
@@ -47,8 +52,10 @@ void FrameClock::run() {
     lock.unlock();
     TDriverStatus status{};
     if (TDriver_status(driver_, &status) == TCOMMON_SUCCESS &&
-        status.state == TDRIVER_STATE_STREAMING)
+        status.state == TDRIVER_STATE_STREAMING) {
+      std::lock_guard hold(frameHold());
       TDriverFrame_next(driver_);
+    }
     const Clock::duration period = framePeriod(driver_);
     tick = std::max(tick + period, Clock::now());
     lock.lock();

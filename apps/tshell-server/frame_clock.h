@@ -18,6 +18,11 @@ namespace tshell_server {
 // second when it gives none).
 std::chrono::steady_clock::duration framePeriod(TDriver *driver);
 
+// Held by the clock while it moves the camera to the next frame. A route that reads several
+// stages of one frame holds it meanwhile, so that they all come from the same frame; the
+// clock then waits, for as long as one render takes.
+std::mutex &frameHold();
+
 class FrameClock {
  public:
   // Starts the clock on driver, which must outlive it (or stop must come first).

@@ -20,7 +20,8 @@ namespace {
 
 constexpr char kJson[] = "application/json";
 constexpr int kJpegQuality = 85;
-// A probe of a frame that moved on between its stages is taken again, this many times at most.
+// A probe of a frame that moved on between its stages (moved by a caller other than the frame
+// clock) is taken again, this many times at most.
 constexpr int kProbeTries = 2;
 
 // A frame of the driver that frees itself.
@@ -350,6 +351,7 @@ void addFrameRoutes(std::vector<Route> *routes, TDriver *driver, FrameFeed *feed
            return;
          }
          Frame image, raw, output;
+         std::lock_guard hold(frameHold());  // the three stages of one frame
          for (int attempt = 0; attempt < kProbeTries; ++attempt) {
            TDriverImage_release(&image.image);
            TDriverImage_release(&raw.image);

@@ -285,8 +285,11 @@ FrameContext Pipeline::context() const {
   return context;
 }
 
+// The raw frame is kept too: a client that reads a pixel at a stage and in the raw frame (the
+// pixel probe) would otherwise have the sensor render the same frame twice.
 bool Pipeline::keeps(Tap tap) const {
-  return tap == Tap::kWhiteBalance || tap == Tap::kNoiseReduction3D || requested_ == tap;
+  return tap == Tap::kRaw || tap == Tap::kWhiteBalance || tap == Tap::kNoiseReduction3D ||
+         requested_ == tap;
 }
 
 const Mosaic &Pipeline::mosaicAt(Tap tap) {
