@@ -11,6 +11,15 @@
 
 namespace imaging {
 
+// A frame of the driver (TDriverFrame_get) that releases itself.
+struct Frame {
+  TDriverImage image{};
+  Frame() = default;
+  Frame(const Frame &) = delete;
+  Frame &operator=(const Frame &) = delete;
+  ~Frame() { TDriverImage_release(&image); }
+};
+
 // An 8-bit picture to look at: a mosaic as grey, black level to white level; linear RGB with
 // the sRGB curve; encoded RGB as it is.
 Picture viewable(const TDriverImage &image);

@@ -24,14 +24,7 @@ constexpr int kJpegQuality = 85;
 // clock) is taken again, this many times at most.
 constexpr int kProbeTries = 2;
 
-// A frame of the driver that frees itself.
-struct Frame {
-  TDriverImage image{};
-  Frame() = default;
-  Frame(const Frame &) = delete;
-  Frame &operator=(const Frame &) = delete;
-  ~Frame() { TDriverImage_release(&image); }
-};
+using imaging::Frame;
 
 void sendJson(HttpResponse &res, int status, std::string body) {
   res.status = status;

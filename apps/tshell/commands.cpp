@@ -117,10 +117,6 @@ bool isCommand(const char *word) {
 constexpr int kOptionToken = 256;
 constexpr int kOptionStream = 257;
 constexpr int kOptionJson = 258;
-constexpr int kOptionFrame = 259;
-constexpr int kOptionStage = 260;
-constexpr int kOptionRaw = 261;
-constexpr int kOptionInject = 262;
 
 // Returns -1 to go on, or the exit status.
 int parseOptions(int argc, char **argv, CommandOptions *options) {
@@ -160,22 +156,11 @@ int parseOptions(int argc, char **argv, CommandOptions *options) {
       case kOptionStream:
         options->backend.stream = true;
         break;
-      case kOptionFrame:
-        options->frames.frame = optarg;
-        break;
-      case kOptionStage:
-        options->frames.stage = optarg;
-        break;
-      case kOptionRaw:
-        options->frames.raw = optarg;
-        break;
-      case kOptionInject:
-        options->frames.inject = optarg;
-        break;
       case 'h':
         fputs(kUsage, stdout);
         return EXIT_SUCCESS;
       default:
+        if (takeFrameOption(c, optarg, &options->frames)) break;
         fputs("Try 'tshell --help' for more information.\n", stderr);
         return kExitUsage;
     }

@@ -74,4 +74,15 @@ bool writeAfter(FrameLink *link, const FrameOptions &options, std::string *error
   return true;
 }
 
+bool takeFrameOption(int code, const char *argument, FrameOptions *options) {
+  std::string *const target = code == kOptionFrame    ? &options->frame
+                              : code == kOptionStage  ? &options->stage
+                              : code == kOptionRaw    ? &options->raw
+                              : code == kOptionInject ? &options->inject
+                                                      : nullptr;
+  if (target == nullptr) return false;
+  *target = argument;
+  return true;
+}
+
 }  // namespace tshell_cli

@@ -9,13 +9,7 @@ namespace {
 
 constexpr int kJpegQuality = 85;
 
-struct Frame {
-  TDriverImage image{};
-  Frame() = default;
-  Frame(const Frame &) = delete;
-  Frame &operator=(const Frame &) = delete;
-  ~Frame() { TDriverImage_release(&image); }
-};
+using imaging::Frame;
 
 bool take(TDriver *driver, const std::string &stage, Frame *frame, std::string *error) {
   const uint32_t code = TDriverFrame_get(driver, stage.c_str(), &frame->image);

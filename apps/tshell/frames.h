@@ -18,6 +18,15 @@ struct FrameOptions {
   std::string inject;  // picture or camera raw file to inject first
 };
 
+// getopt_long codes of --frame, --stage, --raw and --inject, the same in both modes of the
+// program, and what each sets.
+inline constexpr int kOptionFrame = 300;
+inline constexpr int kOptionStage = 301;
+inline constexpr int kOptionRaw = 302;
+inline constexpr int kOptionInject = 303;
+// true when code is one of them, after taking its argument into *options.
+bool takeFrameOption(int code, const char *argument, FrameOptions *options);
+
 // Where frames come from and go to.
 class FrameLink {
  public:

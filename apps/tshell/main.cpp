@@ -120,10 +120,6 @@ bool parseTraceLevel(const char *text, int32_t *level) {
 
 // Long options without a short form.
 constexpr int kOptionStream = 256;
-constexpr int kOptionFrame = 257;
-constexpr int kOptionStage = 258;
-constexpr int kOptionRaw = 259;
-constexpr int kOptionInject = 260;
 
 // Returns -1 to go on, or the exit status.
 int parseOptions(int argc, char **argv, Options *options) {
@@ -134,10 +130,10 @@ int parseOptions(int argc, char **argv, Options *options) {
                                  {"journal", no_argument, nullptr, 'j'},
                                  {"trace", required_argument, nullptr, 't'},
                                  {"stream", no_argument, nullptr, kOptionStream},
-                                 {"frame", required_argument, nullptr, kOptionFrame},
-                                 {"stage", required_argument, nullptr, kOptionStage},
-                                 {"raw", required_argument, nullptr, kOptionRaw},
-                                 {"inject", required_argument, nullptr, kOptionInject},
+                                 {"frame", required_argument, nullptr, tshell_cli::kOptionFrame},
+                                 {"stage", required_argument, nullptr, tshell_cli::kOptionStage},
+                                 {"raw", required_argument, nullptr, tshell_cli::kOptionRaw},
+                                 {"inject", required_argument, nullptr, tshell_cli::kOptionInject},
                                  {"help", no_argument, nullptr, 'h'},
                                  {nullptr, 0, nullptr, 0}};
   int c;
@@ -161,18 +157,6 @@ int parseOptions(int argc, char **argv, Options *options) {
       case kOptionStream:
         options->stream = true;
         break;
-      case kOptionFrame:
-        options->frames.frame = optarg;
-        break;
-      case kOptionStage:
-        options->frames.stage = optarg;
-        break;
-      case kOptionRaw:
-        options->frames.raw = optarg;
-        break;
-      case kOptionInject:
-        options->frames.inject = optarg;
-        break;
       case 't':
         if (!parseTraceLevel(optarg, &options->traceLevel)) {
           fprintf(stderr, "tshell: --trace takes 0, 1, 2, 3 or off, not '%s'\n", optarg);
@@ -183,6 +167,7 @@ int parseOptions(int argc, char **argv, Options *options) {
         fputs(kUsage, stdout);
         return EXIT_SUCCESS;
       default:
+        if (tshell_cli::takeFrameOption(c, optarg, &options->frames)) break;
         fputs("Try 'tshell --help' for more information.\n", stderr);
         return kExitUsage;
     }
