@@ -76,7 +76,8 @@ export function createLabPanel(api, { onError }) {
     readout.replaceChildren(
       ...row('Exposure', `${e.state}: luma ${fixed(e.luma, 1)} → ${fixed(e.target, 1)}`),
       ...row('Time × gain', `${fixed(e.time * 1000, 2)} ms × ${fixed(e.analogGain, 2)} × ${fixed(e.digitalGain, 2)}`),
-      ...row('White balance', `${w.state}: ${fixed(w.kelvin, 0)} K, R ${fixed(w.gains[0], 3)} B ${fixed(w.gains[3], 3)}`),
+      // The loop estimates a colour temperature only while it runs.
+      ...row('White balance', `${w.state}: ${w.state === 'off' ? '' : `${fixed(w.kelvin, 0)} K, `}R ${fixed(w.gains[0], 3)} B ${fixed(w.gains[3], 3)}`),
       ...row('Focus', `${f.state}: lens at ${f.position}, measure ${fixed(f.value, 1)}`),
       ...row('Frames', String(c.frames)),
     );
