@@ -336,14 +336,13 @@ std::vector<Context> contextsFor(const std::string &category) {
         {kLongExposure},
         {kLongExposure, {"HDR_3_2DOL", "deGhostLs.isEnable", "true"}}}},
       {"RGBIR_1_1", {{{"RGBIR", "state", "0"}}}},
-      // The second: strong sharpening, whose halos the limits clip.
+      // The second: strong sharpening, whose halos the limits clip, with purple-fringe removal
+      // on for its detection and fix keys.
       {"EE_3",
        {{{"EE_3", "isDci", "true"},
          {"EE_3", "isYuvDomain", "false"},
          {"EE_3", "skinProcessEn", "1"}},
-        {{"EE_3", "strength", "255"}},
-        // The third: purple-fringe removal on, for its detection and fix keys.
-        {{"EE_3", "isDePurple", "true"}}}},
+        {{"EE_3", "strength", "255"}, {"EE_3", "isDePurple", "true"}}}},
       {"3DNR_4", {{{"3DNR_4", "diffType", "1"}}}},
       // The tables: another row selected (tableIndex and the gain points then have a row to
       // move to), and the settings their blocks need.
