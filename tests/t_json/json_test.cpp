@@ -132,6 +132,8 @@ TEST_F(JsonTest, ParsedTextsPrintBackAndKeepNumberKinds) {
       {R"("\u00e9\ud83d\ude00\"\\\/\n\u001f")", "\"\xC3\xA9\xF0\x9F\x98\x80\\\"\\\\/\\n\\u001F\"",
        TJSON_TYPE_STRING},
       {R"({"a\u0000b":"c\u0000d"})", R"({"a\u0000b":"c\u0000d"})", TJSON_TYPE_OBJECT},
+      // An escaped backslash before "udc00" is no escape of a surrogate.
+      {R"(["\\udc00","\ud800\udc00"])", "[\"\\\\udc00\",\"\xF0\x90\x80\x80\"]", TJSON_TYPE_ARRAY},
       {"-9223372036854775808", "-9223372036854775808", TJSON_TYPE_INTEGER},
       {"9223372036854775807", "9223372036854775807", TJSON_TYPE_INTEGER},
       {"9223372036854775808", "9223372036854775808", TJSON_TYPE_UNSIGNED},
@@ -327,6 +329,7 @@ TEST_F(JsonTest, OnlyTheGivenRangeIsRead) {
 TEST_F(JsonTest, MalformedTextsAreRefusedWithOffset) {
   const std::string notSingle = " The document root must not be followed by other values.";
   const std::string encoding = "1 Invalid encoding in string.";
+  const std::string surrogate = "The surrogate pair in string is invalid.";
   std::string deepObjects;
   for (int i = 0; i < 257; ++i) deepObjects += "{\"a\":";
   deepObjects += "1" + std::string(257, '}');
@@ -341,6 +344,11 @@ TEST_F(JsonTest, MalformedTextsAreRefusedWithOffset) {
       {"\"\xFF\"", encoding},
       {"\"\xED\xA0\x80\"", encoding},
       {"\"\xE2\x82\"", encoding},
+      // A low surrogate's escape needs the high one right before it; both alone are refused.
+      {R"(["a","\udd0cb"])", "6 " + surrogate},
+      {R"({"k\\\udc00":1})", "5 " + surrogate},
+      {R"(["\ud83d\u0041\ude00"])", "14 " + surrogate},
+      {R"("\ud83dx")", "1 " + surrogate},
       {"1e400", "0 Number too big to be stored in double."},
       {"[0,9.9e308]", "3 Number too big to be stored in double."},
       // A number followed by characters a number can hold: read up to where it ends.

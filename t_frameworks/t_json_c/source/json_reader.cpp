@@ -53,6 +53,47 @@ constexpr unsigned kParseFlagsValidText = kParseFlags & ~rapidjson::kParseValida
 using Reader =
     rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, tjson::ThrowingAllocator>;
 
+int hexValue(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
+
+// The offset of the first escape of a low surrogate (backslash, u, DC00 to DFFF) that does not
+// follow the escape of a high surrogate, or size when there is none. RapidJSON refuses a lone high
+// surrogate but decodes a lone low one into bytes that are not UTF-8, which could then be neither
+// stored nor printed as they came. Backslashes stand only in strings of a valid text, each starting
+// an escape.
+size_t loneLowSurrogate(const char *text, size_t size) {
+  bool afterHigh = false;
+  for (const char *at = static_cast<const char *>(memchr(text, '\\', size)); at != nullptr;) {
+    const size_t offset = static_cast<size_t>(at - text);
+    if (offset + 1 >= size) break;
+    size_t step = 2;
+    bool high = false;
+    if (at[1] == 'u' && offset + 6 <= size) {
+      int unit = 0;
+      for (int i = 2; i < 6 && unit >= 0; ++i) {
+        const int digit = hexValue(at[i]);
+        unit = digit < 0 ? -1 : unit * 16 + digit;
+      }
+      if (unit >= 0xDC00 && unit <= 0xDFFF && !afterHigh) return offset;
+      high = unit >= 0xD800 && unit <= 0xDBFF;
+      step = 6;
+    }
+    // A low surrogate pairs only with the escape right before it.
+    afterHigh = high;
+    const char *next = at + step;
+    at =
+        next < text + size
+            ? static_cast<const char *>(memchr(next, '\\', size - static_cast<size_t>(next - text)))
+            : nullptr;
+    if (afterHigh && at != next) afterHigh = false;
+  }
+  return size;
+}
+
 // Counts nesting for both handlers; refusing a container stops the parse.
 class DepthLimit {
  public:
@@ -594,6 +635,11 @@ struct TJsonReader {
 
   template <typename Handler>
   bool runOnCopy(char *text, size_t size, Handler &handler) {
+    if (const size_t lone = loneLowSurrogate(text, size); lone < size) {
+      errorOffset = lone;
+      errorText = rapidjson::GetParseError_En(rapidjson::kParseErrorStringUnicodeSurrogateInvalid);
+      return false;
+    }
     rapidjson::InsituStringStream stream(text);
     handler.numbers.tooBig = false;
     handler.stream = &stream;
