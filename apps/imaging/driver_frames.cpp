@@ -28,11 +28,11 @@ const std::array<uint8_t, 4097> &srgbTable() {
   return table;
 }
 
+}  // namespace
+
 uint8_t colourAt(const TDriverImage &mosaic, int x, int y) {
   return mosaic.cfa[(y % 4) * 4 + x % 4];
 }
-
-}  // namespace
 
 Picture viewable(const TDriverImage &image) {
   Picture picture;

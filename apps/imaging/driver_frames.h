@@ -27,6 +27,8 @@ Picture viewable(const TDriverImage &image);
 // The values of the stage at (x, y), which must lie in the frame: one code for a mosaic, R, G, B
 // otherwise (16-bit, or 8-bit for the output).
 std::vector<double> valuesAt(const TDriverImage &image, int x, int y);
+// The filter colour of a mosaic site: TDRIVER_CFA_RED .. TDRIVER_CFA_INFRARED.
+uint8_t colourAt(const TDriverImage &mosaic, int x, int y);
 // "R", "Gr", "Gb", "B" or "IR": the colour of a mosaic site.
 const char *colourName(const TDriverImage &mosaic, int x, int y);
 

@@ -377,28 +377,25 @@ void addFrameRoutes(std::vector<Route> *routes, TDriver *driver, FrameFeed *feed
            // A mosaic is measured per filter colour: its colours differ by far more than its
            // noise, so one figure over all sites would tell neither level nor noise.
            const bool mosaic = s.format == TDRIVER_IMAGE_MOSAIC16;
+           // Indexed by filter colour (TDRIVER_CFA_RED .. TDRIVER_CFA_INFRARED) or by R, G, B.
            static const char *const kMosaicColours[] = {"R", "Gr", "Gb", "B", "IR"};
            static const char *const kRgb[] = {"R", "G", "B"};
            constexpr size_t kSlots = std::size(kMosaicColours);
            std::array<double, kSlots> sum{}, squares{}, count{};
+           const auto add = [&](size_t slot, double value) {
+             if (slot >= kSlots) return;
+             sum[slot] += value;
+             squares[slot] += value * value;
+             count[slot] += 1;
+           };
            for (uint64_t ry = y; ry < y1; ++ry) {
              for (uint64_t rx = x; rx < x1; ++rx) {
                const int ix = static_cast<int>(rx), iy = static_cast<int>(ry);
                const std::vector<double> v = imaging::valuesAt(s, ix, iy);
                if (mosaic) {
-                 const std::string_view name = imaging::colourName(s, ix, iy);
-                 for (size_t c = 0; c < kSlots; ++c) {
-                   if (name != kMosaicColours[c]) continue;
-                   sum[c] += v[0];
-                   squares[c] += v[0] * v[0];
-                   count[c] += 1;
-                 }
+                 add(imaging::colourAt(s, ix, iy), v[0]);
                } else {
-                 for (size_t c = 0; c < 3; ++c) {
-                   sum[c] += v[c];
-                   squares[c] += v[c] * v[c];
-                   count[c] += 1;
-                 }
+                 for (size_t c = 0; c < 3; ++c) add(c, v[c]);
                }
              }
            }
