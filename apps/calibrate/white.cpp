@@ -1,0 +1,2 @@
+// (filled in by the calibration work)
+#include "calibrate.h"
