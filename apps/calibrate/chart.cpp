@@ -75,6 +75,7 @@ Picture3 reduced(const Picture3 &in, int factor) {
 struct Integrals {
   int width = 0, height = 0;
   std::array<std::vector<double>, 4> table;
+  double clip = std::numeric_limits<double>::infinity();  // level of a clipped site
 
   explicit Integrals(const Picture3 &picture) : width(picture.width), height(picture.height) {
     const size_t stride = width + 1;
@@ -138,23 +139,33 @@ BoxStats statsOf(const Integrals &in, const int box[4]) {
   return stats;
 }
 
-// The bottom row as a grey scale: each step darker than the last by a clear margin, and the
-// four brightest greys of one chromaticity (the light's, whatever it is).
+// The bottom row as a grey scale: each step darker than the last by a clear margin (but for
+// a run of clipped patches at the bright end), and the greys below the clip level of one
+// chromaticity (the light's, whatever it is).
 bool greyScaleAt(const Integrals &in, const Grid &grid, double fraction,
                  std::array<BoxStats, 6> *greys) {
+  const auto clipped = [&](const BoxStats &s) {
+    return *std::max_element(s.mean.begin(), s.mean.end()) >= 0.97 * in.clip;
+  };
+  int firstUnclipped = -1;
   for (int i = 0; i < 6; ++i) {
     int box[4];
     if (!boxOf(grid, 18 + i, fraction, in.width, in.height, box)) return false;
-    (*greys)[i] = statsOf(in, box);
-    const double g = (*greys)[i].mean[1];
-    if (i == 0 ? g <= 0 : !(g * 1.15 < (*greys)[i - 1].mean[1])) return false;
+    const BoxStats &grey = (*greys)[i] = statsOf(in, box);
+    const double g = grey.mean[1];
+    if (i == 0 && !(g > 0)) return false;
+    const bool clippedRun =
+        i > 0 && clipped(grey) && clipped((*greys)[i - 1]) && firstUnclipped < 0;
+    if (i > 0 && !clippedRun && !(g * 1.15 < (*greys)[i - 1].mean[1])) return false;
+    if (firstUnclipped < 0 && !clipped(grey)) firstUnclipped = i;
   }
-  const auto &white = (*greys)[0].mean;
-  if (white[0] <= 0 || white[2] <= 0) return false;
-  for (int i = 1; i < 4; ++i) {
+  if (firstUnclipped < 0 || firstUnclipped > 3) return false;
+  const auto &reference = (*greys)[firstUnclipped].mean;
+  if (reference[0] <= 0 || reference[2] <= 0) return false;
+  for (int i = firstUnclipped + 1; i < std::min(6, firstUnclipped + 4); ++i) {
     const auto &grey = (*greys)[i].mean;
     for (int c : {0, 2}) {
-      const double ratio = (grey[c] / grey[1]) / (white[c] / white[1]);
+      const double ratio = (grey[c] / grey[1]) / (reference[c] / reference[1]);
       if (!(ratio > 0.85 && ratio < 1.15)) return false;
     }
   }
@@ -333,9 +344,11 @@ bool findChart(const imaging::RawFrame &raw, const std::array<double, 4> &black,
     return false;
   }
   const Picture3 quads = quadMeans(raw, black);
+  const double clip = raw.whiteLevel - *std::max_element(black.begin(), black.end());
   // The coarse search runs on a copy about 200 pixels wide.
   const int factor = std::max(1, static_cast<int>(std::lround(quads.width / 200.0)));
-  const Integrals coarse(factor > 1 ? reduced(quads, factor) : quads);
+  Integrals coarse(factor > 1 ? reduced(quads, factor) : quads);
+  coarse.clip = clip;
   double score = 0;
   Grid grid = coarseSearch(coarse, &score);
   if (score < kLeastScore) {
@@ -345,7 +358,8 @@ bool findChart(const imaging::RawFrame &raw, const std::array<double, 4> &black,
     return false;
   }
   grid = Grid{grid.x0 * factor, grid.y0 * factor, grid.px * factor, grid.py * factor};
-  const Integrals fine(quads);
+  Integrals fine(quads);
+  fine.clip = clip;
   grid = refine(fine, grid, 0.6, &score);
   for (int pass = 0; pass < 2; ++pass) {
     Grid fitted = grid;
@@ -382,20 +396,36 @@ bool measureChart(const imaging::RawFrame &raw, const std::array<double, 4> &bla
                "\" lies outside the capture";
       return false;
     }
-    double sum[4] = {0, 0, 0, 0}, squares[4] = {0, 0, 0, 0};
-    int count[4] = {0, 0, 0, 0}, sites = 0, clipped = 0;
+    std::array<std::vector<double>, 4> values;
+    int sites = 0, clipped = 0;
     for (int y = y0; y < y1; ++y)
       for (int x = x0; x < x1; ++x) {
         const int channel = channelAt(raw, x, y);
         if (channel < 0) continue;
         const uint16_t code = raw.data[static_cast<size_t>(y) * raw.width + x];
-        const double value = code - black[channel];
-        sum[channel] += value;
-        squares[channel] += value * value;
-        ++count[channel];
+        values[channel].push_back(code - black[channel]);
         ++sites;
         if (code >= raw.whiteLevel) ++clipped;
       }
+    // Hot and dead sites left out: those far outside the spread of their channel.
+    double sum[4] = {0, 0, 0, 0}, squares[4] = {0, 0, 0, 0};
+    int count[4] = {0, 0, 0, 0};
+    for (int c = 0; c < 4; ++c) {
+      std::vector<double> &v = values[c];
+      if (v.empty()) continue;
+      std::vector<double> sorted = v;
+      std::nth_element(sorted.begin(), sorted.begin() + sorted.size() / 2, sorted.end());
+      const double median = sorted[sorted.size() / 2];
+      for (double &d : sorted) d = std::abs(d - median);
+      std::nth_element(sorted.begin(), sorted.begin() + sorted.size() / 2, sorted.end());
+      const double limit = 8 * 1.4826 * sorted[sorted.size() / 2] + 4;
+      for (double value : v) {
+        if (std::abs(value - median) > limit) continue;
+        sum[c] += value;
+        squares[c] += value * value;
+        ++count[c];
+      }
+    }
     if (count[kR] == 0 || count[kGr] + count[kGb] == 0 || count[kB] == 0) {
       *error = "the chart's patches are too small to read";
       return false;
