@@ -3,6 +3,7 @@
 // to the chart's published colours, and the white points make the greys neutral.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <string>
@@ -130,25 +131,66 @@ class TwinCalibration : public ShellTest {
   }
 };
 
-// The finder against the camera's own chart layout, at two frame sizes and aspect ratios.
-TEST_F(TwinCalibration, FindsTheChartWhereTheCameraDrawsIt) {
-  struct Size {
+// A picture for the camera to photograph (reflectance, linear, 65535 = a perfect white): a
+// mid-grey wall with a chart of cells cellW x cellH pixels whose top-left corner is at
+// (left, top); patches inset by a twelfth of their cell on a black board.
+void injectChart(TDriver *driver, int width, int height, double left, double top, double cellW,
+                 double cellH) {
+  std::vector<uint16_t> pixels(size_t(width) * height * 3, uint16_t(0.18 * 65535));
+  for (int y = int(top); y < int(top + 4 * cellH); ++y)
+    for (int x = int(left); x < int(left + 6 * cellW); ++x) {
+      const double u = (x + 0.5 - left) / cellW, v = (y + 0.5 - top) / cellH;
+      const double du = u - std::floor(u), dv = v - std::floor(v);
+      const bool onPatch = du > 1.0 / 12 && du < 11.0 / 12 && dv > 1.0 / 12 && dv < 11.0 / 12;
+      calibrate::Vec3 rgb = {0.03, 0.03, 0.03};
+      if (onPatch) rgb = calibrate::labToSrgb(calibrate::chartReference()[int(v) * 6 + int(u)]);
+      for (int c = 0; c < 3; ++c)
+        pixels[(size_t(y) * width + x) * 3 + c] = uint16_t(std::clamp(rgb[c], 0.003, 1.0) * 65535);
+    }
+  TDriverImage image{};
+  image.width = uint32_t(width);
+  image.height = uint32_t(height);
+  image.format = TDRIVER_IMAGE_RGB16_LINEAR;
+  image.data = pixels.data();
+  image.size = pixels.size() * sizeof(uint16_t);
+  ASSERT_EQ(TDriverFrame_inject(driver, &image), TCOMMON_SUCCESS);
+  ASSERT_EQ(TDriverScene_set(driver, "scene", 2), TCOMMON_SUCCESS);
+  ASSERT_EQ(TDriverFrame_next(driver), TCOMMON_SUCCESS);
+}
+
+// The finder on the camera's own chart at two frame sizes and aspect ratios, and on charts of
+// other sizes and places photographed from pictures handed to the camera.
+TEST_F(TwinCalibration, FindsTheChartWhereverItIs) {
+  struct Case {
     int width, height;
+    double left, top, cellW, cellH;  // an injected chart; cellW 0: the camera's own
   };
-  for (const Size size : {Size{1920, 1080}, Size{800, 600}}) {
-    shoot(size.width, size.height, 0.01, 5000);
+  const Case cases[] = {
+      {1920, 1080, 0, 0, 0, 0},
+      {800, 600, 0, 0, 0, 0},
+      {1280, 960, 610.0, 430.0, 100.0, 100.0},  // lower right, square cells
+      {1024, 768, 317.5, 101.25, 52.5, 47.0},   // small, near the top
+  };
+  for (const Case &c : cases) {
+    shoot(c.width, c.height, 0.01, 5000);
+    if (c.cellW > 0) injectChart(driver_, c.width, c.height, c.left, c.top, c.cellW, c.cellH);
     const calibrate::Capture capture = raw("chart");
     calibrate::ChartPlace place;
     std::string error;
     const double black = capture.raw.blackLevel[0];
     ASSERT_TRUE(calibrate::findChart(capture.raw, {black, black, black, black}, &place, &error))
         << error;
-    const auto first = patchCentre(0, size.width, size.height);
-    const auto last = patchCentre(23, size.width, size.height);
+    std::array<double, 2> first = patchCentre(0, c.width, c.height);
+    std::array<double, 2> last = patchCentre(23, c.width, c.height);
+    if (c.cellW > 0) {
+      first = {c.left + c.cellW / 2, c.top + c.cellH / 2};
+      last = {c.left + 5.5 * c.cellW, c.top + 3.5 * c.cellH};
+    }
     const double worst = std::max({std::abs(place.x0 - first[0]), std::abs(place.y0 - first[1]),
                                    std::abs(place.x1 - last[0]), std::abs(place.y1 - last[1])});
-    std::printf("finder at %dx%d: largest error %.2f px\n", size.width, size.height, worst);
-    EXPECT_LT(worst, 1.5) << size.width << "x" << size.height;
+    std::printf("finder at %dx%d (cell %.0f): largest error %.2f px\n", c.width, c.height, c.cellW,
+                worst);
+    EXPECT_LT(worst, 1.5) << c.width << "x" << c.height;
   }
 }
 
