@@ -6,7 +6,7 @@
 // chart's published colours as linear sRGB. The fit starts from linear least squares and is
 // then refined on the colour differences themselves: first L*a*b* distances, then CIEDE2000,
 // by Levenberg-Marquardt over the six free coefficients. Negative results clip at black, as
-// the ISP clips them.
+// the ISP clips them. Offsets are fitted too, and kept only where they clearly help.
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -31,10 +31,10 @@ Parameters parametersOf(const Mat3 &m) {
   return {m[0], m[1], m[3], m[4], m[6], m[7]};
 }
 
-// What the ISP makes of camera RGB with the matrix: linear sRGB, negatives clipped.
-Lab rendered(const Mat3 &m, const Vec3 &camera) {
+// What the ISP makes of camera RGB with the matrix and offset: linear sRGB, negatives clipped.
+Lab rendered(const Mat3 &m, const Vec3 &camera, const Vec3 &offset = {0, 0, 0}) {
   Vec3 rgb = multiply(m, camera);
-  for (double &v : rgb) v = std::max(0.0, v);
+  for (int c = 0; c < 3; ++c) rgb[c] = std::max(0.0, rgb[c] + offset[c]);
   return srgbToLab(rgb);
 }
 
@@ -56,27 +56,31 @@ Mat3 linearFit(const std::array<Vec3, 24> &camera, const std::array<Vec3, 24> &t
   return m;
 }
 
-// Solves the 6 x 6 system a x = b (Gaussian elimination with pivoting); false if singular.
-bool solve6(std::array<std::array<double, 7>, 6> a, Parameters *x) {
-  for (int col = 0; col < 6; ++col) {
-    int pivot = col;
-    for (int r = col + 1; r < 6; ++r)
+// Solves the N x N system a x = b (Gaussian elimination with pivoting); false if singular.
+template <size_t N>
+bool solve(std::array<std::array<double, N + 1>, N> a, std::array<double, N> *x) {
+  for (size_t col = 0; col < N; ++col) {
+    size_t pivot = col;
+    for (size_t r = col + 1; r < N; ++r)
       if (std::abs(a[r][col]) > std::abs(a[pivot][col])) pivot = r;
     if (std::abs(a[pivot][col]) < 1e-300) return false;
     std::swap(a[col], a[pivot]);
-    for (int r = 0; r < 6; ++r) {
+    for (size_t r = 0; r < N; ++r) {
       if (r == col) continue;
       const double f = a[r][col] / a[col][col];
-      for (int c = col; c < 7; ++c) a[r][c] -= f * a[col][c];
+      for (size_t c = col; c <= N; ++c) a[r][c] -= f * a[col][c];
     }
   }
-  for (int i = 0; i < 6; ++i) (*x)[i] = a[i][6] / a[i][i];
+  for (size_t i = 0; i < N; ++i) (*x)[i] = a[i][N] / a[i][i];
   return true;
 }
 
 // Levenberg-Marquardt on residuals(p) with a numerical Jacobian.
-Parameters levenbergMarquardt(const std::function<std::vector<double>(const Parameters &)> &f,
-                              Parameters p) {
+template <size_t N>
+std::array<double, N> levenbergMarquardt(
+    const std::function<std::vector<double>(const std::array<double, N> &)> &f,
+    std::array<double, N> p) {
+  using Vector = std::array<double, N>;
   const auto cost = [](const std::vector<double> &r) {
     double sum = 0;
     for (double v : r) sum += v * v;
@@ -85,45 +89,44 @@ Parameters levenbergMarquardt(const std::function<std::vector<double>(const Para
   std::vector<double> residual = f(p);
   double current = cost(residual), lambda = 1e-3;
   for (int iteration = 0; iteration < 100; ++iteration) {
-    std::array<std::vector<double>, 6> jacobian;
-    for (int i = 0; i < 6; ++i) {
-      Parameters q = p;
+    std::array<std::vector<double>, N> jacobian;
+    for (size_t i = 0; i < N; ++i) {
+      Vector q = p;
       constexpr double kStep = 1e-6;
       q[i] += kStep;
       jacobian[i] = f(q);
       for (size_t k = 0; k < residual.size(); ++k)
         jacobian[i][k] = (jacobian[i][k] - residual[k]) / kStep;
     }
-    std::array<std::array<double, 7>, 6> normal{};
-    for (int i = 0; i < 6; ++i) {
-      for (int j = 0; j < 6; ++j)
+    std::array<std::array<double, N + 1>, N> normal{};
+    for (size_t i = 0; i < N; ++i) {
+      for (size_t j = 0; j < N; ++j)
         for (size_t k = 0; k < residual.size(); ++k)
           normal[i][j] += jacobian[i][k] * jacobian[j][k];
-      for (size_t k = 0; k < residual.size(); ++k) normal[i][6] -= jacobian[i][k] * residual[k];
+      for (size_t k = 0; k < residual.size(); ++k) normal[i][N] -= jacobian[i][k] * residual[k];
     }
-    bool improved = false;
+    bool improved = false, converged = false;
     while (lambda < 1e10) {
       auto damped = normal;
-      for (int i = 0; i < 6; ++i) damped[i][i] += lambda * (normal[i][i] + 1e-12);
-      Parameters step;
-      if (!solve6(damped, &step)) break;
-      Parameters trial = p;
-      for (int i = 0; i < 6; ++i) trial[i] += step[i];
+      for (size_t i = 0; i < N; ++i) damped[i][i] += lambda * (normal[i][i] + 1e-12);
+      Vector step;
+      if (!solve<N>(damped, &step)) break;
+      Vector trial = p;
+      for (size_t i = 0; i < N; ++i) trial[i] += step[i];
       std::vector<double> trialResidual = f(trial);
       const double trialCost = cost(trialResidual);
       if (trialCost < current) {
-        const double gain = current - trialCost;
+        converged = current - trialCost < 1e-12 * (1 + current);
         p = trial;
         residual = std::move(trialResidual);
         current = trialCost;
         lambda = std::max(lambda / 3, 1e-9);
         improved = true;
-        if (gain < 1e-12 * (1 + current)) iteration = 100;
         break;
       }
       lambda *= 4;
     }
-    if (!improved) break;
+    if (!improved || converged) break;
   }
   return p;
 }
@@ -134,10 +137,11 @@ double meanOf(const std::array<double, 24> &values) {
   return sum / 24;
 }
 
-std::array<double, 24> deltaEs(const Mat3 &m, const std::array<Vec3, 24> &camera) {
+std::array<double, 24> deltaEs(const Mat3 &m, const std::array<Vec3, 24> &camera,
+                               const Vec3 &offset = {0, 0, 0}) {
   std::array<double, 24> errors{};
   for (int k = 0; k < 24; ++k)
-    errors[k] = deltaE2000(rendered(m, camera[k]), colour::kChartReference[k]);
+    errors[k] = deltaE2000(rendered(m, camera[k], offset), colour::kChartReference[k]);
   return errors;
 }
 
@@ -161,6 +165,8 @@ bool calibrateColour(const Capture &chart, const ColourOptions &options, ColourR
   if (!readChart(chart, options.chart, options.shading, options.black, &place, &patches, error))
     return false;
   const auto [rg, bg] = greyRatios(patches);
+  const std::array<double, 4> black = options.black ? *options.black : blackOf(chart.raw);
+  ColourResult out;
 
   // White-balanced camera RGB, scaled so that the greys match the chart's greys.
   std::array<Vec3, 24> camera, target;
@@ -181,7 +187,7 @@ bool calibrateColour(const Capture &chart, const ColourOptions &options, ColourR
 
   // Linear start, then L*a*b* distances, then CIEDE2000 itself.
   Parameters p = parametersOf(linearFit(camera, target));
-  p = levenbergMarquardt(
+  p = levenbergMarquardt<6>(
       [&](const Parameters &q) {
         const Mat3 m = matrixOf(q);
         std::vector<double> r;
@@ -194,27 +200,53 @@ bool calibrateColour(const Capture &chart, const ColourOptions &options, ColourR
         return r;
       },
       p);
-  p = levenbergMarquardt(
+  p = levenbergMarquardt<6>(
       [&](const Parameters &q) {
         const auto errors = deltaEs(matrixOf(q), camera);
         return std::vector<double>(errors.begin(), errors.end());
       },
       p);
-  const Mat3 matrix = rounded(matrixOf(p));
+  Mat3 matrix = rounded(matrixOf(p));
 
-  ColourResult out;
+  // Offsets (a flare or black-level error the matrix cannot take out) only when they lower the
+  // mean error by a twentieth and stay within 1 % of full scale. The ISP adds them in 12-bit
+  // codes of its full scale: the sensor's range above black, before the exposure scaling here.
+  const double range = chart.raw.whiteLevel - *std::max_element(black.begin(), black.end());
+  const double codesPerUnit = 4095 / (exposure * range);
+  Vec3 offset{0, 0, 0};
+  {
+    const auto withOffset = levenbergMarquardt<9>(
+        [&](const std::array<double, 9> &q) {
+          const auto errors =
+              deltaEs(matrixOf({q[0], q[1], q[2], q[3], q[4], q[5]}), camera, {q[6], q[7], q[8]});
+          return std::vector<double>(errors.begin(), errors.end());
+        },
+        {p[0], p[1], p[2], p[3], p[4], p[5], 0, 0, 0});
+    Vec3 codes;
+    for (int c = 0; c < 3; ++c) codes[c] = std::round(withOffset[6 + c] * codesPerUnit * 10) / 10;
+    const Mat3 m = rounded(matrixOf({withOffset[0], withOffset[1], withOffset[2], withOffset[3],
+                                     withOffset[4], withOffset[5]}));
+    const Vec3 fitted = {codes[0] / codesPerUnit, codes[1] / codesPerUnit, codes[2] / codesPerUnit};
+    const bool sensible = std::all_of(codes.begin(), codes.end(),
+                                      [](double v) { return std::abs(v) <= 0.01 * 4095; });
+    if (sensible && meanOf(deltaEs(m, camera, fitted)) < 0.95 * meanOf(deltaEs(matrix, camera))) {
+      matrix = m;
+      offset = fitted;
+      out.offset = codes;
+    }
+  }
+
   out.chart = place;
   out.wbGains = {1 / rg, 1, 1, 1 / bg};
   out.matrix = matrix;
-  out.offset = {0, 0, 0};
   const auto before = deltaEs(options.currentMatrix, camera);
-  const auto after = deltaEs(matrix, camera);
+  const auto after = deltaEs(matrix, camera, offset);
   for (int k = 0; k < 24; ++k) {
     PatchFit &fit = out.patches[k];
     fit.camera = camera[k];
     fit.reference = colour::kChartReference[k];
     fit.before = rendered(options.currentMatrix, camera[k]);
-    fit.after = rendered(matrix, camera[k]);
+    fit.after = rendered(matrix, camera[k], offset);
     fit.deltaEBefore = before[k];
     fit.deltaEAfter = after[k];
   }
