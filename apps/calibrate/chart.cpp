@@ -8,6 +8,7 @@
 // it) gives its centre and a straight grid is fitted to those centres.
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "calibrate.h"
 #include "chart_reading.h"
@@ -207,11 +208,10 @@ Grid coarseSearch(const Integrals &in, double *best) {
   Grid winner;
   *best = 0;
   constexpr double kFraction = 0.4;
-  const double largest = std::min(in.width / 6.0, in.height / 4.0);
   for (double px = 4; px <= in.width / 6.0; px *= 1.06) {
     for (double ratio = 0.5; ratio <= 2.0; ratio *= 1.08) {
       const double py = px * ratio;
-      if (py < 4 || py > in.height / 4.0 || px > largest * 2) continue;
+      if (py < 4 || py > in.height / 4.0) continue;
       const double stepX = std::max(1.0, px / 5), stepY = std::max(1.0, py / 5);
       for (double y0 = 0; y0 + 4 * py <= in.height; y0 += stepY) {
         for (double x0 = 0; x0 + 6 * px <= in.width; x0 += stepX) {
@@ -273,25 +273,40 @@ bool fitToOutlines(const Picture3 &picture, const Integrals &in, Grid *grid) {
     const BoxStats stats = statsOf(in, box);
     double level = 0;
     for (double m : stats.mean) level += m * m;
-    // Sites within noise of the patch's colour and within a sixth of its level.
-    const double threshold = std::max(9 * stats.variance, level / 36);
     const int x0 = std::max(0, static_cast<int>(std::floor(grid->cx(k) - 0.6 * grid->px)));
     const int x1 =
         std::min(picture.width, static_cast<int>(std::ceil(grid->cx(k) + 0.6 * grid->px)));
     const int y0 = std::max(0, static_cast<int>(std::floor(grid->cy(k) - 0.6 * grid->py)));
     const int y1 =
         std::min(picture.height, static_cast<int>(std::ceil(grid->cy(k) + 0.6 * grid->py)));
+    // First the sites within noise of the patch's colour and within a sixth of its level; then,
+    // against the colour of the rest (the board around it), those nearer the patch's colour
+    // than the surround's: the middle of a blurred edge, wherever the blur is wider.
+    double threshold = std::max(9 * stats.variance, level / 36);
     double count = 0, mx = 0, my = 0;
-    for (int y = y0; y < y1; ++y)
-      for (int x = x0; x < x1; ++x) {
-        const size_t at = static_cast<size_t>(y) * picture.width + x;
-        double d = 0;
-        for (int c = 0; c < 3; ++c) d += std::pow(picture.plane[c][at] - stats.mean[c], 2);
-        if (d > threshold) continue;
-        ++count;
-        mx += x + 0.5;
-        my += y + 0.5;
-      }
+    for (int pass = 0; pass < 2; ++pass) {
+      double others = 0;
+      std::array<double, 3> surround{};
+      count = mx = my = 0;
+      for (int y = y0; y < y1; ++y)
+        for (int x = x0; x < x1; ++x) {
+          const size_t at = static_cast<size_t>(y) * picture.width + x;
+          double d = 0;
+          for (int c = 0; c < 3; ++c) d += std::pow(picture.plane[c][at] - stats.mean[c], 2);
+          if (d > threshold) {
+            ++others;
+            for (int c = 0; c < 3; ++c) surround[c] += picture.plane[c][at];
+            continue;
+          }
+          ++count;
+          mx += x + 0.5;
+          my += y + 0.5;
+        }
+      if (others == 0 || count == 0) break;
+      double contrast = 0;
+      for (int c = 0; c < 3; ++c) contrast += std::pow(surround[c] / others - stats.mean[c], 2);
+      threshold = std::max(9 * stats.variance, contrast / 4);
+    }
     const double share = count / (double(x1 - x0) * (y1 - y0));
     if (share < 0.15 || share > 0.75) continue;
     centres.push_back({k % 6, k / 6, mx / count, my / count});

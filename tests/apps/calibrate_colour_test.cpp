@@ -166,6 +166,7 @@ TEST_F(TwinCalibration, FindsTheChartWhereverItIs) {
     double left, top, cellW, cellH;  // an injected chart; cellW 0: the camera's own
   };
   const Case cases[] = {
+      {4096, 3072, 0, 0, 0, 0},
       {1920, 1080, 0, 0, 0, 0},
       {800, 600, 0, 0, 0, 0},
       {1280, 960, 610.0, 430.0, 100.0, 100.0},  // lower right, square cells
