@@ -490,6 +490,23 @@ bool readChart(const Capture &capture, const std::optional<ChartPlace> &chart,
   if (chart) {
     found = *chart;
   } else if (!findChart(raw, black, &found, error)) {
+    // A chart lost in clipping or in the dark is named as such: the exposure is what to change.
+    size_t clipped = 0, dark = 0;
+    const double top = *std::max_element(black.begin(), black.end());
+    const double range = capture.raw.whiteLevel - top;
+    for (const uint16_t code : capture.raw.data) {
+      clipped += code >= capture.raw.whiteLevel;
+      dark += code < top + 0.05 * range;
+    }
+    const double sites = std::max<size_t>(1, capture.raw.data.size());
+    if (clipped > 0.05 * sites)
+      *error += "; the capture is over-exposed (" +
+                std::to_string(static_cast<int>(100 * clipped / sites + 0.5)) +
+                "% of its sites clipped): shorten the exposure";
+    else if (dark > 0.99 * sites)
+      *error +=
+          "; the capture is too dark (nearly every site under 5% of full scale): "
+          "lengthen the exposure or add light";
     *error = prefix + *error;
     return false;
   }

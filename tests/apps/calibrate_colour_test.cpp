@@ -203,8 +203,9 @@ TEST_F(TwinCalibration, RefusesNoChartAnOverExposedAndADarkChart) {
     int scene;
     const char *expected;
   };
-  for (const Case c : {Case{0.01, 1, "no colour chart found"},
-                       Case{0.03, 0, "over-exposed: patch \""}, Case{0.0015, 0, "too dark"}}) {
+  for (const Case c :
+       {Case{0.01, 1, "no colour chart found"}, Case{0.03, 0, "over-exposed: patch \""},
+        Case{0.0015, 0, "too dark"}, Case{0.2, 0, "sites clipped"}}) {
     shoot(640, 360, c.seconds, 5000, c.scene);
     calibrate::ColourResult result;
     std::string error;
