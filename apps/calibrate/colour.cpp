@@ -22,6 +22,9 @@ namespace {
 
 using Parameters = std::array<double, 6>;
 
+// Largest offset kept, in 12-bit codes of full scale.
+constexpr double kLargestOffset = 10;
+
 // The matrix of six free coefficients: per row the first two, the third making the sum one.
 Mat3 matrixOf(const Parameters &p) {
   return {p[0], p[1], 1 - p[0] - p[1], p[2], p[3], 1 - p[2] - p[3], p[4], p[5], 1 - p[4] - p[5]};
@@ -209,8 +212,10 @@ bool calibrateColour(const Capture &chart, const ColourOptions &options, ColourR
   Mat3 matrix = rounded(matrixOf(p));
 
   // Offsets (a flare or black-level error the matrix cannot take out) only when they lower the
-  // mean error by a twentieth and stay within 1 % of full scale. The ISP adds them in 12-bit
-  // codes of its full scale: the sensor's range above black, before the exposure scaling here.
+  // mean error by a twentieth and stay within a quarter of a percent of full scale (larger ones
+  // stand in for an uncorrected shading or black level, and would crush or lift the shadows). The
+  // ISP adds them in 12-bit codes of its full scale: the sensor's range above black, before the
+  // exposure scaling here.
   const double range = chart.raw.whiteLevel - *std::max_element(black.begin(), black.end());
   const double codesPerUnit = 4095 / (exposure * range);
   Vec3 offset{0, 0, 0};
@@ -228,7 +233,7 @@ bool calibrateColour(const Capture &chart, const ColourOptions &options, ColourR
                                      withOffset[4], withOffset[5]}));
     const Vec3 fitted = {codes[0] / codesPerUnit, codes[1] / codesPerUnit, codes[2] / codesPerUnit};
     const bool sensible = std::all_of(codes.begin(), codes.end(),
-                                      [](double v) { return std::abs(v) <= 0.01 * 4095; });
+                                      [](double v) { return std::abs(v) <= kLargestOffset; });
     if (sensible && meanOf(deltaEs(m, camera, fitted)) < 0.95 * meanOf(deltaEs(matrix, camera))) {
       matrix = m;
       offset = fitted;
