@@ -9,6 +9,7 @@
 #include <cstring>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,10 +29,10 @@ class Twin {
  public:
   static constexpr int kWidth = 320, kHeight = 180;
 
-  explicit Twin(int bitDepth = 10, double gain = 1) {
+  explicit Twin(int bitDepth = 10, double gain = 1, bool gainTables = false) {
     EXPECT_EQ(TDatabase_open(nullptr, &database_), TCOMMON_SUCCESS);
     EXPECT_EQ(TDriver_open(database_, &driver_), TCOMMON_SUCCESS);
-    switchOffGainTables(database_);
+    if (!gainTables) switchOffGainTables(database_);
     auto &input = record<TDatabaseInput>("IPT");
     auto &path = input.paths[input.pathIndex];
     path.rectangle.width = kWidth;
@@ -41,6 +42,11 @@ class Twin {
     exposure.state = 0;
     exposure.gain.analog[0] = static_cast<float>(gain);
     exposure.gain.digital[0] = 1;
+    restart();
+  }
+  // Programs every block from the database.
+  void restart() {
+    EXPECT_EQ(TDriver_deinit(driver_), TCOMMON_SUCCESS);
     EXPECT_EQ(TDriver_init(driver_, 1), TCOMMON_SUCCESS);
     EXPECT_EQ(TDriver_stream(driver_, 1), TCOMMON_SUCCESS);
   }
@@ -148,38 +154,52 @@ TEST(CalibrateBlack, WithinOneCodeOfThePedestalPerChannel) {
 // ---- Lens shading -------------------------------------------------------------------------
 
 TEST(CalibrateShading, FlatFieldIsFlatAfterTheGridIsImported) {
-  Twin twin;
-  twin.scene("scene", 1);
-  const auto before = cornerToCentre(twin.frames(4, "LSC_3"));
-  calibrate::ShadingResult result;
-  std::string error;
-  ASSERT_TRUE(calibrate::calibrateShading(twin.frames(4), {}, &result, &error)) << error;
+  // Equal sectors, and the record's own uneven sectors (narrow towards the edges, given as
+  // proportions of another frame size) kept.
+  calibrate::ShadingGrid uneven;
+  for (int i = 0; i < 32; ++i)
+    uneven.xSize[i] = static_cast<uint16_t>(40 + 4 * std::min(i, 31 - i));
+  for (int i = 0; i < 16; ++i) uneven.ySize[i] = static_cast<uint16_t>(20 + 3 * i);
+  for (const auto &sectors : {std::optional<calibrate::ShadingGrid>(), std::optional(uneven)}) {
+    SCOPED_TRACE(sectors ? "uneven sectors" : "equal sectors");
+    Twin twin;
+    twin.scene("scene", 1);
+    const auto before = cornerToCentre(twin.frames(4, "LSC_3"));
+    calibrate::ShadingResult result;
+    std::string error;
+    ASSERT_TRUE(
+        calibrate::calibrateShading(twin.frames(4), {sectors, std::nullopt}, &result, &error))
+        << error;
+    if (sectors) {
+      EXPECT_EQ(result.grid.xSize, uneven.xSize);
+    }
 
-  // The file round trip: what the calibration file gives back, through the ISP's own parser.
-  const std::string file = calibrate::shadingFile(result.grid, {"flat field", "of the twin"});
-  calibrate::ShadingGrid back;
-  ASSERT_TRUE(calibrate::parseShadingFile(file, &back, &error)) << error;
-  EXPECT_EQ(back.matrix, result.grid.matrix);
-  EXPECT_EQ(back.xSize, result.grid.xSize);
-  EXPECT_EQ(back.ySize, result.grid.ySize);
+    // The file round trip: what the calibration file gives back, through the ISP's own parser.
+    const std::string file = calibrate::shadingFile(result.grid, {"flat field", "of the twin"});
+    calibrate::ShadingGrid back;
+    ASSERT_TRUE(calibrate::parseShadingFile(file, &back, &error)) << error;
+    EXPECT_EQ(back.matrix, result.grid.matrix);
+    EXPECT_EQ(back.xSize, result.grid.xSize);
+    EXPECT_EQ(back.ySize, result.grid.ySize);
 
-  auto &lsc = twin.record<TDatabaseLensShadingCorrection_3>("LSC_3");
-  const TCommonBuffer buffer{reinterpret_cast<uint8_t *>(const_cast<char *>(file.data())),
-                             file.size(), 0, 1};
-  ASSERT_EQ(TDatabaseLensShadingCorrection_3_parse2(&buffer, 1, &lsc), TCOMMON_SUCCESS)
-      << TDatabase_lastError();
-  lsc.state = 1;
-  ASSERT_EQ(TDriverLensShadingCorrection_3_process(twin.driver(), 0), TCOMMON_SUCCESS);
-  const auto after = cornerToCentre(twin.frames(4, "LSC_3"));
-  for (int c = 0; c < 4; ++c) {
-    SCOPED_TRACE(calibrate::kChannelNames[c]);
-    EXPECT_LT(before[c], 0.8);  // the lens's fall-off is there to correct
-    EXPECT_NEAR(result.cornerToCentreBefore[c], before[c], 0.03);
-    EXPECT_NEAR(after[c], 1.0, 0.02);
-    EXPECT_NEAR(result.cornerToCentreAfter[c], 1.0, 0.02);
-    std::printf("%s corner/centre before %.4f after %.4f (calibration's own %.4f -> %.4f)\n",
-                calibrate::kChannelNames[c], before[c], after[c], result.cornerToCentreBefore[c],
-                result.cornerToCentreAfter[c]);
+    auto &lsc = twin.record<TDatabaseLensShadingCorrection_3>("LSC_3");
+    const TCommonBuffer buffer{reinterpret_cast<uint8_t *>(const_cast<char *>(file.data())),
+                               file.size(), 0, 1};
+    ASSERT_EQ(TDatabaseLensShadingCorrection_3_parse2(&buffer, 1, &lsc), TCOMMON_SUCCESS)
+        << TDatabase_lastError();
+    lsc.state = 1;
+    ASSERT_EQ(TDriverLensShadingCorrection_3_process(twin.driver(), 0), TCOMMON_SUCCESS);
+    const auto after = cornerToCentre(twin.frames(4, "LSC_3"));
+    for (int c = 0; c < 4; ++c) {
+      SCOPED_TRACE(calibrate::kChannelNames[c]);
+      EXPECT_LT(before[c], 0.8);  // the lens's fall-off is there to correct
+      EXPECT_NEAR(result.cornerToCentreBefore[c], before[c], 0.03);
+      EXPECT_NEAR(after[c], 1.0, 0.02);
+      EXPECT_NEAR(result.cornerToCentreAfter[c], 1.0, 0.02);
+      std::printf("%s corner/centre before %.4f after %.4f (calibration's own %.4f -> %.4f)\n",
+                  calibrate::kChannelNames[c], before[c], after[c], result.cornerToCentreBefore[c],
+                  result.cornerToCentreAfter[c]);
+    }
   }
 }
 
@@ -334,11 +354,44 @@ TEST(CalibrateFragments, AcceptedAndSetOnlyTheirFields) {
     EXPECT_EQ(TDatabase_parse(parsed, c.fragment.c_str()), TCOMMON_SUCCESS)
         << TDatabase_lastError();
     c.set(expected);
-    const std::string result = serialised(parsed);
+    const std::string result = serialised(parsed), wanted = serialised(expected);
     EXPECT_NE(result, untouched);
-    EXPECT_EQ(result, serialised(expected));
+    // The documents are long: show where they part.
+    const size_t at =
+        std::mismatch(result.begin(), result.end(), wanted.begin(), wanted.end()).first -
+        result.begin();
+    EXPECT_EQ(result.size(), wanted.size());
+    EXPECT_EQ(at, result.size()) << result.substr(at < 60 ? 0 : at - 60, 120) << "\nexpected\n"
+                                 << wanted.substr(at < 60 ? 0 : at - 60, 120);
     TDatabase_close(&parsed);
     TDatabase_close(&expected);
+  }
+}
+
+// The black fragment makes the ISP subtract the measured levels, whatever the shipped per-gain
+// table says: levels set 4 and 6 codes under the pedestal leave that much in a dark frame.
+TEST(CalibrateFragments, TheIspSubtractsTheFragmentsLevels) {
+  struct Case {
+    std::vector<calibrate::BlackPoint> points;
+    double gain;  // of the twin
+    double left;  // codes above black after subtraction
+  };
+  const auto point = [](double gain, double level) {
+    return calibrate::BlackPoint{gain, 1, {{{level, 1}, {level, 1}, {level, 1}, {level, 1}}}};
+  };
+  const Case cases[] = {{{point(1, 60)}, 1, 4}, {{point(1, 62), point(4, 58)}, 4, 6}};
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.points.size());
+    Twin twin(10, c.gain, true);
+    twin.scene("lux", 0);
+    ASSERT_EQ(TDatabase_parse(twin.database(), calibrate::blackFragment({10, c.points}).c_str()),
+              TCOMMON_SUCCESS)
+        << TDatabase_lastError();
+    twin.restart();
+    const auto frame = twin.frames(1, "BLS").front();
+    double sum = 0;
+    for (uint16_t code : frame.raw.data) sum += code;
+    EXPECT_NEAR(sum / frame.raw.data.size(), c.left, 0.5);
   }
 }
 
