@@ -23,21 +23,27 @@ namespace {
 
 using calibrate::Capture;
 
-// The simulated camera at a small frame size, streaming, with the per-gain tables off so that
-// the blocks run on their records.
+// The simulated camera at a small frame size, streaming, with the per-gain tables off (or
+// neutral) so that the blocks run on their records.
 class Twin {
  public:
   static constexpr int kWidth = 320, kHeight = 180;
 
-  explicit Twin(int bitDepth = 10, double gain = 1, bool gainTables = false) {
+  explicit Twin(int bitDepth = 10, double gain = 1, bool gainTables = false, uint16_t bayer = 0) {
     EXPECT_EQ(TDatabase_open(nullptr, &database_), TCOMMON_SUCCESS);
     EXPECT_EQ(TDriver_open(database_, &driver_), TCOMMON_SUCCESS);
-    if (!gainTables) switchOffGainTables(database_);
+    if (!gainTables) {
+      switchOffGainTables(database_);
+      // The shading grid at full strength at every gain (the table has no switch).
+      auto &lsc = record<TDatabaseAutoLensShadingCorrection_3>("ALSC_3");
+      std::fill(std::begin(lsc.strength), std::end(lsc.strength), 1.0f);
+    }
     auto &input = record<TDatabaseInput>("IPT");
     auto &path = input.paths[input.pathIndex];
     path.rectangle.width = kWidth;
     path.rectangle.height = kHeight;
     path.format = bitDepth == 12 ? 2 : 1;
+    path.bayerPattern = bayer;
     auto &exposure = record<TDatabaseExposureControl_2>("EC_2");
     exposure.state = 0;
     exposure.gain.analog[0] = static_cast<float>(gain);
@@ -154,16 +160,30 @@ TEST(CalibrateBlack, WithinOneCodeOfThePedestalPerChannel) {
 // ---- Lens shading -------------------------------------------------------------------------
 
 TEST(CalibrateShading, FlatFieldIsFlatAfterTheGridIsImported) {
-  // Equal sectors, and the record's own uneven sectors (narrow towards the edges, given as
-  // proportions of another frame size) kept.
+  // A record's own uneven sectors (narrow towards the edges, given as proportions of another
+  // frame size) are kept.
   calibrate::ShadingGrid uneven;
   for (int i = 0; i < 32; ++i)
     uneven.xSize[i] = static_cast<uint16_t>(40 + 4 * std::min(i, 31 - i));
   for (int i = 0; i < 16; ++i) uneven.ySize[i] = static_cast<uint16_t>(20 + 3 * i);
-  for (const auto &sectors : {std::optional<calibrate::ShadingGrid>(), std::optional(uneven)}) {
-    SCOPED_TRACE(sectors ? "uneven sectors" : "equal sectors");
-    Twin twin;
+  struct Case {
+    const char *what;
+    std::optional<calibrate::ShadingGrid> sectors;
+    uint16_t bayer;  // 0 RGGB .. 3 BGGR
+    int bitDepth;
+    double gain, lux;
+  };
+  const Case cases[] = {
+      {"equal sectors", std::nullopt, 0, 10, 1, 400},
+      {"uneven sectors, GBRG, 12 bits", uneven, 2, 12, 1, 400},
+      {"noisy: gain 8 in dim light, BGGR", std::nullopt, 3, 10, 8, 50},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.what);
+    const auto &sectors = c.sectors;
+    Twin twin(c.bitDepth, c.gain, false, c.bayer);
     twin.scene("scene", 1);
+    twin.scene("lux", c.lux);
     const auto before = cornerToCentre(twin.frames(4, "LSC_3"));
     calibrate::ShadingResult result;
     std::string error;
@@ -190,15 +210,15 @@ TEST(CalibrateShading, FlatFieldIsFlatAfterTheGridIsImported) {
     lsc.state = 1;
     ASSERT_EQ(TDriverLensShadingCorrection_3_process(twin.driver(), 0), TCOMMON_SUCCESS);
     const auto after = cornerToCentre(twin.frames(4, "LSC_3"));
-    for (int c = 0; c < 4; ++c) {
-      SCOPED_TRACE(calibrate::kChannelNames[c]);
-      EXPECT_LT(before[c], 0.8);  // the lens's fall-off is there to correct
-      EXPECT_NEAR(result.cornerToCentreBefore[c], before[c], 0.03);
-      EXPECT_NEAR(after[c], 1.0, 0.02);
-      EXPECT_NEAR(result.cornerToCentreAfter[c], 1.0, 0.02);
-      std::printf("%s corner/centre before %.4f after %.4f (calibration's own %.4f -> %.4f)\n",
-                  calibrate::kChannelNames[c], before[c], after[c], result.cornerToCentreBefore[c],
-                  result.cornerToCentreAfter[c]);
+    for (int ch = 0; ch < 4; ++ch) {
+      SCOPED_TRACE(calibrate::kChannelNames[ch]);
+      EXPECT_LT(before[ch], 0.8);  // the lens's fall-off is there to correct
+      EXPECT_NEAR(result.cornerToCentreBefore[ch], before[ch], 0.03);
+      EXPECT_NEAR(after[ch], 1.0, 0.02);
+      EXPECT_NEAR(result.cornerToCentreAfter[ch], 1.0, 0.02);
+      std::printf("%s, %s: corner/centre before %.4f after %.4f (calibration's own %.4f, %.4f)\n",
+                  c.what, calibrate::kChannelNames[ch], before[ch], after[ch],
+                  result.cornerToCentreBefore[ch], result.cornerToCentreAfter[ch]);
     }
   }
 }
