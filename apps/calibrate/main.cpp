@@ -256,11 +256,13 @@ void runShading(const Options &options, Outputs &outputs) {
   check(calibrate::calibrateShading(captures, shading, &result, &error), error);
   std::cout << "Lens shading of " << describe(captures.front()) << ", " << captures.size()
             << " flat field(s)\n";
-  line("%-8s %14s %14s %13s", "channel", "corner/centre", "after grid", "largest gain");
+  line("%-8s %8s %8s %14s %11s %13s", "channel", "centre", "noise", "corner/centre", "after grid",
+       "largest gain");
   for (int c = 0; c < 4; ++c) {
     const auto &gains = result.grid.matrix[c];
     const int largest = *std::max_element(gains.begin(), gains.end());
-    line("%-8s %14.3f %14.3f %13.3f", calibrate::kChannelNames[c], result.cornerToCentreBefore[c],
+    line("%-8s %8.1f %8.2f %14.3f %11.3f %13.3f", calibrate::kChannelNames[c],
+         result.centreLevel[c], result.centreNoise[c], result.cornerToCentreBefore[c],
          result.cornerToCentreAfter[c], largest / double(calibrate::kUnityGain));
   }
   const std::vector<std::string> header = {

@@ -356,6 +356,7 @@ TEST(CalibrateFragments, AcceptedAndSetOnlyTheirFields) {
          auto *wb = static_cast<TDatabaseWhiteBalance_1_1 *>(query(database, "WB_1_1"));
          wb->state = 1;
          std::copy(white[0].gains.begin(), white[0].gains.end(), wb->gain);
+         static_cast<TDatabaseAutoWhiteBalance_4 *>(query(database, "AWB_4"))->mode = 0;
        }},
   };
   const auto serialised = [](TDatabase *database) {
@@ -370,6 +371,8 @@ TEST(CalibrateFragments, AcceptedAndSetOnlyTheirFields) {
     TDatabase *parsed = nullptr, *expected = nullptr;
     ASSERT_EQ(TDatabase_open(nullptr, &parsed), TCOMMON_SUCCESS);
     ASSERT_EQ(TDatabase_open(nullptr, &expected), TCOMMON_SUCCESS);
+    for (TDatabase *database : {parsed, expected})  // the white balance loop running
+      static_cast<TDatabaseAutoWhiteBalance_4 *>(query(database, "AWB_4"))->mode = 1;
     const std::string untouched = serialised(parsed);
     EXPECT_EQ(TDatabase_parse(parsed, c.fragment.c_str()), TCOMMON_SUCCESS)
         << TDatabase_lastError();
