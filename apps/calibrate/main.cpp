@@ -139,6 +139,8 @@ Options parseArguments(int argc, char **argv) {
     throw UsageError{"white needs --kelvin with one colour temperature per file"};
   if (options.command == "colour" && options.kelvins.size() > 1)
     throw UsageError{"colour takes one --kelvin (the calibration light)"};
+  if ((options.black || !options.shading.empty()) && options.command == "black")
+    throw UsageError{"--black and --shading are for shading, colour and white"};
   if ((options.chart || options.applyKelvin) && options.command != "colour" &&
       options.command != "white")
     throw UsageError{"--chart and --apply-kelvin are for colour and white"};
