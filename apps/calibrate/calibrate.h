@@ -112,6 +112,9 @@ struct ShadingResult {
   // Per channel: brightness of the corners over the centre, in the capture and as the grid
   // corrects it (1 = flat).
   std::array<double, 4> cornerToCentreBefore{}, cornerToCentreAfter{};
+  // Per channel at the centre of the frame: the level above black of the averaged captures and
+  // the standard deviation of one capture's sites (raw codes).
+  std::array<double, 4> centreLevel{}, centreNoise{};
 };
 // One or more flat-field captures of the same size (averaged). Refused: a capture that is not
 // a flat field (too dark, clipped, or structured).

@@ -87,7 +87,9 @@ std::string whiteFragment(const std::vector<WhitePoint> &points, double applyKel
   for (const WhitePoint &point : points)
     if (std::abs(point.kelvin - applyKelvin) < std::abs(nearest->kelvin - applyKelvin))
       nearest = &point;
-  return "{\"WB_1_1\":{\"state\":1,\"gain\":" + array(nearest->gains, number) + "}}\n";
+  // Manual white balance: the auto loop would replace the gains from the next frame on.
+  return "{\"WB_1_1\":{\"state\":1,\"gain\":" + array(nearest->gains, number) +
+         "},\"AWB_4\":{\"mode\":0}}\n";
 }
 
 }  // namespace calibrate

@@ -139,6 +139,8 @@ Options parseArguments(int argc, char **argv) {
     throw UsageError{"white needs --kelvin with one colour temperature per file"};
   if (options.command == "colour" && options.kelvins.size() > 1)
     throw UsageError{"colour takes one --kelvin (the calibration light)"};
+  if ((options.black || !options.shading.empty()) && options.command == "black")
+    throw UsageError{"--black and --shading are for shading, colour and white"};
   if ((options.chart || options.applyKelvin) && options.command != "colour" &&
       options.command != "white")
     throw UsageError{"--chart and --apply-kelvin are for colour and white"};
@@ -187,6 +189,14 @@ class Outputs {
   std::vector<std::pair<std::string, std::string>> pending_;
 };
 
+// One line of a report, printf-formatted.
+template <typename... Args>
+void line(const char *format, Args... args) {
+  char text[256];
+  std::snprintf(text, sizeof text, format, args...);
+  std::cout << text << "\n";
+}
+
 std::string fixed(double value, int decimals) {
   char text[48];
   std::snprintf(text, sizeof text, "%.*f", decimals, value);
@@ -227,13 +237,12 @@ void runBlack(const Options &options, Outputs &outputs) {
   std::string error;
   check(calibrate::calibrateBlack(captures, options.gains, &result, &error), error);
   std::cout << "Black level of " << describe(captures.front()) << " (raw codes)\n";
-  std::cout << "gain    frames  channel   level   noise\n";
+  line("%-8s %-7s %-8s %8s %8s", "gain", "frames", "channel", "level", "noise");
   for (const auto &point : result.points)
     for (int c = 0; c < 4; ++c)
-      std::cout << (c == 0 ? fixed(point.gain, 2) : std::string()) << std::string(c ? 8 : 4, ' ')
-                << (c == 0 ? std::to_string(point.frames) : " ") << "       "
-                << calibrate::kChannelNames[c] << "\t" << fixed(point.channel[c].level, 2) << "\t"
-                << fixed(point.channel[c].noise, 2) << "\n";
+      line("%-8s %-7s %-8s %8.2f %8.2f", c == 0 ? fixed(point.gain, 2).c_str() : "",
+           c == 0 ? std::to_string(point.frames).c_str() : "", calibrate::kChannelNames[c],
+           point.channel[c].level, point.channel[c].noise);
   const std::string fragment = calibrate::blackFragment(result);
   outputs.add(options.output, fragment);
   outputs.add(options.fragment, fragment);
@@ -249,13 +258,14 @@ void runShading(const Options &options, Outputs &outputs) {
   check(calibrate::calibrateShading(captures, shading, &result, &error), error);
   std::cout << "Lens shading of " << describe(captures.front()) << ", " << captures.size()
             << " flat field(s)\n";
-  std::cout << "channel  corner/centre before  after  largest gain\n";
+  line("%-8s %8s %8s %14s %11s %13s", "channel", "centre", "noise", "corner/centre", "after grid",
+       "largest gain");
   for (int c = 0; c < 4; ++c) {
     const auto &gains = result.grid.matrix[c];
     const int largest = *std::max_element(gains.begin(), gains.end());
-    std::cout << calibrate::kChannelNames[c] << "\t " << fixed(result.cornerToCentreBefore[c], 3)
-              << "\t\t       " << fixed(result.cornerToCentreAfter[c], 3) << "  "
-              << fixed(largest / double(calibrate::kUnityGain), 3) << "\n";
+    line("%-8s %8.1f %8.2f %14.3f %11.3f %13.3f", calibrate::kChannelNames[c],
+         result.centreLevel[c], result.centreNoise[c], result.cornerToCentreBefore[c],
+         result.cornerToCentreAfter[c], largest / double(calibrate::kUnityGain));
   }
   const std::vector<std::string> header = {
       "Lens shading of " + describe(captures.front()) + " from " + std::to_string(captures.size()) +
@@ -282,14 +292,11 @@ void runColour(const Options &options, Outputs &outputs) {
   if (!options.kelvins.empty()) std::cout << " under " << fixed(options.kelvins[0], 0) << " K";
   std::cout << "\nchart at " << fixed(result.chart.x0, 1) << "," << fixed(result.chart.y0, 1)
             << " - " << fixed(result.chart.x1, 1) << "," << fixed(result.chart.y1, 1) << "\n";
-  std::cout << "patch            L*ref   a*ref   b*ref   dE before  dE after\n";
+  line("%-18s %7s %7s %7s %10s %9s", "patch", "L*ref", "a*ref", "b*ref", "dE before", "dE after");
   for (size_t i = 0; i < result.patches.size(); ++i) {
     const auto &patch = result.patches[i];
-    std::string name = calibrate::chartPatchNames()[i];
-    name.resize(std::max<size_t>(name.size(), 16), ' ');
-    std::cout << name << " " << fixed(patch.reference.L, 1) << "\t" << fixed(patch.reference.a, 1)
-              << "\t" << fixed(patch.reference.b, 1) << "\t" << fixed(patch.deltaEBefore, 2)
-              << "\t   " << fixed(patch.deltaEAfter, 2) << "\n";
+    line("%-18s %7.1f %7.1f %7.1f %10.2f %9.2f", calibrate::chartPatchNames()[i], patch.reference.L,
+         patch.reference.a, patch.reference.b, patch.deltaEBefore, patch.deltaEAfter);
   }
   std::cout << "dE2000 mean " << fixed(result.meanAfter, 2) << " max " << fixed(result.maxAfter, 2)
             << " (before: mean " << fixed(result.meanBefore, 2) << ")\n";
@@ -313,11 +320,10 @@ void runWhite(const Options &options, Outputs &outputs) {
   std::string error;
   check(calibrate::calibrateWhite(captures, options.kelvins, white, &points, &error), error);
   std::cout << "White points of " << describe(captures.front()) << "\n";
-  std::cout << "kelvin  R gain  B gain  R/G    B/G    grey error\n";
+  line("%-7s %7s %7s %7s %7s %11s", "kelvin", "R gain", "B gain", "R/G", "B/G", "grey error");
   for (const auto &point : points)
-    std::cout << fixed(point.kelvin, 0) << "\t" << fixed(point.gains[0], 3) << "\t"
-              << fixed(point.gains[3], 3) << "\t" << fixed(point.rg, 3) << "\t"
-              << fixed(point.bg, 3) << "\t" << fixed(100 * point.neutralError, 2) << "%\n";
+    line("%-7.0f %7.3f %7.3f %7.3f %7.3f %10.2f%%", point.kelvin, point.gains[0], point.gains[3],
+         point.rg, point.bg, 100 * point.neutralError);
   const double apply = options.applyKelvin ? *options.applyKelvin : options.kelvins.front();
   const std::string fragment = calibrate::whiteFragment(points, apply);
   outputs.add(options.output, fragment);

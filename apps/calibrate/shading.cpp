@@ -288,6 +288,21 @@ bool calibrateShading(const std::vector<Capture> &flats, const ShadingOptions &o
   }
 
   result->grid = grid;
+  // Level and noise at the centre: the averaged frame's level, one capture's scatter.
+  const int w = std::max(4, frame.width / 16), h = std::max(4, frame.height / 16);
+  const int x0 = (frame.width - w) / 2 & ~1, y0 = (frame.height - h) / 2 & ~1;
+  for (int channel = 0; channel < 4; ++channel) {
+    std::vector<double> averaged, single;
+    for (int y = y0; y < y0 + h; ++y)
+      for (int x = x0; x < x0 + w; ++x)
+        if (channelAt(first, x, y) == channel) {
+          const size_t at = static_cast<size_t>(y) * frame.width + x;
+          averaged.push_back(frame.values[at]);
+          single.push_back(first.data[at]);
+        }
+    result->centreLevel[channel] = trimmedMean(averaged, nullptr);
+    trimmedMean(single, &result->centreNoise[channel]);
+  }
   for (int channel = 0; channel < 4; ++channel) {
     result->cornerToCentreBefore[channel] =
         cornerRatio(frame, channel, [](int, int) { return 1.0; });

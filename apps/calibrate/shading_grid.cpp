@@ -151,7 +151,10 @@ bool parseShadingDocument(std::string_view text, ShadingGrid *grid, std::string 
 
 std::string shadingFile(const ShadingGrid &grid, const std::vector<std::string> &header) {
   std::string out;
-  for (const std::string &line : header) out += "# " + line + "\n";
+  for (std::string line : header) {
+    std::replace(line.begin(), line.end(), '\n', ' ');
+    out += "# " + line + "\n";
+  }
   if (!header.empty()) out += '\n';
   for (int c = 0; c < 4; ++c) {
     out += std::string(kMatrixNames[c]) + '\n';
