@@ -265,7 +265,12 @@ bool calibrateColour(const Capture &chart, const ColourOptions &options, ColourR
 
 std::string colourFile(const ColourResult &result, const std::vector<std::string> &header) {
   std::string text;
-  for (const auto &line : header) text += "# " + line + "\n";
+  for (std::string line : header) {
+    // One comment line each: a line break inside would start a field of its own.
+    std::replace(line.begin(), line.end(), '\n', ' ');
+    std::replace(line.begin(), line.end(), '\r', ' ');
+    text += "# " + line + "\n";
+  }
   char line[160];
   for (int row = 0; row < 3; ++row) {
     std::snprintf(line, sizeof line, "%s %9.4f %9.4f %9.4f\n", row == 0 ? "ccMatrix" : "        ",

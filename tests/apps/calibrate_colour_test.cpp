@@ -69,6 +69,20 @@ TEST(ColourScience, Ciede2000MatchesThePublishedPairsBothWays) {
   }
 }
 
+// The matrix file reads back through the database's parser as written, header lines with
+// breaks in them included.
+TEST(ColourFile, ReadsBackThroughTheCalibrationParser) {
+  calibrate::ColourResult result;
+  result.matrix = {1.6234, -0.4512, -0.1722, -0.2811, 1.5123, -0.2312, -0.0534, -0.5201, 1.5735};
+  result.offset = {-4.4, 1.6, 0};
+  std::string text = calibrate::colourFile(result, {"module 7", "two\nlines"});
+  TCommonBuffer file{reinterpret_cast<uint8_t *>(text.data()), text.size(), text.size(), 1};
+  TDatabaseColorCorrectionMatrix record{};
+  ASSERT_EQ(TDatabaseColorCorrectionMatrix_parse2(&file, 1, &record), TCOMMON_SUCCESS) << text;
+  for (int i = 0; i < 9; ++i) EXPECT_NEAR(record.ccMatrix[i], result.matrix[i], 1e-6) << i;
+  for (int i = 0; i < 3; ++i) EXPECT_NEAR(record.ccOffset[i], result.offset[i], 1e-6) << i;
+}
+
 // The camera's chart board in fractions of the frame: 6 x 4 cells, patches inset by a tenth
 // of their cell (as the simulated camera draws it).
 constexpr double kBoardLeft = 0.04, kBoardTop = 0.10, kBoardRight = 0.56, kBoardBottom = 0.62;
