@@ -140,6 +140,26 @@ BoxStats statsOf(const Integrals &in, const int box[4]) {
   return stats;
 }
 
+// The same, summed directly over a picture (for a few boxes, without tables).
+BoxStats statsOf(const Picture3 &picture, const int box[4]) {
+  BoxStats stats;
+  const double n = double(box[2] - box[0]) * (box[3] - box[1]);
+  double meanSquares = 0, squares = 0;
+  for (int c = 0; c < 3; ++c) {
+    double sum = 0;
+    for (int y = box[1]; y < box[3]; ++y)
+      for (int x = box[0]; x < box[2]; ++x) {
+        const double v = picture.plane[c][static_cast<size_t>(y) * picture.width + x];
+        sum += v;
+        squares += v * v;
+      }
+    stats.mean[c] = sum / n;
+    meanSquares += stats.mean[c] * stats.mean[c];
+  }
+  stats.variance = std::max(0.0, squares / n - meanSquares);
+  return stats;
+}
+
 // The bottom row as a grey scale: each step darker than the last by a clear margin (but for
 // a run of clipped patches at the bright end), and the greys below the clip level of one
 // chromaticity (the light's, whatever it is).
@@ -261,7 +281,7 @@ Grid refine(const Integrals &in, Grid grid, double fraction, double *score) {
 // the centres of the patches whose outline shows (a patch the colour of the board does not).
 // Centres far off the first fit (a patch whose surround shares its colour) are left out of
 // the second.
-bool fitToOutlines(const Picture3 &picture, const Integrals &in, Grid *grid) {
+bool fitToOutlines(const Picture3 &picture, Grid *grid) {
   struct Centre {
     int i, j;
     double x, y;
@@ -269,8 +289,8 @@ bool fitToOutlines(const Picture3 &picture, const Integrals &in, Grid *grid) {
   std::vector<Centre> centres;
   for (int k = 0; k < 24; ++k) {
     int box[4];
-    if (!boxOf(*grid, k, 0.3, in.width, in.height, box)) return false;
-    const BoxStats stats = statsOf(in, box);
+    if (!boxOf(*grid, k, 0.3, picture.width, picture.height, box)) return false;
+    const BoxStats stats = statsOf(picture, box);
     double level = 0;
     for (double m : stats.mean) level += m * m;
     const int x0 = std::max(0, static_cast<int>(std::floor(grid->cx(k) - 0.6 * grid->px)));
@@ -372,16 +392,25 @@ bool findChart(const imaging::RawFrame &raw, const std::array<double, 4> &black,
         "bottom, white on the left)";
     return false;
   }
-  grid = Grid{grid.x0 * factor, grid.y0 * factor, grid.px * factor, grid.py * factor};
-  Integrals fine(quads);
+  // Refined on a copy at most about 1000 pixels wide (tables of a larger one would take more
+  // memory than they save), then fitted to the patch outlines on the quad picture.
+  const int fineFactor = std::max(1, static_cast<int>(std::lround(quads.width / 1000.0)));
+  const double scale = double(factor) / fineFactor;
+  grid = Grid{grid.x0 * scale, grid.y0 * scale, grid.px * scale, grid.py * scale};
+  Integrals fine(fineFactor > 1 ? reduced(quads, fineFactor) : quads);
   fine.clip = clip;
   grid = refine(fine, grid, 0.6, &score);
+  grid =
+      Grid{grid.x0 * fineFactor, grid.y0 * fineFactor, grid.px * fineFactor, grid.py * fineFactor};
   for (int pass = 0; pass < 2; ++pass) {
     Grid fitted = grid;
-    if (!fitToOutlines(quads, fine, &fitted)) break;
+    if (!fitToOutlines(quads, &fitted)) break;
     grid = fitted;
   }
-  score = scoreOf(fine, grid, 0.5);
+  score = scoreOf(
+      fine,
+      Grid{grid.x0 / fineFactor, grid.y0 / fineFactor, grid.px / fineFactor, grid.py / fineFactor},
+      0.5);
   if (score < kLeastScore) {
     *error = "no colour chart found (the best grid of patches is not uniform enough)";
     return false;
