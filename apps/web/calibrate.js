@@ -122,7 +122,8 @@ const kViews = { black: blackView, shading: shadingView, colour: colourView, whi
 export function createCalibratePanel(api, { onError, beforeApply = () => {}, afterApply = () => {} }) {
   let step = kSteps[0];
   let busy = false;
-  let result = null;
+  const results = {}; // the last result of each step, by kind
+  let result = null; // the one shown: the current step's
 
   const tabs = kSteps.map((s) => el('button', { type: 'button', class: 'tab', dataset: { kind: s.kind } }, s.title));
   const help = el('p', { class: 'muted step-help' });
@@ -270,16 +271,18 @@ export function createCalibratePanel(api, { onError, beforeApply = () => {}, aft
     }
     busy = true;
     layout();
-    result = null;
+    const kind = step.kind;
+    result = results[kind] = null;
     showResult();
     say(options.source === 'twin' ? 'Capturing from the camera and calibrating…' : 'Calibrating the uploaded files…', 'busy');
     try {
-      result = await api.call('POST', '/api/calibrate', JSON.stringify(calibrationBody(step.kind, options)));
-      say('Done: check the result, then import it.', 'ok');
+      results[kind] = await api.call('POST', '/api/calibrate', JSON.stringify(calibrationBody(kind, options)));
+      if (step.kind === kind) say('Done: check the result, then import it.', 'ok');
     } catch (error) {
       say(error.message.replace(/^\d+: /, ''), 'error');
     } finally {
       busy = false;
+      result = results[step.kind] || null;
       layout();
       showResult();
     }
@@ -306,7 +309,9 @@ export function createCalibratePanel(api, { onError, beforeApply = () => {}, aft
     tab.addEventListener('click', () => {
       step = kSteps.find((s) => s.kind === tab.dataset.kind);
       say('');
+      result = results[step.kind] || null;
       layout();
+      showResult();
     });
   }
   sourceTwin.addEventListener('change', layout);
