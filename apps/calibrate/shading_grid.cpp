@@ -1,9 +1,12 @@
 // The lens shading grid as the ISP reads it: sector sizes, grid positions and the bilinear
 // gain between grid points.
 #include <algorithm>
+#include <cstring>
+#include <memory>
 #include <numeric>
 
 #include "calibrate.h"
+#include "t_database.h"
 
 namespace calibrate {
 
@@ -99,6 +102,85 @@ void applyShading(const ShadingGrid &grid, imaging::RawFrame *raw) {
       code = static_cast<uint16_t>(std::clamp(value + 0.5, 0.0, 65535.0));
     }
   }
+}
+
+namespace {
+
+constexpr std::array<const char *, 4> kMatrixNames = {"matrix.r", "matrix.gr", "matrix.gb",
+                                                      "matrix.b"};
+
+template <typename Values>
+void appendNumbers(std::string &out, const Values &values, size_t first, size_t count) {
+  for (size_t i = first; i < first + count; ++i) {
+    out += i == first ? "" : " ";
+    out += std::to_string(values[i]);
+  }
+  out += '\n';
+}
+
+void takeRecord(const TDatabaseLensShadingCorrection_3 &record, ShadingGrid *grid) {
+  for (int c = 0; c < 4; ++c)
+    std::copy(std::begin(record.matrix[c]), std::end(record.matrix[c]), grid->matrix[c].begin());
+  std::copy(std::begin(record.xSize), std::end(record.xSize), grid->xSize.begin());
+  std::copy(std::begin(record.ySize), std::end(record.ySize), grid->ySize.begin());
+}
+
+// A settings document: read by the database itself, and it must set the grid and the sizes.
+bool parseShadingDocument(std::string_view text, ShadingGrid *grid, std::string *error) {
+  for (const char *field : {"\"matrix\"", "\"xSize\"", "\"ySize\""}) {
+    if (text.find(field) == std::string_view::npos) {
+      *error = std::string("the settings document has no LSC_3 ") + field;
+      return false;
+    }
+  }
+  TDatabase *database = nullptr;
+  if (TDatabase_open(nullptr, &database) != TCOMMON_SUCCESS) {
+    *error = "cannot open a settings database";
+    return false;
+  }
+  bool ok = TDatabase_parse(database, std::string(text).c_str()) == TCOMMON_SUCCESS;
+  if (!ok) *error = std::string("settings document refused: ") + TDatabase_lastError();
+  void *record = nullptr;
+  if (ok && TDatabase_query(database, "LSC_3", &record) == TCOMMON_SUCCESS && record != nullptr)
+    takeRecord(*static_cast<const TDatabaseLensShadingCorrection_3 *>(record), grid);
+  TDatabase_close(&database);
+  return ok;
+}
+
+}  // namespace
+
+std::string shadingFile(const ShadingGrid &grid, const std::vector<std::string> &header) {
+  std::string out;
+  for (const std::string &line : header) out += "# " + line + "\n";
+  if (!header.empty()) out += '\n';
+  for (int c = 0; c < 4; ++c) {
+    out += std::string(kMatrixNames[c]) + '\n';
+    for (int row = 0; row < kGridSide; ++row)
+      appendNumbers(out, grid.matrix[c], static_cast<size_t>(row) * kGridSide, kGridSide);
+    out += '\n';
+  }
+  out += "xSize ";
+  appendNumbers(out, grid.xSize, 0, grid.xSize.size());
+  out += "ySize ";
+  appendNumbers(out, grid.ySize, 0, grid.ySize.size());
+  return out;
+}
+
+bool parseShadingFile(std::string_view text, ShadingGrid *grid, std::string *error) {
+  const size_t first = text.find_first_not_of(" \t\r\n");
+  if (first != std::string_view::npos && text[first] == '{')
+    return parseShadingDocument(text, grid, error);
+  // The parser the ISP's import uses, on a record of our own.
+  auto record = std::make_unique<TDatabaseLensShadingCorrection_3>();
+  std::memset(record.get(), 0, sizeof(*record));
+  const TCommonBuffer file{reinterpret_cast<uint8_t *>(const_cast<char *>(text.data())),
+                           text.size(), 0, 1};
+  if (TDatabaseLensShadingCorrection_3_parse2(&file, 1, record.get()) != TCOMMON_SUCCESS) {
+    *error = std::string("not a lens shading file: ") + TDatabase_lastError();
+    return false;
+  }
+  takeRecord(*record, grid);
+  return true;
 }
 
 }  // namespace calibrate
