@@ -474,7 +474,7 @@ void blackAnswer(const calibrate::BlackResult &result, Answer *answer) {
       points += std::string(c ? "," : "") + "{\"name\":\"" + calibrate::kChannelNames[c] +
                 "\",\"level\":" + number(level.level) + ",\"noise\":" + number(level.noise) + "}";
       answer->report.push_back(std::string(calibrate::kChannelNames[c]) +
-                               lines(": level %.2f, noise %.2f codes at gain %g (%d-bit)",
+                               lines(": level %.2f, noise %.2f codes at gain %g (%.0f-bit)",
                                      level.level, level.noise, point.gain, result.bitDepth));
     }
     points += "]}";
