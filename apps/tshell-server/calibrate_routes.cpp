@@ -685,6 +685,9 @@ JobResult runJob(Desk *desk, const Job &job, std::vector<Capture> uploads) {
       ok = calibrate::calibrateShading(captures, options, &result, &error);
       if (ok) {
         shadingAnswer(result, &answer);
+        // The grid spans the frame: the client draws it in the frame's proportions.
+        answer.figures += ",\"width\":" + std::to_string(captures.front().raw.width) +
+                          ",\"height\":" + std::to_string(captures.front().raw.height);
         answer.fragment = calibrate::shadingFragment(result);
       }
       break;

@@ -41,9 +41,11 @@ function heat(t) {
   return stops[i].map((a, k) => Math.round(a + (stops[i + 1][k] - a) * f));
 }
 
-function gainMap(channel, side, unity, low, high) {
+// The grid's gains drawn over the frame's proportions (aspect: height / width).
+function gainMap(channel, side, unity, low, high, aspect) {
   const scale = 4;
-  const canvas = el('canvas', { width: side * scale, height: side * scale, class: 'gain-map', title: `${channel.name} gains` });
+  const canvas = el('canvas', { width: side * scale, height: side * scale, class: 'gain-map', title: `${channel.name} gains`,
+    style: `height:${Math.round(132 * aspect)}px` });
   const context = canvas.getContext('2d');
   const image = context.createImageData(side * scale, side * scale);
   for (let y = 0; y < side * scale; ++y) {
@@ -82,7 +84,7 @@ function shadingView(result) {
   const low = Math.min(...gains), high = Math.max(...gains);
   return el('div', {},
     el('div', { class: 'gain-maps' }, result.channels.map((c) => el('figure', {},
-      gainMap(c, result.gridSide, result.unity, low, high),
+      gainMap(c, result.gridSide, result.unity, low, high, result.width ? result.height / result.width : 1),
       el('figcaption', {}, el('b', {}, c.name),
         ` corners ${fixed(100 * c.cornerToCentreBefore, 1)}% → ${fixed(100 * c.cornerToCentreAfter, 1)}% of the centre`))),
     ),
