@@ -19,6 +19,7 @@
 #include <string_view>
 #include <vector>
 
+#include "colour_chart.h"
 #include "imaging.h"
 
 namespace calibrate {
@@ -119,9 +120,7 @@ bool calibrateShading(const std::vector<Capture> &flats, const ShadingOptions &o
 
 // ---- Colour chart (chart.cpp) ----------------------------------------------------------------
 
-struct Lab {
-  double L = 0, a = 0, b = 0;
-};
+using Lab = colour::Lab;
 // Published D50 L*a*b* of the 24-patch colour chart, row by row from dark skin to black, and
 // the patches' names.
 const std::array<Lab, 24> &chartReference();

@@ -47,14 +47,8 @@ Vec3 multiply(const std::array<double, 9> &m, const Vec3 &v) {
           m[6] * v.x + m[7] * v.y + m[8] * v.z};
 }
 
-// CIE XYZ (D65 white) to linear sRGB.
-constexpr std::array<double, 9> kXyzToSrgb = {3.2404542,  -1.5371385, -0.4985314,  //
-                                              -0.9692660, 1.8760108,  0.0415560,   //
-                                              0.0556434,  -0.2040259, 1.0572252};
-// Bradford chromatic adaptation from D50 to D65.
-constexpr std::array<double, 9> kBradfordD50ToD65 = {0.9555766,  -0.0230393, 0.0631636,  //
-                                                     -0.0282895, 1.0099416,  0.0210077,  //
-                                                     0.0122982,  -0.0204830, 1.3299098};
+using colour::kBradfordD50ToD65;
+using colour::kXyzToSrgb;
 
 // Luminance factor Y of a CIE lightness L*.
 double luminanceOfLightness(double L) {
@@ -64,12 +58,8 @@ double luminanceOfLightness(double L) {
 
 // A surface's reflectance as linear sRGB (1, 1, 1 = perfect white) from its D50 L*a*b*.
 Vec3 reflectanceOfLab(const Lab &lab) {
-  constexpr Vec3 kD50 = {0.96422, 1.0, 0.82521};
-  const double fy = (lab.L + 16) / 116, fx = fy + lab.a / 500, fz = fy - lab.b / 200;
-  const auto inverse = [](double f) {
-    return f > 6.0 / 29 ? f * f * f : 3 * (6.0 / 29) * (6.0 / 29) * (f - 4.0 / 29);
-  };
-  const Vec3 xyz = {kD50.x * inverse(fx), kD50.y * inverse(fy), kD50.z * inverse(fz)};
+  const auto [x, y, z] = colour::labToXyz(lab, colour::kD50);
+  const Vec3 xyz = {x, y, z};
   const Vec3 rgb = multiply(kXyzToSrgb, multiply(kBradfordD50ToD65, xyz));
   // The most saturated patches fall just outside sRGB; a real surface reflects a little of
   // every colour.
@@ -224,34 +214,7 @@ CameraColour chartPixel(const Chart &chart, int x, int y) {
 }  // namespace
 
 const std::array<Lab, 24> &chartReferenceLab() {
-  // Published D50 values of the 24-patch chart (editions from November 2014 on).
-  static constexpr std::array<Lab, 24> kReference = {{
-      {37.54, 14.37, 14.92},    // dark skin
-      {64.66, 19.27, 17.50},    // light skin
-      {49.32, -3.82, -22.54},   // blue sky
-      {43.46, -12.74, 22.72},   // foliage
-      {54.94, 9.61, -24.79},    // blue flower
-      {70.48, -32.26, -0.37},   // bluish green
-      {62.73, 35.83, 56.50},    // orange
-      {39.43, 10.75, -45.17},   // purplish blue
-      {50.57, 48.64, 16.67},    // moderate red
-      {30.10, 22.54, -20.87},   // purple
-      {71.77, -24.13, 58.19},   // yellow green
-      {71.51, 18.24, 67.37},    // orange yellow
-      {28.37, 15.42, -49.80},   // blue
-      {54.38, -39.72, 32.27},   // green
-      {42.43, 51.05, 28.62},    // red
-      {81.80, 2.67, 80.41},     // yellow
-      {50.63, 51.28, -14.12},   // magenta
-      {49.57, -29.71, -28.32},  // cyan
-      {95.19, -1.03, 2.93},     // white 9.5
-      {81.29, -0.57, 0.44},     // neutral 8
-      {66.89, -0.75, -0.06},    // neutral 6.5
-      {50.76, -0.13, 0.14},     // neutral 5
-      {35.63, -0.46, -0.48},    // neutral 3.5
-      {20.64, 0.07, -0.46},     // black 2
-  }};
-  return kReference;
+  return colour::kChartReference;
 }
 
 ChartLayout chartLayout(int width, int height) {

@@ -22,6 +22,7 @@
 #include <memory>
 #include <vector>
 
+#include "colour_chart.h"
 #include "frame.h"
 
 namespace tcamera {
@@ -126,9 +127,7 @@ ChartLayout chartLayout(int width, int height);
 
 // CIE L*a*b* (D50) reference of the 24 colour-chart patches, row by row from dark skin to
 // black (published values).
-struct Lab {
-  double L, a, b;
-};
+using Lab = colour::Lab;
 const std::array<Lab, 24> &chartReferenceLab();
 
 }  // namespace tcamera
