@@ -150,9 +150,9 @@ TEST_F(CalibrateTest, UploadsAreListedBoundedAndCalibrated) {
   EXPECT_EQ(send("POST", "/api/calibrate", R"({"kind":"black","source":"uploads"})")->status, 409);
 }
 
-// The camera calibrated through HTTP: black levels at the sensor's pedestal, then a shading
-// grid that flattens the flat field, applied with the requests the answer gives; one
-// calibration at a time, and the scene put back after each.
+// The camera calibrated through HTTP: black levels at the sensor's pedestal, a shading grid
+// that flattens the flat field and a colour matrix, applied with the requests the answers
+// give; one calibration at a time, and the scene put back after each.
 TEST_F(CalibrateTest, TwinCalibrationsApplyThroughTheShell) {
   start({"--stream", "--token", "s3cret"});
   const std::string scene = send("GET", "/api/scene")->body;
@@ -211,13 +211,30 @@ TEST_F(CalibrateTest, TwinCalibrationsApplyThroughTheShell) {
   TJsonWriter_open(nullptr, &writer);
   TJsonWriter_stringify(writer, apply, &text);
   const std::string answer = shell(text);
-  TJsonWriter_close(&writer);
   EXPECT_EQ(answer.find("message"), std::string::npos) << answer;
   Json grid(shell(read));
   int64_t corner = 0, centre = 0;
   TJsonValue_asInteger(grid.at("value.current.0.0"), &corner);
   TJsonValue_asInteger(grid.at("value.current.0.544"), &centre);
   EXPECT_GT(corner, centre + 50) << "the corners gain more than the centre after the import";
+
+  // The colour matrix, applied: a second calibration measures the chart with the matrix now in
+  // use ("before"), which must be the new one.
+  double meanBefore = 0, meanAfter = 0, nextBefore = 0;
+  for (int run = 0; run < 2; ++run) {
+    res = send("POST", "/api/calibrate", R"({"kind":"colour","frames":2})");
+    ASSERT_TRUE(res);
+    ASSERT_EQ(res->status, 200) << res->body;
+    Json colour(res->body);
+    ASSERT_EQ(colour.size("patches"), 24u);
+    TJsonValue_asFloat(colour.at("meanBefore"), run == 0 ? &meanBefore : &nextBefore);
+    if (run == 1) break;
+    TJsonValue_asFloat(colour.at("meanAfter"), &meanAfter);
+    TJsonWriter_stringify(writer, colour.at("apply"), &text);
+    EXPECT_EQ(shell(text).find("message"), std::string::npos);
+  }
+  EXPECT_LT(meanAfter, meanBefore / 2);
+  EXPECT_NEAR(nextBefore, meanAfter, 0.5);
 
   // The flat field through the ISP: each channel's corners within 2% of its centre.
   ASSERT_EQ(send("PUT", "/api/scene", R"({"scene":"flat"})")->status, 200);
@@ -237,6 +254,7 @@ TEST_F(CalibrateTest, TwinCalibrationsApplyThroughTheShell) {
     for (int c = 0; c < 4; ++c)
       EXPECT_NEAR(at[c] / middle[c], 1, 0.02) << "corner " << x << "," << y << " channel " << c;
   }
+  TJsonWriter_close(&writer);
 }
 
 }  // namespace
