@@ -58,7 +58,7 @@ struct HttpResponse {
 using HttpHandler = std::function<void(const HttpRequest &, HttpResponse &)>;
 
 struct Route {
-  std::string method;  // "GET", "POST" or "PUT"
+  std::string method;  // "GET", "POST", "PUT" or "DELETE"
   std::string path;    // exact path, or with prefix set every path that starts with it
   bool prefix = false;
   RouteRule rule;

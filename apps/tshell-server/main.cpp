@@ -19,6 +19,7 @@
 #include <thread>
 #include <vector>
 
+#include "calibrate_routes.h"
 #include "events.h"
 #include "frame_clock.h"
 #include "frame_routes.h"
@@ -87,8 +88,8 @@ const char kUsage[] =
     "                       on standard error\n"
     "  --max-request BYTES  largest request body accepted (default 4194304, 4 MiB)\n"
     "  --max-commands N     most commands in one request (default 20000)\n"
-    "  --max-upload BYTES   largest picture or raw file PUT /api/frame takes (default\n"
-    "                       67108864, 64 MiB)\n"
+    "  --max-upload BYTES   largest picture or raw file PUT /api/frame and\n"
+    "                       /api/calibrate/captures take (default 67108864, 64 MiB)\n"
     "  --verbose            print a line for every save of the database\n"
     "  -h, --help           show this help and exit\n"
     "\n"
@@ -359,6 +360,9 @@ int main(int argc, char **argv) {
   // Before the embedded client's catch-all.
   std::vector<tshell_server::Route> frameRoutes;
   tshell_server::addFrameRoutes(&frameRoutes, instance->driver(), &frameFeed, frameOptions);
+  tshell_server::CalibrateRouteOptions calibrateOptions;
+  calibrateOptions.maxUpload = options.maxUpload;
+  tshell_server::addCalibrateRoutes(&frameRoutes, instance.get(), calibrateOptions);
   routes.insert(routes.begin(), std::make_move_iterator(frameRoutes.begin()),
                 std::make_move_iterator(frameRoutes.end()));
   tshell_server::HttpServer server(limits, tshell_server::RequestPolicy(policyOptions),

@@ -191,7 +191,7 @@ Verdict RequestPolicy::admit(const RequestHead &head) const {
     if (!foreign) return refuse(405, "method not allowed");
     Verdict preflight = refuse(204, "");
     preflight.headers = answerHeaders(head);
-    preflight.headers.emplace_back("Access-Control-Allow-Methods", "GET, POST, PUT");
+    preflight.headers.emplace_back("Access-Control-Allow-Methods", "GET, POST, PUT, DELETE");
     preflight.headers.emplace_back("Access-Control-Allow-Headers", "Authorization, Content-Type");
     preflight.headers.emplace_back("Access-Control-Max-Age", "600");
     return preflight;

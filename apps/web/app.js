@@ -10,6 +10,7 @@ import { ActivityPanel } from './activity.js';
 import { createEditor, el } from './editors.js';
 import { StatisticsPoller, createLiveView } from './live.js';
 import { createLabPanel } from './lab.js';
+import { createCalibratePanel } from './calibrate.js';
 import { PreviewPane } from './preview.js';
 import {
   editorKind,
@@ -125,8 +126,9 @@ function markCurrent() {
     const link = item.querySelector('a[data-category]');
     item.classList.toggle('current', Boolean(link && state.view && link.dataset.category === state.view.category));
   }
-  $('#live-link').classList.toggle('current', Boolean(state.view && state.view.category === null && !state.view.lab));
+  $('#live-link').classList.toggle('current', Boolean(state.view && state.view.category === null && !state.view.lab && !state.view.calibrate));
   $('#lab-link').classList.toggle('current', Boolean(state.view && state.view.lab));
+  $('#calibrate-link').classList.toggle('current', Boolean(state.view && state.view.calibrate));
 }
 
 // ---- Key rows ------------------------------------------------------------------------------
@@ -421,6 +423,18 @@ function openLab() {
   markCurrent();
 }
 
+function openCalibrate() {
+  disposeView();
+  const panel = createCalibratePanel(api, {
+    onError: reportError,
+    beforeApply: () => preview && preview.beforeWrite(),
+    afterApply: () => preview && preview.streamingChanged(),
+  });
+  state.view = { category: null, calibrate: true, rows: new Map(), subscriptions: [() => panel.dispose()], closed: false, reload: async () => {} };
+  $('#view').replaceChildren(el('section', { class: 'live-view' }, panel.element));
+  markCurrent();
+}
+
 // ---- Header actions ------------------------------------------------------------------------
 
 function showStreaming(on) {
@@ -592,6 +606,7 @@ function route() {
   const [, first = '', second = ''] = location.hash.split('/');
   const category = decodeURIComponent(first);
   if (category === 'lab') openLab();
+  else if (category === 'calibrate') openCalibrate();
   else if (category && state.schema[category]) openCategory(category, second ? decodeURIComponent(second) : null);
   else openLive();
 }

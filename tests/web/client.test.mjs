@@ -349,6 +349,40 @@ test('the lab panel switches auto exposure on, shows it settle and changes the s
   assert.equal((await scene()).scene, 'chart');
 });
 
+test('the calibrate panel shows a refused upload, runs lens shading from the camera and imports it', async () => {
+  await page.click('#calibrate-link');
+  await page.waitForSelector('.calibrate-panel');
+  await page.click('.calibrate-panel .tab[data-kind="shading"]');
+  await page.check('.calibrate-panel input[value="uploads"]');
+  const notRaw = path.join(artefacts, 'not-raw.txt');
+  fs.writeFileSync(notRaw, 'not a raw file');
+  await page.setInputFiles('.calibrate-panel input[name="captures"]', notRaw);
+  await page.locator('.calibrate-status[data-kind="error"]', { hasText: /not-raw\.txt refused \(415\): \S+/ }).waitFor();
+
+  await page.check('.calibrate-panel input[value="twin"]');
+  await page.fill('.calibrate-panel input[name="frames"]', '2');
+  await page.click('.calibrate-panel button.run');
+  await page.waitForSelector('.calibrate-panel canvas.gain-map >> nth=3', { timeout: 60000 });
+  // The map shows the lens: corners gain more than the centre, so they are drawn brighter.
+  const [corner, centre] = await page.evaluate(() => {
+    const canvas = document.querySelector('.calibrate-panel canvas.gain-map');
+    const at = (x, y) => [...canvas.getContext('2d').getImageData(x, y, 1, 1).data.slice(0, 3)].reduce((a, b) => a + b);
+    return [at(1, 1), at(canvas.width / 2, canvas.height / 2)];
+  });
+  assert.ok(corner > centre + 100, `corner ${corner}, centre ${centre}`);
+  const before = await readValue('LSC_3', 'matrix');
+  const sizes = [await readValue('LSC_3', 'xSize'), await readValue('LSC_3', 'ySize')];
+  assert.equal(before[0][0], 1024);
+  await page.click('.calibrate-panel button.import');
+  await page.locator('.calibrate-status[data-kind="ok"]', { hasText: 'imported' }).waitFor();
+  const after = await readValue('LSC_3', 'matrix');
+  assert.ok(after[0][0] > after[0][544] + 50, `corner ${after[0][0]}, centre ${after[0][544]}`);
+  // The flat grid back, for the picture tests that follow.
+  await shell([{ category: 'LSC_3', key: 'matrix', value: { current: before } },
+    { category: 'LSC_3', key: 'xSize', value: { current: sizes[0] } },
+    { category: 'LSC_3', key: 'ySize', value: { current: sizes[1] } }]);
+});
+
 test('DG/r is written, read back and shown, and the driver activity lists the push', async () => {
   await openCategory('DG');
   await page.waitForSelector('.category-view .banner.warn', { state: 'hidden' });
