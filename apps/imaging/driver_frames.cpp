@@ -98,7 +98,7 @@ RawFrame rawFrameOf(TDriver *driver, const TDriverImage &mosaic) {
     frame.blackLevel[i] = mosaic.blackLevel;
   }
   frame.whiteLevel = mosaic.whiteLevel;
-  frame.cameraModel = "tshell simulated camera";
+  frame.cameraModel = kSimulatedCameraModel;
   std::copy(kColorMatrix.begin(), kColorMatrix.end(), frame.colorMatrix.begin());
   TDatabaseWhiteBalance_1_1 balance{};
   if (driver != nullptr && TDriverHardware_get(driver, "WB_1_1", &balance) == TCOMMON_SUCCESS) {

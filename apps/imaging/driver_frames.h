@@ -32,6 +32,9 @@ uint8_t colourAt(const TDriverImage &mosaic, int x, int y);
 // "R", "Gr", "Gb", "B" or "IR": the colour of a mosaic site.
 const char *colourName(const TDriverImage &mosaic, int x, int y);
 
+// The camera model our raw frames (and the DNG files made of them) name.
+constexpr char kSimulatedCameraModel[] = "tshell simulated camera";
+
 // The raw frame of a mosaic, for DNG: its codes, pattern and levels; asShotNeutral from the
 // white balance the driver holds (the neutral the gains make grey), the colour matrix that of
 // the simulated sensor's filters.

@@ -665,6 +665,15 @@ JobResult runJob(Desk *desk, const Job &job, std::vector<Capture> uploads) {
     }
   }
 
+  // The ISP's lens shading belongs to this camera: another camera's files are measured as
+  // they are.
+  const bool thisCamera =
+      job.twin || std::all_of(captures.begin(), captures.end(), [](const Capture &capture) {
+        return capture.raw.cameraModel == imaging::kSimulatedCameraModel;
+      });
+  const std::optional<calibrate::ShadingGrid> shading =
+      thisCamera ? use.shading : std::optional<calibrate::ShadingGrid>{};
+
   // The computation: no lock is held, the camera runs on.
   bool ok = false;
   Answer &answer = out.answer;
@@ -694,7 +703,7 @@ JobResult runJob(Desk *desk, const Job &job, std::vector<Capture> uploads) {
     }
     case Kind::kColour: {
       calibrate::ColourOptions options;
-      options.shading = use.shading;
+      options.shading = shading;
       if (use.matrix) options.currentMatrix = *use.matrix;
       calibrate::ColourResult result;
       ok = calibrate::calibrateColour(captures.front(), options, &result, &error);
@@ -706,7 +715,7 @@ JobResult runJob(Desk *desk, const Job &job, std::vector<Capture> uploads) {
     }
     case Kind::kWhite: {
       calibrate::WhiteOptions options;
-      options.shading = use.shading;
+      options.shading = shading;
       std::vector<calibrate::WhitePoint> points;
       ok = calibrate::calibrateWhite(captures, kelvins, options, &points, &error);
       if (ok) {
