@@ -16,6 +16,7 @@
 #include "driver_frames.h"
 #include "frame_clock.h"
 #include "json_text.h"
+#include "replies.h"
 #include "t_driver.h"
 #include "t_json.h"
 
@@ -26,7 +27,6 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using calibrate::Capture;
 
-constexpr char kJson[] = "application/json";
 constexpr int kMaxFrames = 16;
 constexpr int kDefaultFrames = 4;
 constexpr size_t kMaxLights = 8;
@@ -42,29 +42,12 @@ constexpr uint64_t kSettleFrames = 2;
 enum class Kind { kBlack, kShading, kColour, kWhite };
 constexpr const char *kKindNames[] = {"black", "shading", "colour", "white"};
 
-void sendJson(HttpResponse &res, int status, std::string body) {
-  res.status = status;
-  res.contentType = kJson;
-  res.body = std::move(body);
-}
-
-void sendError(HttpResponse &res, int status, std::string_view text) {
-  sendJson(res, status, errorBody(text));
-}
-
-std::string number(double value) {
-  if (!std::isfinite(value)) return "null";
-  char text[32];
-  snprintf(text, sizeof text, "%.6g", value);
-  return text;
-}
-
 template <typename Values>
 std::string numbers(const Values &values) {
   std::string out = "[";
   bool first = true;
   for (const auto value : values) {
-    out += (first ? "" : ",") + number(value);
+    out += (first ? "" : ",") + figure(value);
     first = false;
   }
   return out + "]";
@@ -364,15 +347,15 @@ class SceneKeeper {
       const std::vector<double> state = answerNumbers(*tree, 0), analog = answerNumbers(*tree, 1),
                                 digital = answerNumbers(*tree, 2);
       if (state.size() != 1 || analog.size() != 4 || digital.size() != 4) return false;
-      exposure_ = "[" + command("EC_2", "state", number(state[0])) + "," +
+      exposure_ = "[" + command("EC_2", "state", figure(state[0])) + "," +
                   command("EC_2", "gain.analog", numbers(analog)) + "," +
                   command("EC_2", "gain.digital", numbers(digital)) + "]";
     }
     const double analog = std::min(gain, kMaxAnalogGain);
     const Outcome outcome = instance_->process(
         "[" + command("EC_2", "state", "0") + "," +
-        command("EC_2", "gain.analog", "[" + number(analog) + "]") + "," +
-        command("EC_2", "gain.digital", "[" + number(gain / analog) + "]") + "]");
+        command("EC_2", "gain.analog", "[" + figure(analog) + "]") + "," +
+        command("EC_2", "gain.digital", "[" + figure(gain / analog) + "]") + "]");
     return outcome.status == 200 && outcome.body.find("\"message\"") == std::string::npos;
   }
 
@@ -467,12 +450,12 @@ void blackAnswer(const calibrate::BlackResult &result, Answer *answer) {
   std::string points = "[";
   for (const calibrate::BlackPoint &point : result.points) {
     if (points.size() > 1) points += ",";
-    points += "{\"gain\":" + number(point.gain) + ",\"frames\":" + std::to_string(point.frames) +
+    points += "{\"gain\":" + figure(point.gain) + ",\"frames\":" + std::to_string(point.frames) +
               ",\"channels\":[";
     for (int c = 0; c < 4; ++c) {
       const calibrate::ChannelLevel &level = point.channel[c];
       points += std::string(c ? "," : "") + "{\"name\":\"" + calibrate::kChannelNames[c] +
-                "\",\"level\":" + number(level.level) + ",\"noise\":" + number(level.noise) + "}";
+                "\",\"level\":" + figure(level.level) + ",\"noise\":" + figure(level.noise) + "}";
       answer->report.push_back(std::string(calibrate::kChannelNames[c]) +
                                lines(": level %.2f, noise %.2f codes at gain %g (%.0f-bit)",
                                      level.level, level.noise, point.gain, result.bitDepth));
@@ -495,8 +478,8 @@ void shadingAnswer(const calibrate::ShadingResult &result, Answer *answer) {
   std::string channels = "[";
   for (int c = 0; c < 4; ++c) {
     channels += std::string(c ? "," : "") + "{\"name\":\"" + calibrate::kChannelNames[c] +
-                "\",\"cornerToCentreBefore\":" + number(result.cornerToCentreBefore[c]) +
-                ",\"cornerToCentreAfter\":" + number(result.cornerToCentreAfter[c]) +
+                "\",\"cornerToCentreBefore\":" + figure(result.cornerToCentreBefore[c]) +
+                ",\"cornerToCentreAfter\":" + figure(result.cornerToCentreAfter[c]) +
                 ",\"grid\":" + numbers(result.grid.matrix[c]) + "}";
     answer->report.push_back(std::string(calibrate::kChannelNames[c]) +
                              lines(": corners %.1f%% of the centre, %.1f%% corrected",
@@ -528,14 +511,14 @@ void colourAnswer(const calibrate::ColourResult &result, double kelvin, Answer *
                ",\"reference\":" + rgbText(displayOf(p.reference)) +
                ",\"before\":" + rgbText(displayOf(p.before)) +
                ",\"after\":" + rgbText(displayOf(p.after)) +
-               ",\"deltaEBefore\":" + number(p.deltaEBefore) +
-               ",\"deltaEAfter\":" + number(p.deltaEAfter) + "}";
+               ",\"deltaEBefore\":" + figure(p.deltaEBefore) +
+               ",\"deltaEAfter\":" + figure(p.deltaEAfter) + "}";
   }
   answer->figures =
-      ",\"illuminant\":" + number(kelvin) + ",\"patches\":" + patches + "]" +
-      ",\"meanBefore\":" + number(result.meanBefore) +
-      ",\"maxBefore\":" + number(result.maxBefore) + ",\"meanAfter\":" + number(result.meanAfter) +
-      ",\"maxAfter\":" + number(result.maxAfter) + ",\"matrix\":" + numbers(result.matrix) +
+      ",\"illuminant\":" + figure(kelvin) + ",\"patches\":" + patches + "]" +
+      ",\"meanBefore\":" + figure(result.meanBefore) +
+      ",\"maxBefore\":" + figure(result.maxBefore) + ",\"meanAfter\":" + figure(result.meanAfter) +
+      ",\"maxAfter\":" + figure(result.maxAfter) + ",\"matrix\":" + numbers(result.matrix) +
       ",\"offset\":" + numbers(result.offset) + ",\"wbGains\":" + numbers(result.wbGains);
   answer->report.push_back(lines("Colour error (CIEDE2000) at %.0f K: mean %.2f, max %.2f before",
                                  kelvin, result.meanBefore, result.maxBefore));
@@ -553,16 +536,16 @@ void whiteAnswer(const std::vector<calibrate::WhitePoint> &points, double applyK
   const calibrate::WhitePoint *nearest = nullptr;
   for (const calibrate::WhitePoint &p : points) {
     if (list.size() > 1) list += ",";
-    list += "{\"kelvin\":" + number(p.kelvin) + ",\"gains\":" + numbers(p.gains) +
-            ",\"rg\":" + number(p.rg) + ",\"bg\":" + number(p.bg) +
-            ",\"neutralError\":" + number(p.neutralError) + "}";
+    list += "{\"kelvin\":" + figure(p.kelvin) + ",\"gains\":" + numbers(p.gains) +
+            ",\"rg\":" + figure(p.rg) + ",\"bg\":" + figure(p.bg) +
+            ",\"neutralError\":" + figure(p.neutralError) + "}";
     answer->report.push_back(lines("%.0f K: gains R %.3f, B %.3f; greys within %.2f%%", p.kelvin,
                                    p.gains[0], p.gains[3], 100 * p.neutralError));
     if (nearest == nullptr ||
         std::abs(p.kelvin - applyKelvin) < std::abs(nearest->kelvin - applyKelvin))
       nearest = &p;
   }
-  answer->figures = ",\"applyKelvin\":" + number(applyKelvin) + ",\"points\":" + list + "]";
+  answer->figures = ",\"applyKelvin\":" + figure(applyKelvin) + ",\"points\":" + list + "]";
   if (nearest != nullptr) answer->apply = "[" + wbCommand(nearest->gains) + "]";
 }
 
@@ -613,7 +596,7 @@ JobResult runJob(Desk *desk, const Job &job, std::vector<Capture> uploads) {
           }
           const size_t before = captures.size();
           out.failure = captureScene(driver, 0, kChartScene, std::nullopt, job.frames,
-                                     "dark at gain " + number(gain), &captures);
+                                     "dark at gain " + figure(gain), &captures);
           if (out.failure.status != 0) return out;
           gains.insert(gains.end(), captures.size() - before, gain);
         }
@@ -629,16 +612,16 @@ JobResult runJob(Desk *desk, const Job &job, std::vector<Capture> uploads) {
             captureScene(driver, lux, kChartScene, colourKelvin, job.frames, "chart", &frames);
         if (out.failure.status == 0)
           captures.push_back(
-              averaged(std::move(frames), "chart at " + number(colourKelvin) + " K"));
+              averaged(std::move(frames), "chart at " + figure(colourKelvin) + " K"));
         break;
       }
       case Kind::kWhite:
         for (const double kelvin : kelvins) {
           std::vector<Capture> frames;
           out.failure = captureScene(driver, lux, kChartScene, kelvin, job.frames,
-                                     "chart at " + number(kelvin) + " K", &frames);
+                                     "chart at " + figure(kelvin) + " K", &frames);
           if (out.failure.status != 0) break;
-          captures.push_back(averaged(std::move(frames), "chart at " + number(kelvin) + " K"));
+          captures.push_back(averaged(std::move(frames), "chart at " + figure(kelvin) + " K"));
         }
         break;
     }

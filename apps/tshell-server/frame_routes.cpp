@@ -13,28 +13,18 @@
 #include "driver_frames.h"
 #include "frame_clock.h"
 #include "json_text.h"
+#include "replies.h"
 
 namespace tshell_server {
 
 namespace {
 
-constexpr char kJson[] = "application/json";
 constexpr int kJpegQuality = 85;
 // A probe of a frame that moved on between its stages (moved by a caller other than the frame
 // clock) is taken again, this many times at most.
 constexpr int kProbeTries = 2;
 
 using imaging::Frame;
-
-void sendJson(HttpResponse &res, int status, std::string body) {
-  res.status = status;
-  res.contentType = kJson;
-  res.body = std::move(body);
-}
-
-void sendError(HttpResponse &res, int status, std::string_view text) {
-  sendJson(res, status, errorBody(text));
-}
 
 // A query number: digits only, at most max. Absent: *present false.
 bool parseCount(const std::string &text, uint64_t max, uint64_t *value, bool *present) {

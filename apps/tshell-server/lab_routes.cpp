@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "json_text.h"
+#include "replies.h"
 #include "t_driver.h"
 #include "t_json.h"
 
@@ -12,22 +13,8 @@ namespace tshell_server {
 
 namespace {
 
-constexpr char kJson[] = "application/json";
 const char *const kSceneNames[] = {"chart", "flat", "injected"};  // by the driver's number
 constexpr const char *kStates[] = {"off", "searching", "settled", "limited"};
-
-void sendJson(HttpResponse &res, int status, std::string body) {
-  res.status = status;
-  res.contentType = kJson;
-  res.body = std::move(body);
-}
-
-std::string number(double value) {
-  if (!std::isfinite(value)) return "null";
-  char text[32];
-  snprintf(text, sizeof text, "%.6g", value);
-  return text;
-}
 
 std::string stateName(uint32_t state) {
   return state < std::size(kStates) ? kStates[state] : "unknown";
@@ -40,7 +27,7 @@ std::string sceneBody(TDriver *driver) {
   TDriverScene_get(driver, "scene", &scene);
   const auto index = static_cast<size_t>(scene);
   std::string body =
-      "{\"lux\":" + number(lux) + ",\"illuminant\":" + number(kelvin) + ",\"scene\":";
+      "{\"lux\":" + figure(lux) + ",\"illuminant\":" + figure(kelvin) + ",\"scene\":";
   appendJsonString(&body, index < std::size(kSceneNames) ? kSceneNames[index] : "unknown");
   body += "}";
   return body;
@@ -51,15 +38,15 @@ std::string controlBody(TDriver *driver) {
   if (TDriverControl_status(driver, &s) != TCOMMON_SUCCESS) return errorBody("no driver");
   std::string body = "{\"frames\":" + std::to_string(s.frames);
   body += ",\"exposure\":{\"state\":\"" + stateName(s.exposureState) +
-          "\",\"luma\":" + number(s.luma) + ",\"target\":" + number(s.target) +
-          ",\"time\":" + number(s.exposureTime) + ",\"analogGain\":" + number(s.analogGain) +
-          ",\"digitalGain\":" + number(s.digitalGain) + "}";
+          "\",\"luma\":" + figure(s.luma) + ",\"target\":" + figure(s.target) +
+          ",\"time\":" + figure(s.exposureTime) + ",\"analogGain\":" + figure(s.analogGain) +
+          ",\"digitalGain\":" + figure(s.digitalGain) + "}";
   body += ",\"whiteBalance\":{\"state\":\"" + stateName(s.whiteBalanceState) +
-          "\",\"kelvin\":" + number(s.kelvin) + ",\"gains\":[";
-  for (int c = 0; c < 4; ++c) body += (c ? "," : "") + number(s.gains[c]);
+          "\",\"kelvin\":" + figure(s.kelvin) + ",\"gains\":[";
+  for (int c = 0; c < 4; ++c) body += (c ? "," : "") + figure(s.gains[c]);
   body += "]},\"focus\":{\"state\":\"" + stateName(s.focusState) +
           "\",\"position\":" + std::to_string(s.lensPosition) +
-          ",\"value\":" + number(s.focusValue) + "}}";
+          ",\"value\":" + figure(s.focusValue) + "}}";
   return body;
 }
 

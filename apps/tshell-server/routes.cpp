@@ -9,6 +9,7 @@
 
 #include "json_text.h"
 #include "lab_routes.h"
+#include "replies.h"
 #include "t_shell.h"
 #include "web_assets.h"
 
@@ -16,14 +17,7 @@ namespace tshell_server {
 
 namespace {
 
-constexpr char kJson[] = "application/json";
 constexpr auto kKeepAlive = std::chrono::seconds(15);
-
-void sendJson(HttpResponse &res, int status, std::string body) {
-  res.status = status;
-  res.contentType = kJson;
-  res.body = std::move(body);
-}
 
 // One open event stream: holds a listener slot for as long as the connection keeps it.
 class EventStream : public StreamSource {
