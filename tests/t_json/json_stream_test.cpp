@@ -23,7 +23,7 @@ struct Document {
   std::string plain;  // printed as it is
 };
 
-std::string printTree(TJsonWriter *writer, const Document &document) {
+TJsonValue *makeTree(const Document &document) {
   TJsonValue *root = nullptr;
   EXPECT_EQ(TJsonValue_create(TJSON_TYPE_OBJECT, &root), TCOMMON_SUCCESS);
   TJsonValue *member = nullptr;
@@ -44,8 +44,14 @@ std::string printTree(TJsonWriter *writer, const Document &document) {
   TJsonValue_assignAsUnsigned(inner, UINT64_MAX);
   TJsonPath(root, "o.x", &inner);
   TJsonValue_assignAsFloat(inner, 0.1);
+  TJsonPath(root, "o.absent", &inner);  // looked up only: printed nowhere
   TJsonValue_member(root, "e", &member);
   TJsonValue_create(TJSON_TYPE_ARRAY, &member);
+  return root;
+}
+
+std::string printTree(TJsonWriter *writer, const Document &document) {
+  TJsonValue *root = makeTree(document);
   const char *text = nullptr;
   EXPECT_EQ(TJsonWriter_stringify(writer, root, &text), TCOMMON_SUCCESS);
   std::string printed = text;
@@ -99,6 +105,27 @@ std::string printStream(TJsonWriter *writer, const Document &document) {
   return code == TCOMMON_SUCCESS ? std::string(text) : std::string();
 }
 
+// The tree's members streamed one value tree at a time, each freed once printed, as a host
+// answers a request item by item.
+std::string printPieces(TJsonWriter *writer, const Document &document) {
+  TJsonValue *root = makeTree(document);
+  uint32_t code = TJsonWriter_begin(writer);
+  if (code == TCOMMON_SUCCESS) code = TJsonWriter_startObject(writer);
+  for (const char *name : {"n", "f", "s", "p", "o", "e"}) {
+    TJsonValue *member = nullptr;
+    TJsonValue_member(root, name, &member);
+    if (code == TCOMMON_SUCCESS) code = TJsonWriter_key(writer, name, std::strlen(name));
+    if (code == TCOMMON_SUCCESS) code = TJsonWriter_value(writer, member);
+    TJsonValue_removeMemberFromObject(root, name);
+  }
+  if (code == TCOMMON_SUCCESS) code = TJsonWriter_endObject(writer);
+  const char *text = nullptr;
+  if (code == TCOMMON_SUCCESS) code = TJsonWriter_end(writer, &text);
+  EXPECT_EQ(code, TCOMMON_SUCCESS);
+  TJsonValue_delete(root);
+  return code == TCOMMON_SUCCESS ? std::string(text) : std::string();
+}
+
 TEST(JsonStreamTest, StreamedDocumentsPrintAsTheirTree) {
   Document document;
   // More than one run of numbers, with the widest texts of both kinds.
@@ -123,6 +150,7 @@ TEST(JsonStreamTest, StreamedDocumentsPrintAsTheirTree) {
     ASSERT_EQ(TJsonWriter_open(&layout, &writer), TCOMMON_SUCCESS);
     const std::string expected = printTree(writer, document);
     EXPECT_EQ(printStream(writer, document), expected) << "flags " << layout.flags;
+    EXPECT_EQ(printPieces(writer, document), expected) << "flags " << layout.flags;
     uint64_t length = 0;
     TJsonWriter_length(writer, &length);
     EXPECT_EQ(length, expected.size());
@@ -145,15 +173,18 @@ TEST(JsonStreamTest, PiecesOutOfPlaceAreRefused) {
   EXPECT_EQ(TJsonWriter_integer(writer, 1), TCOMMON_INVALID_ARGUMENT);  // key due
   EXPECT_EQ(TJsonWriter_integers(writer, &one, 1), TCOMMON_INVALID_ARGUMENT);
   EXPECT_EQ(TJsonWriter_endArray(writer), TCOMMON_INVALID_ARGUMENT);  // wrong container
+  EXPECT_EQ(TJsonWriter_value(writer, nullptr), TCOMMON_INVALID_ARGUMENT);
   ASSERT_EQ(TJsonWriter_key(writer, "a", 1), TCOMMON_SUCCESS);
   EXPECT_EQ(TJsonWriter_key(writer, "b", 1), TCOMMON_INVALID_ARGUMENT);  // value due
   EXPECT_EQ(TJsonWriter_endObject(writer), TCOMMON_INVALID_ARGUMENT);
   EXPECT_EQ(TJsonWriter_end(writer, &text), TCOMMON_INVALID_ARGUMENT);  // still open
   ASSERT_EQ(TJsonWriter_integer(writer, 7), TCOMMON_SUCCESS);
+  ASSERT_EQ(TJsonWriter_key(writer, "z", 1), TCOMMON_SUCCESS);
+  ASSERT_EQ(TJsonWriter_value(writer, nullptr), TCOMMON_SUCCESS);  // NULL prints as null
   ASSERT_EQ(TJsonWriter_endObject(writer), TCOMMON_SUCCESS);
   EXPECT_EQ(TJsonWriter_startArray(writer), TCOMMON_INVALID_ARGUMENT);  // second root
   ASSERT_EQ(TJsonWriter_end(writer, &text), TCOMMON_SUCCESS);
-  EXPECT_STREQ(text, "{\"a\":7}");  // the refused pieces printed nothing
+  EXPECT_STREQ(text, "{\"a\":7,\"z\":null}");  // the refused pieces printed nothing
   EXPECT_EQ(TJsonWriter_null(writer), TCOMMON_INVALID_ARGUMENT);  // after end
   TJsonWriter_close(&writer);
 }

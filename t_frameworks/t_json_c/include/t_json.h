@@ -166,6 +166,10 @@ TJSON_API uint32_t TJsonWriter_integer(TJsonWriter *writer, int64_t integer);
 TJSON_API uint32_t TJsonWriter_unsigned(TJsonWriter *writer, uint64_t integer);
 TJSON_API uint32_t TJsonWriter_float(TJsonWriter *writer, double number);
 TJSON_API uint32_t TJsonWriter_string(TJsonWriter *writer, const char *text, uint64_t length);
+/* value and everything below it as the next piece, printed as TJsonWriter_stringify prints
+ * it in that place (absent members left out); NULL or an absent value prints as null. A
+ * host may free the value as soon as the call returns. */
+TJSON_API uint32_t TJsonWriter_value(TJsonWriter *writer, const TJsonValue *value);
 /* count numbers as elements of the open array (not inside an array:
  * TCOMMON_INVALID_ARGUMENT); the same text as one TJsonWriter_integer or _float each, at a
  * fraction of the calls. */

@@ -333,6 +333,13 @@ struct TJsonWriter {
   template <typename Output>
   void emitTree(Output &output, const Node *root) {
     output.Reset(buffer);
+    emitSubtree(output, root);
+  }
+
+  // Prints root and everything below it where output stands: as a whole document after
+  // a Reset, or as one piece of a streamed one.
+  template <typename Output>
+  void emitSubtree(Output &output, const Node *root) {
     frames.clear();
     emitValue(output, root);
     while (!frames.empty()) {
@@ -534,6 +541,16 @@ uint32_t TJsonWriter_unsigned(TJsonWriter *writer, uint64_t integer) {
 uint32_t TJsonWriter_float(TJsonWriter *writer, double number) {
   return streamValue(writer,
                      [writer, number](auto &output) { writer->emitDouble(output, number); });
+}
+
+uint32_t TJsonWriter_value(TJsonWriter *writer, const TJsonValue *value) {
+  return streamValue(writer, [writer, value](auto &output) {
+    if (value == nullptr || value->type == TJSON_TYPE_ABSENT) {
+      output.Null();
+    } else {
+      writer->emitSubtree(output, value);
+    }
+  });
 }
 
 uint32_t TJsonWriter_string(TJsonWriter *writer, const char *text, uint64_t length) {

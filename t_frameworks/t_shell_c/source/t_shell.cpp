@@ -353,36 +353,50 @@ uint32_t single(TShell *shell, TJsonValue *item) {
   return drainMessages(shell, item);
 }
 
-// Turns the request into its response, in place: each item is processed where it stands,
-// so no command is copied. Returns the response root (the request), or NULL when the
-// request is neither an object nor an array.
+// Turns a single-item request into its response, in place. Returns the response root
+// (the request), or NULL when the request is not an object.
 TJsonValue *respond(TShell *shell, TJsonValue *request) {
   uint32_t type = TJSON_TYPE_NULL;
   TJsonValue_type(request, &type);
-  if (type == TJSON_TYPE_OBJECT) {
-    shell->commandIndex = 1;
-    shell->commandCount = 1;
-    // The item's failure is TShell_process's step, whatever helper runs it.
-    const uint32_t code = single(shell, request);
-    if (code != TCOMMON_SUCCESS) SHELL_TRACE_AS("TShell_process", code);
-    return request;
-  }
-  if (type != TJSON_TYPE_ARRAY) return nullptr;
+  if (type != TJSON_TYPE_OBJECT) return nullptr;
+  shell->commandIndex = 1;
+  shell->commandCount = 1;
+  // The item's failure is TShell_process's step, whatever helper runs it.
+  const uint32_t code = single(shell, request);
+  if (code != TCOMMON_SUCCESS) SHELL_TRACE_AS("TShell_process", code);
+  return request;
+}
 
+// Answers an array request item by item: each item is processed in place, printed as the
+// next element of the response and then emptied, so that the answers of a long request
+// (tables read back from every block) are never all held at once. Prints what printing
+// the whole answered array would.
+uint32_t respondArray(TShell *shell, TJsonValue *request, const char **response) {
+  TJsonWriter *writer = shell->writer;
+  uint32_t code = TJsonWriter_begin(writer);
+  if (code == TCOMMON_SUCCESS) code = TJsonWriter_startArray(writer);
+  if (code != TCOMMON_SUCCESS) return code;
   uint64_t count = 0;
   TJsonValue_size(request, &count);
   shell->commandCount = count;
   for (uint64_t i = 0; i < count; ++i) {
     shell->commandIndex = i + 1;
     TJsonValue *item = nullptr;
-    const uint32_t code = TJsonValue_item(request, i, &item);
+    code = TJsonValue_item(request, i, &item);
     if (code != TCOMMON_SUCCESS) {
       SHELL_TRACE_AS("single", code);
     } else {
       single(shell, item);
     }
+    code = TJsonWriter_value(writer, item);
+    if (code != TCOMMON_SUCCESS) return code;
+    // Printed: a read's answer (tables of a whole block) goes now rather than with the
+    // request. A write's value was removed when it was handled.
+    if (item != nullptr && shell->readFlag) TJsonValue_create(TJSON_TYPE_NULL, &item);
   }
-  return request;
+  code = TJsonWriter_endArray(writer);
+  if (code == TCOMMON_SUCCESS) code = TJsonWriter_end(writer, response);
+  return code;
 }
 
 }  // namespace
@@ -447,6 +461,7 @@ extern "C" TSHELL_API uint32_t TShell_process(TShell *shell, const char *request
 
   TJsonValue *requestValue = nullptr;
   TJsonValue *responseValue = nullptr;
+  bool isPrinted = false;  // an array request is printed while it is answered
   code = summary(Direction::Client, request);
   if (code != TCOMMON_SUCCESS) {
     SHELL_TRACE(code);
@@ -462,10 +477,17 @@ extern "C" TSHELL_API uint32_t TShell_process(TShell *shell, const char *request
     shell->lastBefore = nullptr;
     shell->commandIndex = 0;
     shell->commandCount = 0;
-    responseValue = respond(shell, requestValue);
+    uint32_t type = TJSON_TYPE_NULL;
+    TJsonValue_type(requestValue, &type);
+    if (type == TJSON_TYPE_ARRAY) {
+      isPrinted = true;
+      code = respondArray(shell, requestValue, response);
+    } else {
+      responseValue = respond(shell, requestValue);
+    }
   }
 
-  code = TJsonWriter_stringify(shell->writer, responseValue, response);
+  if (!isPrinted) code = TJsonWriter_stringify(shell->writer, responseValue, response);
   if (code != TCOMMON_SUCCESS) {
     SHELL_TRACE(code);
     return code;
@@ -475,7 +497,8 @@ extern "C" TSHELL_API uint32_t TShell_process(TShell *shell, const char *request
     SHELL_TRACE(code);
     return code;
   }
-  // The response is the request turned around in place, or NULL.
+  // The response is the request turned around in place (printed, and for an array emptied
+  // item by item), or NULL.
   if (requestValue != nullptr) code = TJsonValue_delete(requestValue);
   if (code != TCOMMON_SUCCESS) {
     SHELL_TRACE(code);
