@@ -154,10 +154,13 @@ bool measureChart(const imaging::RawFrame &raw, const std::array<double, 4> &bla
 
 // ---- Colour correction matrix (colour.cpp) ---------------------------------------------------
 
-struct ColourOptions {
+// How a chart capture is read, for the colour matrix and the white points.
+struct ChartOptions {
   std::optional<ChartPlace> chart;             // else the chart is found
   std::optional<ShadingGrid> shading;          // applied before measuring, as the ISP would
   std::optional<std::array<double, 4>> black;  // else the capture's black level
+};
+struct ColourOptions : ChartOptions {
   // The matrix the "before" figures are measured with (the one in use); identity if unset.
   std::array<double, 9> currentMatrix{1, 0, 0, 0, 1, 0, 0, 0, 1};
 };
@@ -188,11 +191,7 @@ struct WhitePoint {
   double rg = 0, bg = 0;          // R/G and B/G of a grey in the capture
   double neutralError = 0;        // largest R/G or B/G departure of a grey patch after the gains
 };
-struct WhiteOptions {
-  std::optional<ChartPlace> chart;
-  std::optional<ShadingGrid> shading;
-  std::optional<std::array<double, 4>> black;
-};
+using WhiteOptions = ChartOptions;
 // One chart capture per light, kelvins[i] the colour temperature of captures[i].
 bool calibrateWhite(const std::vector<Capture> &captures, const std::vector<double> &kelvins,
                     const WhiteOptions &options, std::vector<WhitePoint> *points,

@@ -279,12 +279,19 @@ void runShading(const Options &options, Outputs &outputs) {
   outputs.add(options.fragment, calibrate::shadingFragment(result));
 }
 
+// How the command line says chart captures are to be read.
+calibrate::ChartOptions chartOptionsOf(const Options &options) {
+  calibrate::ChartOptions chart;
+  chart.chart = options.chart;
+  chart.shading = shadingOf(options);
+  chart.black = options.black;
+  return chart;
+}
+
 void runColour(const Options &options, Outputs &outputs) {
   const auto captures = loadAll(options.inputs);
   calibrate::ColourOptions colour;
-  colour.chart = options.chart;
-  colour.shading = shadingOf(options);
-  colour.black = options.black;
+  static_cast<calibrate::ChartOptions &>(colour) = chartOptionsOf(options);
   calibrate::ColourResult result;
   std::string error;
   check(calibrate::calibrateColour(captures.front(), colour, &result, &error), error);
@@ -312,10 +319,7 @@ void runColour(const Options &options, Outputs &outputs) {
 
 void runWhite(const Options &options, Outputs &outputs) {
   const auto captures = loadAll(options.inputs);
-  calibrate::WhiteOptions white;
-  white.chart = options.chart;
-  white.shading = shadingOf(options);
-  white.black = options.black;
+  const calibrate::WhiteOptions white = chartOptionsOf(options);
   std::vector<calibrate::WhitePoint> points;
   std::string error;
   check(calibrate::calibrateWhite(captures, options.kelvins, white, &points, &error), error);
