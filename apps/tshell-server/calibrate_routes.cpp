@@ -16,6 +16,7 @@
 #include "driver_frames.h"
 #include "frame_clock.h"
 #include "json_text.h"
+#include "json_tree.h"
 #include "replies.h"
 #include "t_driver.h"
 #include "t_json.h"
@@ -23,6 +24,11 @@
 namespace tshell_server {
 
 namespace {
+
+using tshell_cli::JsonDocument;
+using tshell_cli::jsonItems;
+using tshell_cli::jsonMember;
+using tshell_cli::jsonType;
 
 using Clock = std::chrono::steady_clock;
 using calibrate::Capture;
@@ -112,44 +118,15 @@ struct Job {
   std::vector<double> gains;
 };
 
-class JsonTree {
- public:
-  explicit JsonTree(std::string_view text) {
-    TJsonReader *reader = nullptr;
-    TJsonReader_open(&reader);
-    if (TJsonReader_parse(reader, text.data(), text.data() + text.size(), &root_) !=
-        TCOMMON_SUCCESS)
-      root_ = nullptr;
-    TJsonReader_close(&reader);
-  }
-  ~JsonTree() { TJsonValue_delete(root_); }
-  JsonTree(const JsonTree &) = delete;
-  JsonTree &operator=(const JsonTree &) = delete;
-  TJsonValue *root() const { return root_; }
-  TJsonValue *at(const char *path) const {
-    TJsonValue *value = nullptr;
-    return root_ != nullptr && TJsonPath(root_, path, &value) == TCOMMON_SUCCESS ? value : nullptr;
-  }
-
- private:
-  TJsonValue *root_ = nullptr;
-};
-
-uint32_t typeOf(const TJsonValue *value) {
-  uint32_t type = TJSON_TYPE_NULL;
-  if (value != nullptr) TJsonValue_type(value, &type);
-  return type;
-}
-
 bool isNumber(const TJsonValue *value) {
-  const uint32_t type = typeOf(value);
+  const uint32_t type = jsonType(value);
   return type == TJSON_TYPE_INTEGER || type == TJSON_TYPE_FLOAT;
 }
 
 // Numbers of a JSON array, each in [low, high]; false for anything else.
 bool numbersIn(TJsonValue *array, double low, double high, size_t most, std::vector<double> *out) {
   uint64_t size = 0;
-  if (typeOf(array) != TJSON_TYPE_ARRAY || TJsonValue_size(array, &size) != TCOMMON_SUCCESS ||
+  if (jsonType(array) != TJSON_TYPE_ARRAY || TJsonValue_size(array, &size) != TCOMMON_SUCCESS ||
       size == 0 || size > most)
     return false;
   for (uint64_t i = 0; i < size; ++i) {
@@ -176,7 +153,7 @@ uint32_t visitJobMember(void *context, const char *name, TJsonValue *member) {
   const char *text = nullptr;
   if (key == "kind") {
     parse.hasKind = true;
-    if (typeOf(member) == TJSON_TYPE_STRING && TJsonValue_asString(member, &text) == 0) {
+    if (jsonType(member) == TJSON_TYPE_STRING && TJsonValue_asString(member, &text) == 0) {
       for (size_t i = 0; i < std::size(kKindNames); ++i)
         if (std::string_view(text) == kKindNames[i]) {
           parse.job.kind = static_cast<Kind>(i);
@@ -185,7 +162,7 @@ uint32_t visitJobMember(void *context, const char *name, TJsonValue *member) {
     }
     parse.error = "kind must be one of \"black\", \"shading\", \"colour\", \"white\"";
   } else if (key == "source") {
-    if (typeOf(member) == TJSON_TYPE_STRING && TJsonValue_asString(member, &text) == 0 &&
+    if (jsonType(member) == TJSON_TYPE_STRING && TJsonValue_asString(member, &text) == 0 &&
         (std::string_view(text) == "twin" || std::string_view(text) == "uploads")) {
       parse.job.twin = std::string_view(text) == "twin";
       return TCOMMON_SUCCESS;
@@ -193,7 +170,7 @@ uint32_t visitJobMember(void *context, const char *name, TJsonValue *member) {
     parse.error = "source must be \"twin\" (the camera) or \"uploads\"";
   } else if (key == "frames") {
     int64_t frames = 0;
-    if (typeOf(member) == TJSON_TYPE_INTEGER && TJsonValue_asInteger(member, &frames) == 0 &&
+    if (jsonType(member) == TJSON_TYPE_INTEGER && TJsonValue_asInteger(member, &frames) == 0 &&
         frames >= 1 && frames <= kMaxFrames) {
       parse.job.frames = static_cast<int>(frames);
       return TCOMMON_SUCCESS;
@@ -221,8 +198,9 @@ uint32_t visitJobMember(void *context, const char *name, TJsonValue *member) {
 }
 
 bool parseJob(const std::string &body, Job *job, std::string *error) {
-  JsonTree tree(body);
-  if (typeOf(tree.root()) != TJSON_TYPE_OBJECT) {
+  JsonDocument tree;
+  std::string ignored;
+  if (!tree.parse(body, &ignored) || jsonType(tree.root()) != TJSON_TYPE_OBJECT) {
     *error =
         "the body must be a JSON object: {\"kind\":\"black\"|\"shading\"|\"colour\"|"
         "\"white\",\"source\":\"twin\"|\"uploads\",...}";
@@ -252,11 +230,14 @@ struct Desk {
 };
 
 // Runs shell commands as a client would; the parsed answer, or none when it failed.
-std::unique_ptr<JsonTree> shell(Instance *instance, const std::string &request) {
+std::unique_ptr<JsonDocument> shell(Instance *instance, const std::string &request) {
   const Outcome outcome = instance->process(request);
   if (outcome.status != 200) return nullptr;
-  auto tree = std::make_unique<JsonTree>(outcome.body);
-  return typeOf(tree->root()) == TJSON_TYPE_ARRAY ? std::move(tree) : nullptr;
+  auto tree = std::make_unique<JsonDocument>();
+  std::string ignored;
+  return tree->parse(outcome.body, &ignored) && jsonType(tree->root()) == TJSON_TYPE_ARRAY
+             ? std::move(tree)
+             : nullptr;
 }
 
 std::string command(const char *category, const char *key, const std::string &value = {}) {
@@ -273,17 +254,14 @@ void flatten(TJsonValue *value, std::vector<double> *out) {
     out->push_back(number);
     return;
   }
-  uint64_t size = 0;
-  if (typeOf(value) != TJSON_TYPE_ARRAY || TJsonValue_size(value, &size) != 0) return;
-  for (uint64_t i = 0; i < size; ++i) {
-    TJsonValue *item = nullptr;
-    if (TJsonValue_item(value, i, &item) == 0) flatten(item, out);
-  }
+  for (TJsonValue *item : jsonItems(value)) flatten(item, out);
 }
 
-std::vector<double> answerNumbers(const JsonTree &tree, int index) {
+std::vector<double> answerNumbers(const JsonDocument &tree, int index) {
   std::vector<double> out;
-  flatten(tree.at((std::to_string(index) + ".value.current").c_str()), &out);
+  const std::vector<TJsonValue *> answers = jsonItems(tree.root());
+  if (index < static_cast<int>(answers.size()))
+    flatten(jsonMember(jsonMember(answers[size_t(index)], "value"), "current"), &out);
   return out;
 }
 

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "json_text.h"
+#include "json_tree.h"
 #include "replies.h"
 #include "t_driver.h"
 #include "t_json.h"
@@ -64,8 +65,7 @@ struct Parsed {
 uint32_t visitMember(void *context, const char *name, TJsonValue *member) {
   auto &parsed = *static_cast<Parsed *>(context);
   if (!parsed.error.empty()) return TCOMMON_SUCCESS;
-  uint32_t type = 0;
-  TJsonValue_type(member, &type);
+  const uint32_t type = tshell_cli::jsonType(member);
   const std::string_view key(name);
   if (key == "lux" || key == "illuminant") {
     double value = 0;
@@ -100,24 +100,16 @@ const char *rangeOf(std::string_view name) {
 }
 
 void putScene(TDriver *driver, const HttpRequest &req, HttpResponse &res) {
-  TJsonReader *reader = nullptr;
-  TJsonValue *root = nullptr;
-  TJsonReader_open(&reader);
-  const uint32_t code =
-      TJsonReader_parse(reader, req.body.data(), req.body.data() + req.body.size(), &root);
-  TJsonReader_close(&reader);
-  uint32_t type = 0;
-  if (code != TCOMMON_SUCCESS || TJsonValue_type(root, &type) != TCOMMON_SUCCESS ||
-      type != TJSON_TYPE_OBJECT) {
-    TJsonValue_delete(root);
+  tshell_cli::JsonDocument body;
+  std::string ignored;
+  if (!body.parse(req.body, &ignored) || tshell_cli::jsonType(body.root()) != TJSON_TYPE_OBJECT) {
     sendJson(res, 400,
              errorBody("the body must be a JSON object: {\"lux\":..,\"illuminant\":..,"
                        "\"scene\":..}"));
     return;
   }
   Parsed parsed;
-  TJsonValue_forEachMember(root, visitMember, &parsed);
-  TJsonValue_delete(root);
+  TJsonValue_forEachMember(body.root(), visitMember, &parsed);
   if (!parsed.error.empty()) {
     sendJson(res, 400, errorBody(parsed.error));
     return;
