@@ -22,15 +22,7 @@ struct Camera {
   tcamera::Pipeline pipeline;
   uint64_t generation = UINT64_MAX;  // the driver's push count the pipeline's state is from
   std::unique_ptr<tcamera::HardwareState> gathered = std::make_unique<tcamera::HardwareState>();
-  // The frame as the measuring units see it, per source, with the state and frame it was
-  // taken from: a client polls several units of one frame, and each read-back would
-  // otherwise sample the whole mosaic again.
-  struct Sampled {
-    tcamera::Samples samples;
-    uint64_t generation = UINT64_MAX;
-    uint64_t frameNumber = 0;
-  };
-  std::array<Sampled, 2> sampled;
+  std::array<tcamera::SampledFrame, 2> sampled;  // per source: after white balance, sensor
 };
 
 // The driver's camera, with its pipeline set to the hardware state the driver holds now (a

@@ -60,10 +60,10 @@ uint32_t program(TDriver &locked, const char *category, const void *record) {
 uint32_t zonesAt(TDriver &locked, Source source, const TDatabaseAutoExposureStatistics_2 &unit,
                  ZoneGrid &grid) {
   std::unique_lock<std::mutex> lock;
-  const Samples *samples = nullptr;
-  if (const uint32_t code = frameSamples(locked, source, lock, &samples); code != TCOMMON_SUCCESS)
+  SampledFrame *frame = nullptr;
+  if (const uint32_t code = frameSamples(locked, source, lock, &frame); code != TCOMMON_SUCCESS)
     return code;
-  zonesOf(unit, *samples, grid);
+  zonesOf(unit, frame->samples, grid);
   return TCOMMON_SUCCESS;
 }
 
@@ -182,13 +182,11 @@ uint32_t runControl(TDriver &locked, ControlUpdate &update) {
   if (const uint32_t code = hardwareOf(locked, "AFM_3", unit); code != TCOMMON_SUCCESS) return code;
   if (focus.mode != 0 && focusSettings->mode != 0 && unit.isEnable != 0) {
     unit.statistics = {};
-    std::unique_lock<std::mutex> lock;
-    const Samples *samples = nullptr;
-    if (const uint32_t code = frameSamples(locked, Source::kProcessed, lock, &samples);
+    if (const uint32_t code =
+            measureFrame(locked, Source::kProcessed, "AFM_3", unit,
+                         [&unit](const Samples &samples) { measureFocusOf(unit, samples); });
         code != TCOMMON_SUCCESS)
       return code;
-    measureFocusOf(unit, *samples);
-    lock.unlock();
     update.focus = focusStep(loops.focus, *focusSettings, focus,
                              focusMeasure(unit, focusSettings->weightWindow));
   } else {

@@ -105,7 +105,7 @@ Window windowOf(const TDatabaseFrameWindow &rectangle, const Samples &samples) {
 }
 
 uint32_t frameSamples(TDriver &locked, Source source, std::unique_lock<std::mutex> &lock,
-                      const Samples **samples) {
+                      SampledFrame **frame) {
   tdriver::Camera *camera = nullptr;
   if (const uint32_t code = tdriver::syncedCamera(locked, lock, &camera); code != TCOMMON_SUCCESS)
     return code;
@@ -113,6 +113,7 @@ uint32_t frameSamples(TDriver &locked, Source source, std::unique_lock<std::mute
   const uint64_t frameNumber = camera->pipeline.frameNumber();
   if (kept.generation != camera->generation || kept.frameNumber != frameNumber) {
     kept.generation = UINT64_MAX;  // stale until taken again
+    kept.measured.clear();
     if (const uint32_t code = tdriver::allocating([&] {
           const Tap tap = source == Source::kSensor ? Tap::kRaw : Tap::kWhiteBalance;
           kept.samples = samplesOf(camera->pipeline.mosaicAt(tap));
@@ -122,7 +123,7 @@ uint32_t frameSamples(TDriver &locked, Source source, std::unique_lock<std::mute
     kept.generation = camera->generation;
     kept.frameNumber = frameNumber;
   }
-  *samples = &kept.samples;
+  *frame = &kept;
   return TCOMMON_SUCCESS;
 }
 

@@ -14,8 +14,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <mutex>
+#include <type_traits>
 #include <vector>
 
 #include "driver_blocks.h"
@@ -77,9 +80,13 @@ inline uint32_t saturated(uint64_t count) {
 enum class Source { kProcessed, kSensor };
 
 // Runs measure(samples) on the current frame of the driver's camera (driver locked), at the
-// tap of source. Allocation failure: TCOMMON_NO_MEMORY.
-template <typename Measure>
-uint32_t measureFrame(TDriver &locked, Source source, Measure &&measure);
+// tap of source, for the unit whose record measure fills in. The record must hold the unit's
+// settings with its measured parts cleared: the hardware measures a frame once, so a unit
+// read back again on the same frame with the same settings gets the same result without the
+// frame being measured again. Allocation failure: TCOMMON_NO_MEMORY.
+template <typename Record, typename Measure>
+uint32_t measureFrame(TDriver &locked, Source source, const char *unit, Record &record,
+                      Measure &&measure);
 
 // Units that belong to a block ("AES_2" to "EC_2", "AFM_3" to "FC"): a push of the block
 // latches the unit's record too, and a read-back reads the unit's settings back from the
@@ -92,19 +99,53 @@ uint32_t readUnit(TDriver &locked, const char *unit, void **record);
 uint32_t transferWithUnit(TDriver *driver, const tdriver::Block &block, const char *function,
                           const char *unit, uint8_t flag);
 
-// Used by measureFrame: the samples of the current frame at source's tap, taken once per frame
-// and state and kept by the camera; *samples holds while lock (the camera's) is held.
-uint32_t frameSamples(TDriver &locked, Source source, std::unique_lock<std::mutex> &lock,
-                      const Samples **samples);
+// A unit's last measurement of a frame: its record as handed to the measurement (settings,
+// measured parts cleared) and as the measurement left it.
+struct KeptMeasurement {
+  const char *unit = nullptr;
+  std::vector<std::byte> settings;
+  std::vector<std::byte> result;
+};
 
-template <typename Measure>
-uint32_t measureFrame(TDriver &locked, Source source, Measure &&measure) {
+// The frame as the measuring units see it at one tap, with the state and frame it was taken
+// from and the measurements made of it: a client polls several units of one frame, and each
+// read-back would otherwise sample and measure the whole mosaic again.
+struct SampledFrame {
+  Samples samples;
+  uint64_t generation = UINT64_MAX;
+  uint64_t frameNumber = 0;
+  std::vector<KeptMeasurement> measured;  // emptied when the samples are taken again
+};
+
+// Used by measureFrame: the current frame at source's tap, sampled once per frame and state
+// and kept by the camera; *frame holds while lock (the camera's) is held.
+uint32_t frameSamples(TDriver &locked, Source source, std::unique_lock<std::mutex> &lock,
+                      SampledFrame **frame);
+
+template <typename Record, typename Measure>
+uint32_t measureFrame(TDriver &locked, Source source, const char *unit, Record &record,
+                      Measure &&measure) {
+  static_assert(std::is_trivially_copyable_v<Record>);
   std::unique_lock<std::mutex> lock;
-  const Samples *samples = nullptr;
-  if (const uint32_t code = frameSamples(locked, source, lock, &samples); code != TCOMMON_SUCCESS)
+  SampledFrame *frame = nullptr;
+  if (const uint32_t code = frameSamples(locked, source, lock, &frame); code != TCOMMON_SUCCESS)
     return code;
-  measure(*samples);
-  return TCOMMON_SUCCESS;
+  auto *bytes = reinterpret_cast<std::byte *>(&record);
+  KeptMeasurement *kept = nullptr;
+  for (KeptMeasurement &measurement : frame->measured)
+    if (std::strcmp(measurement.unit, unit) == 0) kept = &measurement;
+  if (kept != nullptr && kept->result.size() == sizeof(Record) &&
+      std::memcmp(kept->settings.data(), bytes, sizeof(Record)) == 0) {
+    std::memcpy(bytes, kept->result.data(), sizeof(Record));
+    return TCOMMON_SUCCESS;
+  }
+  return tdriver::allocating([&] {
+    if (kept == nullptr) kept = &frame->measured.emplace_back(KeptMeasurement{unit, {}, {}});
+    kept->settings.assign(bytes, bytes + sizeof(Record));
+    kept->result.clear();  // a measurement that fails leaves nothing to hand out
+    measure(frame->samples);
+    kept->result.assign(bytes, bytes + sizeof(Record));
+  });
 }
 
 // The AFM_3 unit's measurement of samples into unit.statistics (the unit enabled).

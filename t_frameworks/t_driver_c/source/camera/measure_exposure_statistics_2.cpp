@@ -24,7 +24,6 @@ void measureExposureOf(TDatabaseAutoExposureStatistics_2 &unit, const Samples &s
   const double weightSum = weights[0] + weights[1] + weights[2] + weights[3];
   const double threshold = double(unit.ratio) * kFullScale;
 
-  std::memset(unit.zoneSum, 0, sizeof(unit.zoneSum));
   double cellSum[kExposureGrid][kExposureGrid] = {};
   uint32_t cellCount[kExposureGrid][kExposureGrid] = {};
   // Zone sums are kept wide and saturated to the unit's 32 bits at the end.
@@ -61,7 +60,6 @@ void measureExposureOf(TDatabaseAutoExposureStatistics_2 &unit, const Samples &s
     for (int channel = 0; channel < 4; ++channel)
       unit.zoneSum[zone / kZones][zone % kZones][channel] = saturated(zoneSum[zone * 4 + channel]);
   TDatabaseAutoExposureStatistics_2Statistics &statistics = unit.statistics;
-  statistics = {};
   for (int row = 0; row < kExposureGrid; ++row) {
     for (int column = 0; column < kExposureGrid; ++column) {
       if (cellCount[row][column] != 0)
@@ -81,7 +79,9 @@ uint32_t measureExposure(TDriver *driver, const char *, void *) {
     return code;
   auto &unit = *static_cast<TDatabaseAutoExposureStatistics_2 *>(record);
   const Source source = unit.inputSelect == 1 ? Source::kSensor : Source::kProcessed;
-  return measureFrame(*driver, source,
+  std::memset(unit.zoneSum, 0, sizeof(unit.zoneSum));
+  unit.statistics = {};
+  return measureFrame(*driver, source, "AES_2", unit,
                       [&unit](const Samples &samples) { measureExposureOf(unit, samples); });
 }
 

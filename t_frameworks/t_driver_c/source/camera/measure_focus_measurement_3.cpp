@@ -159,7 +159,7 @@ uint32_t measureFocus(TDriver *driver, const char *, void *) {
   auto &unit = *static_cast<TDatabaseAutoFocusMeasurement_3 *>(record);
   unit.statistics = {};
   if (unit.isEnable == 0) return TCOMMON_SUCCESS;
-  return measureFrame(*driver, Source::kProcessed,
+  return measureFrame(*driver, Source::kProcessed, "AFM_3", unit,
                       [&unit](const Samples &samples) { measureFocusOf(unit, samples); });
 }
 

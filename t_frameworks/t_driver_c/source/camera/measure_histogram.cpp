@@ -12,7 +12,7 @@ uint32_t measureHistogram(TDriver *driver, const char *, void *record) {
   auto &unit = *static_cast<TDatabaseHistogram *>(record);
   unit.statistics = {};
   if (unit.state == 0) return TCOMMON_SUCCESS;
-  return measureFrame(*driver, Source::kProcessed, [&unit](const Samples &samples) {
+  return measureFrame(*driver, Source::kProcessed, "HTG", unit, [&unit](const Samples &samples) {
     const TDatabaseHistogramCoefficient c = unit.coefficient;
     const auto level = [&](const Quad &quad) {
       return channelLevel(quad, unit.channel, [&c](const Quad &mixed) {

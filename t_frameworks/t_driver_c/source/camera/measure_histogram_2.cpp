@@ -14,7 +14,7 @@ uint32_t measureHistogram2(TDriver *driver, const char *, void *record) {
   auto &unit = *static_cast<TDatabaseHistogram_2 *>(record);
   unit.statistics = {};
   if (unit.state == 0) return TCOMMON_SUCCESS;
-  return measureFrame(*driver, Source::kProcessed, [&unit](const Samples &samples) {
+  return measureFrame(*driver, Source::kProcessed, "HTG_2", unit, [&unit](const Samples &samples) {
     const auto level = [&](const Quad &quad) {
       return channelLevel(quad, unit.mode, [](const Quad &mixed) { return luminance(mixed); });
     };
