@@ -324,11 +324,7 @@ uint32_t single(TShell *shell, TJsonValue *item) {
     } else if (code != TCOMMON_SUCCESS) {
       SHELL_TRACE(code);
     } else {
-      code = TJsonPath(item, "value", &value);
-      if (code != TCOMMON_SUCCESS) {
-        SHELL_TRACE(code);
-        return code;
-      }
+      // value stays valid: a node's address never changes while its siblings come and go.
       uint32_t result = reinterpret_cast<TShellHandler>(handler)(shell, key, value);
       const char *message = resultMessage(result);
       if (result == TCOMMON_NOT_REGISTERED) {
