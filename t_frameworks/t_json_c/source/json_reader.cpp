@@ -9,6 +9,7 @@
 #include <rapidjson/reader.h>
 
 #include <algorithm>
+#include <bit>
 #include <cfloat>
 #include <charconv>
 #include <cstring>
@@ -340,6 +341,8 @@ class TreeBuilder : public NumberEvents<TreeBuilder> {
   void discard() noexcept {
     for (Node &node : pending_) tjson::releaseContents(&node);
     pending_.clear();
+    bits_.clear();
+    types_.clear();
     frames_.clear();
     tjson::destroyTree(root_);
     root_ = nullptr;
@@ -356,24 +359,9 @@ class TreeBuilder : public NumberEvents<TreeBuilder> {
     node->boolean = value ? 1 : 0;
     return true;
   }
-  bool integer(int64_t value) {
-    Node *node = slot();
-    node->type = TJSON_TYPE_INTEGER;
-    node->integer = value;
-    return true;
-  }
-  bool unsignedInteger(uint64_t value) {
-    Node *node = slot();
-    node->type = TJSON_TYPE_UNSIGNED;
-    node->unsignedInteger = value;
-    return true;
-  }
-  bool real(double value) {
-    Node *node = slot();
-    node->type = TJSON_TYPE_FLOAT;
-    node->number = value;
-    return true;
-  }
+  bool integer(int64_t value) { return number(TJSON_TYPE_INTEGER, static_cast<uint64_t>(value)); }
+  bool unsignedInteger(uint64_t value) { return number(TJSON_TYPE_UNSIGNED, value); }
+  bool real(double value) { return number(TJSON_TYPE_FLOAT, std::bit_cast<uint64_t>(value)); }
   bool String(const char *text, rapidjson::SizeType length, bool) {
     Node *node = slot();
     node->type = TJSON_TYPE_STRING;
@@ -397,9 +385,27 @@ class TreeBuilder : public NumberEvents<TreeBuilder> {
   static constexpr size_t kNone = SIZE_MAX;  // no pending member; the root as container
 
   struct Frame {
-    size_t container;  // index in pending_, or kNone for the root
-    size_t first;      // index in pending_ of its first child
+    size_t container;    // index in pending_, or kNone for the root
+    size_t first;        // index in pending_ of its first child
+    size_t firstNumber;  // index in bits_ and types_ of its first number
+    // An array that has held numbers only so far: they wait in bits_ and types_, not as
+    // nodes, and the array is kept packed.
+    bool numbersOnly;
   };
+
+  // A number: an element of an array of numbers only waits as such; any other takes a
+  // node.
+  bool number(uint8_t type, uint64_t bits) {
+    if (keyed_ == kNone && !frames_.empty() && frames_.back().numbersOnly) {
+      bits_.push_back(bits);
+      types_.push_back(type);
+      return true;
+    }
+    Node *node = slot();
+    node->type = type;
+    node->unsignedInteger = bits;
+    return true;
+  }
 
   // The node that the next value fills in: the member made at its key, or a new element
   // (or the root), as null. Valid until the next node is made.
@@ -413,7 +419,21 @@ class TreeBuilder : public NumberEvents<TreeBuilder> {
       root_ = tjson::createNode(TJSON_TYPE_NULL);
       return root_;
     }
+    if (frames_.back().numbersOnly) spillNumbers();
     return pendingNode();
+  }
+  // Something other than a number comes into an array of numbers so far: the numbers
+  // before it become nodes.
+  void spillNumbers() {
+    Frame &frame = frames_.back();
+    for (size_t i = frame.firstNumber; i < bits_.size(); ++i) {
+      Node *node = pendingNode();
+      node->type = types_[i];
+      node->unsignedInteger = bits_[i];
+    }
+    bits_.resize(frame.firstNumber);
+    types_.resize(frame.firstNumber);
+    frame.numbersOnly = false;
   }
   Node *pendingNode() {
     Node &node = pending_.emplace_back();
@@ -421,7 +441,7 @@ class TreeBuilder : public NumberEvents<TreeBuilder> {
     node.name.init();
     node.type = TJSON_TYPE_NULL;
     node.slot = 0;
-    node.children = tjson::Children{nullptr, 0, 0, false};
+    node.children = tjson::Children{{nullptr}, 0, 0, false, false};
     return &node;
   }
   bool open(uint8_t type) {
@@ -429,20 +449,30 @@ class TreeBuilder : public NumberEvents<TreeBuilder> {
     Node *node = slot();
     node->type = type;  // its children storage is already empty
     frames_.push_back(Frame{node == root_ ? kNone : static_cast<size_t>(node - pending_.data()),
-                            pending_.size()});
+                            pending_.size(), bits_.size(), type == TJSON_TYPE_ARRAY});
     return true;
   }
   bool close() {
     const Frame frame = frames_.back();
     Node *container = frame.container == kNone ? root_ : &pending_[frame.container];
-    tjson::adoptChildren(container, pending_.data() + frame.first, pending_.size() - frame.first);
-    pending_.resize(frame.first);  // moved out: nothing left to free
+    if (frame.numbersOnly) {
+      const size_t count = bits_.size() - frame.firstNumber;
+      tjson::adoptNumbers(container, bits_.data() + frame.firstNumber,
+                          types_.data() + frame.firstNumber, count);
+      bits_.resize(frame.firstNumber);
+      types_.resize(frame.firstNumber);
+    } else {
+      tjson::adoptChildren(container, pending_.data() + frame.first, pending_.size() - frame.first);
+      pending_.resize(frame.first);  // moved out: nothing left to free
+    }
     frames_.pop_back();
     limit.leave();
     return true;
   }
 
   std::vector<Node> pending_;
+  std::vector<uint64_t> bits_;  // numbers of open arrays of numbers only: payload, type
+  std::vector<uint8_t> types_;
   std::vector<Frame> frames_;
   Node *root_ = nullptr;
   size_t keyed_ = kNone;

@@ -57,7 +57,7 @@ void becomeArray(Node *node) {
   Node **items = static_cast<Node **>(std::malloc(4 * sizeof(Node *)));
   if (items == nullptr) throw std::bad_alloc();
   changeType(node, TJSON_TYPE_ARRAY);
-  node->children = tjson::Children{items, 0, 4, false};
+  node->children = tjson::Children{{items}, 0, 4, false, false};
 }
 
 // An absent or null value turns into an object, keeping the members looked up in it.
@@ -93,13 +93,16 @@ uint32_t memberOf(Node *object, const char *name, size_t length, Node **member) 
 uint32_t itemOf(Node *array, uint64_t index, Node **item) {
   if (!canBecomeArray(array)) return TCOMMON_WRONG_TYPE;
   if (index >= UINT32_MAX) return TCOMMON_OUT_OF_RANGE;
-  if (array->type == TJSON_TYPE_ARRAY && index < array->children.size) {
+  if (array->type == TJSON_TYPE_ARRAY && !array->children.isPacked &&
+      index < array->children.size) {
     *item = array->children.items[index];
     return TCOMMON_SUCCESS;
   }
   return guarded([&] {
     becomeArray(array);
-    tjson::appendSiblings(array, index + 1 - array->children.size);
+    // An element's node is handed out: a packed array gets its nodes now.
+    const tjson::Children &children = tjson::childNodes(array);
+    if (index >= children.size) tjson::appendSiblings(array, index + 1 - children.size);
     *item = array->children.items[index];
     return TCOMMON_SUCCESS;
   });
@@ -212,10 +215,26 @@ uint32_t readString(const Node *value, const char **out) {
   return TCOMMON_SUCCESS;
 }
 
+// read as a lambda rather than a function pointer, so that a loop calling it inlines it.
+template <auto Read>
+constexpr auto inlined = [](const Node *value, auto *out) { return Read(value, out); };
+
 template <typename Out, typename Read>
 uint32_t readValue(const Node *value, Out *out, Read read) {
   if (value == nullptr || out == nullptr) return TCOMMON_INVALID_ARGUMENT;
   return read(value, out);
+}
+
+// Reads element index of array (an array, index below its size) through read, packed or
+// not: a packed element is read as the node it stands for.
+template <typename Out, typename Read>
+uint32_t readElement(const Node *array, uint64_t index, Out *out, Read read) {
+  const tjson::Children &children = array->children;
+  if (children.isPacked) {
+    const Node element = tjson::packedElement(children, static_cast<uint32_t>(index));
+    return read(&element, out);
+  }
+  return read(children.items[index], out);
 }
 
 template <typename Out, typename Read>
@@ -223,19 +242,42 @@ uint32_t readItem(const Node *array, uint64_t index, Out *out, Read read) {
   if (array == nullptr || out == nullptr) return TCOMMON_INVALID_ARGUMENT;
   if (array->type != TJSON_TYPE_ARRAY) return TCOMMON_WRONG_TYPE;
   if (index >= array->children.size) return TCOMMON_OUT_OF_RANGE;
-  return read(array->children.items[index], out);
+  return readElement(array, index, out, read);
 }
 
-// values[i] for each element first + i that the array has, through read.
+// values[i] for each element first + i that the array has, through read; stops at the
+// first refusal when strict. converted counts the elements read.
+template <typename Out, typename Read>
+uint32_t readElements(const Node *array, uint64_t first, Out *values, uint64_t count, Read read,
+                      bool strict, uint64_t *converted) {
+  const uint64_t size = array->children.size;
+  if (first >= size) return TCOMMON_SUCCESS;
+  const uint64_t end = first + std::min(count, size - first);
+  const tjson::Children &children = array->children;
+  // The packed test once per run, not once per element.
+  auto readEach = [&](auto readAt) {
+    for (uint64_t i = first; i < end; ++i) {
+      const uint32_t code = readAt(i, values + (i - first));
+      if (strict && code != TCOMMON_SUCCESS) return code;
+      ++*converted;
+    }
+    return uint32_t{TCOMMON_SUCCESS};
+  };
+  if (children.isPacked) {
+    return readEach([&](uint64_t i, Out *out) {
+      const Node element = tjson::packedElement(children, static_cast<uint32_t>(i));
+      return read(&element, out);
+    });
+  }
+  return readEach([&](uint64_t i, Out *out) { return read(children.items[i], out); });
+}
+
 template <typename Out, typename Read>
 uint32_t readItems(const Node *array, uint64_t first, Out *values, uint64_t count, Read read) {
   if (array == nullptr || (values == nullptr && count != 0)) return TCOMMON_INVALID_ARGUMENT;
   if (array->type != TJSON_TYPE_ARRAY) return TCOMMON_WRONG_TYPE;
-  const uint64_t size = array->children.size;
-  if (first >= size) return TCOMMON_SUCCESS;
-  const uint64_t end = first + std::min(count, size - first);
-  for (uint64_t i = first; i < end; ++i) read(array->children.items[i], values + (i - first));
-  return TCOMMON_SUCCESS;
+  uint64_t converted = 0;
+  return readElements(array, first, values, count, read, false, &converted);
 }
 
 // Elements first + i become values of type, each filled in by fill(node, i).
@@ -432,12 +474,12 @@ uint32_t TJsonValue_itemAsString(const TJsonValue *array, uint64_t index, const 
 
 uint32_t TJsonValue_itemsAsIntegers(const TJsonValue *array, uint64_t first, int64_t *values,
                                     uint64_t count) {
-  return readItems(array, first, values, count, readInteger);
+  return readItems(array, first, values, count, inlined<readInteger>);
 }
 
 uint32_t TJsonValue_itemsAsFloats(const TJsonValue *array, uint64_t first, double *values,
                                   uint64_t count) {
-  return readItems(array, first, values, count, readFloat);
+  return readItems(array, first, values, count, inlined<readFloat>);
 }
 
 uint32_t TJsonValue_itemsAsIntegersStrict(const TJsonValue *array, uint64_t first, int64_t *values,
@@ -447,15 +489,7 @@ uint32_t TJsonValue_itemsAsIntegersStrict(const TJsonValue *array, uint64_t firs
   }
   *converted = 0;
   if (array->type != TJSON_TYPE_ARRAY) return TCOMMON_WRONG_TYPE;
-  const uint64_t size = array->children.size;
-  if (first >= size) return TCOMMON_SUCCESS;
-  const uint64_t end = first + std::min(count, size - first);
-  for (uint64_t i = first; i < end; ++i) {
-    const uint32_t code = readInteger(array->children.items[i], values + (i - first));
-    if (code != TCOMMON_SUCCESS) return code;
-    ++*converted;
-  }
-  return TCOMMON_SUCCESS;
+  return readElements(array, first, values, count, inlined<readInteger>, true, converted);
 }
 
 uint32_t TJsonValue_assignItemsAsIntegers(TJsonValue *array, uint64_t first, const int64_t *values,
