@@ -341,8 +341,8 @@ class TreeBuilder : public NumberEvents<TreeBuilder> {
   void discard() noexcept {
     for (Node &node : pending_) tjson::releaseContents(&node);
     pending_.clear();
-    bits_.clear();
-    types_.clear();
+    numbers_ = 0;
+    collecting_ = false;
     frames_.clear();
     tjson::destroyTree(root_);
     root_ = nullptr;
@@ -385,21 +385,25 @@ class TreeBuilder : public NumberEvents<TreeBuilder> {
   static constexpr size_t kNone = SIZE_MAX;  // no pending member; the root as container
 
   struct Frame {
-    size_t container;    // index in pending_, or kNone for the root
-    size_t first;        // index in pending_ of its first child
-    size_t firstNumber;  // index in bits_ and types_ of its first number
-    // An array that has held numbers only so far: they wait in bits_ and types_, not as
-    // nodes, and the array is kept packed.
-    bool numbersOnly;
+    size_t container;  // index in pending_, or kNone for the root
+    size_t first;      // index in pending_ of its first child
   };
 
   // A number: an element of an array of numbers only waits as such; any other takes a
-  // node.
+  // node. The first case is most of a request's values: kept small, to be inlined.
   bool number(uint8_t type, uint64_t bits) {
-    if (keyed_ == kNone && !frames_.empty() && frames_.back().numbersOnly) {
-      bits_.push_back(bits);
-      types_.push_back(type);
+    if (collecting_ && numbers_ != numberCapacity_) {
+      bits_[numbers_] = bits;
+      types_[numbers_] = type;
+      ++numbers_;
       return true;
+    }
+    return numberElsewhere(type, bits);
+  }
+  [[gnu::noinline]] bool numberElsewhere(uint8_t type, uint64_t bits) {
+    if (collecting_) {
+      growNumbers();
+      return number(type, bits);
     }
     Node *node = slot();
     node->type = type;
@@ -419,21 +423,31 @@ class TreeBuilder : public NumberEvents<TreeBuilder> {
       root_ = tjson::createNode(TJSON_TYPE_NULL);
       return root_;
     }
-    if (frames_.back().numbersOnly) spillNumbers();
+    if (collecting_) spillNumbers();
     return pendingNode();
   }
   // Something other than a number comes into an array of numbers so far: the numbers
   // before it become nodes.
   void spillNumbers() {
-    Frame &frame = frames_.back();
-    for (size_t i = frame.firstNumber; i < bits_.size(); ++i) {
+    for (size_t i = 0; i < numbers_; ++i) {
       Node *node = pendingNode();
       node->type = types_[i];
       node->unsignedInteger = bits_[i];
     }
-    bits_.resize(frame.firstNumber);
-    types_.resize(frame.firstNumber);
-    frame.numbersOnly = false;
+    numbers_ = 0;
+    collecting_ = false;
+  }
+  void growNumbers() {
+    const size_t capacity = numberCapacity_ < 64 ? 64 : numberCapacity_ * 2;
+    std::unique_ptr<uint64_t[]> bits(new uint64_t[capacity]);
+    std::unique_ptr<uint8_t[]> types(new uint8_t[capacity]);
+    if (numbers_ != 0) {
+      std::memcpy(bits.get(), bits_.get(), numbers_ * sizeof(uint64_t));
+      std::memcpy(types.get(), types_.get(), numbers_);
+    }
+    bits_ = std::move(bits);
+    types_ = std::move(types);
+    numberCapacity_ = capacity;
   }
   Node *pendingNode() {
     Node &node = pending_.emplace_back();
@@ -449,18 +463,18 @@ class TreeBuilder : public NumberEvents<TreeBuilder> {
     Node *node = slot();
     node->type = type;  // its children storage is already empty
     frames_.push_back(Frame{node == root_ ? kNone : static_cast<size_t>(node - pending_.data()),
-                            pending_.size(), bits_.size(), type == TJSON_TYPE_ARRAY});
+                            pending_.size()});
+    collecting_ = type == TJSON_TYPE_ARRAY;
     return true;
   }
   bool close() {
     const Frame frame = frames_.back();
     Node *container = frame.container == kNone ? root_ : &pending_[frame.container];
-    if (frame.numbersOnly) {
-      const size_t count = bits_.size() - frame.firstNumber;
-      tjson::adoptNumbers(container, bits_.data() + frame.firstNumber,
-                          types_.data() + frame.firstNumber, count);
-      bits_.resize(frame.firstNumber);
-      types_.resize(frame.firstNumber);
+    if (collecting_) {
+      tjson::adoptNumbers(container, bits_.get(), types_.get(), numbers_);
+      numbers_ = 0;
+      // The enclosing container holds this array: it was never an array of numbers only.
+      collecting_ = false;
     } else {
       tjson::adoptChildren(container, pending_.data() + frame.first, pending_.size() - frame.first);
       pending_.resize(frame.first);  // moved out: nothing left to free
@@ -471,8 +485,15 @@ class TreeBuilder : public NumberEvents<TreeBuilder> {
   }
 
   std::vector<Node> pending_;
-  std::vector<uint64_t> bits_;  // numbers of open arrays of numbers only: payload, type
-  std::vector<uint8_t> types_;
+  // While the innermost open container is an array that has held numbers only
+  // (collecting_), its elements wait here as payload and type, not as nodes, and the array
+  // is kept packed when it closes. Only the innermost container can be such an array: a
+  // container opening in one turns its numbers into nodes. Kept between parses.
+  std::unique_ptr<uint64_t[]> bits_;
+  std::unique_ptr<uint8_t[]> types_;
+  size_t numbers_ = 0;
+  size_t numberCapacity_ = 0;
+  bool collecting_ = false;
   std::vector<Frame> frames_;
   Node *root_ = nullptr;
   size_t keyed_ = kNone;

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -157,42 +158,53 @@ uint64_t saturateToUnsigned(double number) {
   return static_cast<uint64_t>(number);
 }
 
-// Reads a boolean (as 0 or 1) or a number of any kind through convert, which is called
-// with an int64_t, a uint64_t or a double. Other values are refused and out is untouched.
+// Reads a number of type (integer, unsigned, float) whose payload has bits through
+// convert, which is called with an int64_t, a uint64_t or a double. Other types are
+// refused and out is untouched. A packed array's elements are read this way.
 template <typename Out, typename Convert>
-uint32_t readNumber(const Node *value, Out *out, Convert convert) {
-  switch (value->type) {
-    case TJSON_TYPE_BOOLEAN:
-      *out = convert(static_cast<int64_t>(value->boolean != 0));
-      return TCOMMON_SUCCESS;
+uint32_t readCell(uint8_t type, uint64_t bits, Out *out, Convert convert) {
+  switch (type) {
     case TJSON_TYPE_INTEGER:
-      *out = convert(value->integer);
+      *out = convert(static_cast<int64_t>(bits));
       return TCOMMON_SUCCESS;
     case TJSON_TYPE_UNSIGNED:
-      *out = convert(value->unsignedInteger);
+      *out = convert(bits);
       return TCOMMON_SUCCESS;
     case TJSON_TYPE_FLOAT:
-      *out = convert(value->number);
+      *out = convert(std::bit_cast<double>(bits));
       return TCOMMON_SUCCESS;
     default:
       return TCOMMON_WRONG_TYPE;
   }
 }
 
+// Reads a boolean (as 0 or 1) or a number of any kind through convert, as readCell.
+template <typename Out, typename Convert>
+uint32_t readNumber(const Node *value, Out *out, Convert convert) {
+  if (value->type == TJSON_TYPE_BOOLEAN) {
+    *out = convert(static_cast<int64_t>(value->boolean != 0));
+    return TCOMMON_SUCCESS;
+  }
+  return readCell(value->type, value->unsignedInteger, out, convert);
+}
+
 uint32_t readBoolean(const Node *value, uint8_t *out) {
   return readNumber(value, out, [](auto number) -> uint8_t { return number != 0; });
 }
 
+constexpr auto toInteger = [](auto number) -> int64_t {
+  if constexpr (std::is_floating_point_v<decltype(number)>) {
+    return saturateToInteger(number);
+  } else {
+    // An unsigned above INT64_MAX gives its two's complement bit pattern, so that a
+    // caller truncating it to an unsigned field gets the exact value.
+    return static_cast<int64_t>(number);
+  }
+};
+constexpr auto toFloat = [](auto number) { return static_cast<double>(number); };
+
 uint32_t readInteger(const Node *value, int64_t *out) {
-  return readNumber(value, out, [](auto number) -> int64_t {
-    if constexpr (std::is_floating_point_v<decltype(number)>) {
-      return saturateToInteger(number);
-    } else {
-      // An unsigned above INT64_MAX gives its two's complement bit pattern, so that a
-      // caller truncating it to an unsigned field gets the exact value.
-      return static_cast<int64_t>(number);
-    }
-  });
+  return readNumber(value, out, toInteger);
 }
 
 uint32_t readUnsigned(const Node *value, uint64_t *out) {
@@ -206,7 +218,7 @@ uint32_t readUnsigned(const Node *value, uint64_t *out) {
 }
 
 uint32_t readFloat(const Node *value, double *out) {
-  return readNumber(value, out, [](auto number) { return static_cast<double>(number); });
+  return readNumber(value, out, toFloat);
 }
 
 uint32_t readString(const Node *value, const char **out) {
@@ -216,9 +228,6 @@ uint32_t readString(const Node *value, const char **out) {
 }
 
 // read as a lambda rather than a function pointer, so that a loop calling it inlines it.
-template <auto Read>
-constexpr auto inlined = [](const Node *value, auto *out) { return Read(value, out); };
-
 template <typename Out, typename Read>
 uint32_t readValue(const Node *value, Out *out, Read read) {
   if (value == nullptr || out == nullptr) return TCOMMON_INVALID_ARGUMENT;
@@ -245,11 +254,12 @@ uint32_t readItem(const Node *array, uint64_t index, Out *out, Read read) {
   return readElement(array, index, out, read);
 }
 
-// values[i] for each element first + i that the array has, through read; stops at the
-// first refusal when strict. converted counts the elements read.
-template <typename Out, typename Read>
-uint32_t readElements(const Node *array, uint64_t first, Out *values, uint64_t count, Read read,
-                      bool strict, uint64_t *converted) {
+// values[i] for each element first + i that the array has, converted by convert as
+// readNumber does; stops at the first refusal when strict. converted counts the elements
+// read.
+template <typename Out, typename Convert>
+uint32_t readElements(const Node *array, uint64_t first, Out *values, uint64_t count,
+                      Convert convert, bool strict, uint64_t *converted) {
   const uint64_t size = array->children.size;
   if (first >= size) return TCOMMON_SUCCESS;
   const uint64_t end = first + std::min(count, size - first);
@@ -264,20 +274,21 @@ uint32_t readElements(const Node *array, uint64_t first, Out *values, uint64_t c
     return uint32_t{TCOMMON_SUCCESS};
   };
   if (children.isPacked) {
-    return readEach([&](uint64_t i, Out *out) {
-      const Node element = tjson::packedElement(children, static_cast<uint32_t>(i));
-      return read(&element, out);
-    });
+    const uint8_t *types = tjson::packedTypes(children);
+    return readEach(
+        [&](uint64_t i, Out *out) { return readCell(types[i], children.cells[i], out, convert); });
   }
-  return readEach([&](uint64_t i, Out *out) { return read(children.items[i], out); });
+  return readEach(
+      [&](uint64_t i, Out *out) { return readNumber(children.items[i], out, convert); });
 }
 
-template <typename Out, typename Read>
-uint32_t readItems(const Node *array, uint64_t first, Out *values, uint64_t count, Read read) {
+template <typename Out, typename Convert>
+uint32_t readItems(const Node *array, uint64_t first, Out *values, uint64_t count,
+                   Convert convert) {
   if (array == nullptr || (values == nullptr && count != 0)) return TCOMMON_INVALID_ARGUMENT;
   if (array->type != TJSON_TYPE_ARRAY) return TCOMMON_WRONG_TYPE;
   uint64_t converted = 0;
-  return readElements(array, first, values, count, read, false, &converted);
+  return readElements(array, first, values, count, convert, false, &converted);
 }
 
 // Elements first + i become values of type, each filled in by fill(node, i).
@@ -474,12 +485,12 @@ uint32_t TJsonValue_itemAsString(const TJsonValue *array, uint64_t index, const 
 
 uint32_t TJsonValue_itemsAsIntegers(const TJsonValue *array, uint64_t first, int64_t *values,
                                     uint64_t count) {
-  return readItems(array, first, values, count, inlined<readInteger>);
+  return readItems(array, first, values, count, toInteger);
 }
 
 uint32_t TJsonValue_itemsAsFloats(const TJsonValue *array, uint64_t first, double *values,
                                   uint64_t count) {
-  return readItems(array, first, values, count, inlined<readFloat>);
+  return readItems(array, first, values, count, toFloat);
 }
 
 uint32_t TJsonValue_itemsAsIntegersStrict(const TJsonValue *array, uint64_t first, int64_t *values,
@@ -489,7 +500,7 @@ uint32_t TJsonValue_itemsAsIntegersStrict(const TJsonValue *array, uint64_t firs
   }
   *converted = 0;
   if (array->type != TJSON_TYPE_ARRAY) return TCOMMON_WRONG_TYPE;
-  return readElements(array, first, values, count, inlined<readInteger>, true, converted);
+  return readElements(array, first, values, count, toInteger, true, converted);
 }
 
 uint32_t TJsonValue_assignItemsAsIntegers(TJsonValue *array, uint64_t first, const int64_t *values,
