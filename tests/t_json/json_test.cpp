@@ -604,6 +604,33 @@ TEST_F(JsonTest, RunsOfElementsConvertAsSingleElementsDo) {
   EXPECT_EQ(print(object.get()), R"({"t":[null,null,0.5]})");
   EXPECT_EQ(TJsonValue_assignItemsAsIntegers(at(mixed.get(), "0"), 0, seven, 1),
             TCOMMON_WRONG_TYPE);
+
+  // Runs assigned in order to an empty array (a read's table row) keep it without nodes,
+  // growing it past its room; a gap, an item or a copy must still see every element.
+  Tree row = make(TJSON_TYPE_ARRAY);
+  std::vector<int64_t> counting(300);
+  for (size_t i = 0; i < counting.size(); ++i) counting[i] = static_cast<int64_t>(i) - 1;
+  ASSERT_OK(TJsonValue_assignItemsAsIntegers(row.get(), 0, counting.data(), 256));
+  ASSERT_OK(TJsonValue_assignItemsAsIntegers(row.get(), 256, counting.data() + 256, 44));
+  const double halves[] = {0.5, -1.5};
+  ASSERT_OK(TJsonValue_assignItemsAsFloats(row.get(), 1, halves, 2));
+  ASSERT_OK(TJsonValue_assignItemsAsFloats(row.get(), 300, halves, 1));
+  std::string expected = "[-1,0.5,-1.5";
+  for (int64_t i = 2; i < 299; ++i) expected += "," + std::to_string(i);
+  expected += ",0.5]";
+  EXPECT_EQ(print(row.get()), expected);
+  EXPECT_EQ(get(TJsonValue_size, row.get()), 301u);
+  std::vector<int64_t> read(4, 77);
+  ASSERT_OK(TJsonValue_itemsAsIntegers(row.get(), 299, read.data(), read.size()));
+  EXPECT_EQ(read, (std::vector<int64_t>{298, 0, 77, 77}));
+  TJsonValue *copy = nullptr;
+  ASSERT_OK(TJsonValue_clone(row.get(), &copy));
+  EXPECT_EQ(print(Tree(copy).get()), expected);
+  ASSERT_OK(TJsonValue_assignItemsAsIntegers(row.get(), 302, seven, 1));
+  EXPECT_EQ(print(row.get()), expected.substr(0, expected.size() - 1) + ",null,7]");
+  Tree gap = make(TJSON_TYPE_ARRAY);
+  ASSERT_OK(TJsonValue_assignItemsAsFloats(gap.get(), 1, halves, 1));
+  EXPECT_EQ(print(gap.get()), "[null,0.5]");
 }
 
 // A parsed array of numbers is kept without element nodes until a call needs one. Every

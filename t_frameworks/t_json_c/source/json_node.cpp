@@ -1,5 +1,6 @@
 #include "json_node.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 #include <new>
@@ -368,6 +369,25 @@ void adoptNumbers(Node *node, const uint64_t *bits, const uint8_t *types, size_t
   const auto size = static_cast<uint32_t>(count);
   node->children = Children{{nullptr}, size, size, false, true};
   node->children.cells = cells;
+}
+
+void reservePacked(Node *node, uint32_t capacity) {
+  Children &children = node->children;
+  if (children.isPacked && capacity <= children.capacity) return;
+  const uint32_t size = children.isPacked ? children.size : 0;
+  // Doubling: a row assigned run by run is copied a few times, not once per run.
+  uint64_t room = capacity;
+  if (children.isPacked) room = std::max<uint64_t>(room, uint64_t{children.capacity} * 2);
+  if (room > UINT32_MAX) room = UINT32_MAX;
+  auto *cells = static_cast<uint64_t *>(std::malloc(room * (sizeof(uint64_t) + 1)));
+  if (cells == nullptr) throw std::bad_alloc();
+  if (size != 0) {
+    std::memcpy(cells, children.cells, size * sizeof(uint64_t));
+    std::memcpy(cells + room, packedTypes(children), size);
+  }
+  releaseItems(children);
+  children = Children{{nullptr}, size, static_cast<uint32_t>(room), false, true};
+  children.cells = cells;
 }
 
 Children &unpack(Node *node) {

@@ -69,8 +69,8 @@ struct Text {
 struct Children {
   union {
     TJsonValue **items;  // unless isPacked
-    // When isPacked: the payloads of the capacity (== size) elements, followed by their
-    // types (see packedTypes), in one allocation.
+    // When isPacked: the payloads of capacity elements (size of them in use), followed by
+    // their types (see packedTypes), in one allocation.
     uint64_t *cells;
   };
   uint32_t size;
@@ -78,7 +78,8 @@ struct Children {
   // items lies in the block of siblings that the children were made in (adoptChildren,
   // appendSiblings), which stays allocated until the array is given back.
   bool isInBlock;
-  // An array of numbers without element nodes (see above). Never empty, never grown.
+  // An array of numbers without element nodes (see above). Never empty; grows only by
+  // packed assignments (reservePacked).
   bool isPacked;
 };
 
@@ -87,6 +88,9 @@ constexpr bool isNumberType(uint8_t type) {
 }
 inline const uint8_t *packedTypes(const Children &children) {
   return reinterpret_cast<const uint8_t *>(children.cells + children.capacity);
+}
+inline uint8_t *packedTypes(Children &children) {
+  return reinterpret_cast<uint8_t *>(children.cells + children.capacity);
 }
 
 // A type holds children storage when it is a container or may hold looked-up members.
@@ -150,6 +154,10 @@ void adoptChildren(Node *node, const Node *values, size_t count);
 // (of every kind of number), types[i] its type (isNumberType). Throws std::bad_alloc,
 // and then has taken nothing.
 void adoptNumbers(Node *node, const uint64_t *bits, const uint8_t *types, size_t count);
+// Makes an array that is packed or has no elements packed, with room for capacity
+// elements (at least); the elements it has are kept. Throws std::bad_alloc, and then
+// the array is unchanged.
+void reservePacked(Node *node, uint32_t capacity);
 // Gives a packed array its element nodes (see childNodes).
 Children &unpack(Node *node);
 // node's children as nodes: a packed array is unpacked first. Throws std::bad_alloc, and

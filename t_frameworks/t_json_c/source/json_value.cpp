@@ -291,19 +291,39 @@ uint32_t readItems(const Node *array, uint64_t first, Out *values, uint64_t coun
   return readElements(array, first, values, count, convert, false, &converted);
 }
 
-// Elements first + i become values of type, each filled in by fill(node, i).
-template <typename Fill>
-uint32_t assignItems(Node *array, uint64_t first, uint64_t count, uint8_t type, Fill &&fill) {
+// Elements first + i become numbers of type, the i-th with the payload bitsOf(i).
+template <typename BitsOf>
+uint32_t assignItems(Node *array, uint64_t first, uint64_t count, uint8_t type, BitsOf &&bitsOf) {
   if (array == nullptr) return TCOMMON_INVALID_ARGUMENT;
   if (count == 0) return canBecomeArray(array) ? TCOMMON_SUCCESS : TCOMMON_WRONG_TYPE;
   if (first >= UINT32_MAX || count > UINT32_MAX - first) return TCOMMON_OUT_OF_RANGE;
+  const tjson::Children &children = array->children;
+  // An array of no elements filled from its start, or a packed one filled without a gap,
+  // stays packed: the rows of a read's tables get no nodes.
+  const bool packs =
+      array->type == TJSON_TYPE_ARRAY &&
+      (children.isPacked ? first <= children.size : children.size == 0 && first == 0);
+  if (packs) {
+    return guarded([&] {
+      const auto end = static_cast<uint32_t>(first + count);
+      tjson::reservePacked(array, end);
+      tjson::Children &cells = array->children;
+      uint8_t *types = tjson::packedTypes(cells);
+      for (uint64_t i = 0; i < count; ++i) {
+        cells.cells[first + i] = bitsOf(i);
+        types[first + i] = type;
+      }
+      cells.size = std::max(cells.size, end);
+      return TCOMMON_SUCCESS;
+    });
+  }
   Node *last = nullptr;
   const uint32_t code = itemOf(array, first + count - 1, &last);
   if (code != TCOMMON_SUCCESS) return code;
   for (uint64_t i = 0; i < count; ++i) {
     Node *element = array->children.items[first + i];
     if (element->type != type) tjson::resetPayload(element, type);
-    fill(element, i);
+    element->unsignedInteger = bitsOf(i);  // the bits of every kind of number
   }
   return TCOMMON_SUCCESS;
 }
@@ -507,14 +527,14 @@ uint32_t TJsonValue_assignItemsAsIntegers(TJsonValue *array, uint64_t first, con
                                           uint64_t count) {
   if (values == nullptr && count != 0) return TCOMMON_INVALID_ARGUMENT;
   return assignItems(array, first, count, TJSON_TYPE_INTEGER,
-                     [values](Node *node, uint64_t i) { node->integer = values[i]; });
+                     [values](uint64_t i) { return static_cast<uint64_t>(values[i]); });
 }
 
 uint32_t TJsonValue_assignItemsAsFloats(TJsonValue *array, uint64_t first, const double *values,
                                         uint64_t count) {
   if (values == nullptr && count != 0) return TCOMMON_INVALID_ARGUMENT;
   return assignItems(array, first, count, TJSON_TYPE_FLOAT,
-                     [values](Node *node, uint64_t i) { node->number = values[i]; });
+                     [values](uint64_t i) { return std::bit_cast<uint64_t>(values[i]); });
 }
 
 uint32_t TJsonValue_assignAsNull(TJsonValue *value) {
