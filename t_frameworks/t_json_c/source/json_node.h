@@ -17,13 +17,15 @@
 //
 // A parsed array that holds numbers only (a row of a calibration table) has no nodes for
 // its elements: it is packed, each element kept as its 8-byte payload and its type byte,
-// 9 bytes instead of 72 (node and pointer). Reading it (size, typed reads of elements and
-// runs, printing, copying, freeing) works on the packed cells. Anything that needs an
-// element's node (an item handed out, an element added, an assignment into the array)
-// first unpacks it, once and for good, into one block of sibling nodes as the parse would
-// have made: handles stay valid because a packed array never hands one out. Every
-// mutable access to a container's children goes through childNodes(), which unpacks; so
-// a node that exists always has a parent with unpacked children.
+// 9 bytes instead of 72 (node and pointer). So is an array that typed runs of numbers are
+// assigned to in order from empty (a table row of a read's answer). Reading it (size,
+// typed reads of elements and runs, printing, copying, freeing) works on the packed
+// cells. Anything that needs an element's node (an item handed out, an element added, an
+// element assigned on its own) first unpacks it, once and for good, into one block of
+// sibling nodes as the parse would have made: handles stay valid because a packed array
+// never hands one out. Every mutable access to a container's children goes through
+// childNodes(), which unpacks; so a node that exists always has a parent with unpacked
+// children.
 #ifndef JSON_NODE_H
 #define JSON_NODE_H
 
