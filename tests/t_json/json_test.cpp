@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <limits>
 #include <memory>
 #include <random>
@@ -603,6 +604,188 @@ TEST_F(JsonTest, RunsOfElementsConvertAsSingleElementsDo) {
   EXPECT_EQ(print(object.get()), R"({"t":[null,null,0.5]})");
   EXPECT_EQ(TJsonValue_assignItemsAsIntegers(at(mixed.get(), "0"), 0, seven, 1),
             TCOMMON_WRONG_TYPE);
+
+  // Runs assigned in order to an empty array (a read's table row) keep it without nodes,
+  // growing it past its room; a gap, an item or a copy must still see every element.
+  Tree row = make(TJSON_TYPE_ARRAY);
+  std::vector<int64_t> counting(300);
+  for (size_t i = 0; i < counting.size(); ++i) counting[i] = static_cast<int64_t>(i) - 1;
+  ASSERT_OK(TJsonValue_assignItemsAsIntegers(row.get(), 0, counting.data(), 256));
+  ASSERT_OK(TJsonValue_assignItemsAsIntegers(row.get(), 256, counting.data() + 256, 44));
+  const double halves[] = {0.5, -1.5};
+  ASSERT_OK(TJsonValue_assignItemsAsFloats(row.get(), 1, halves, 2));
+  ASSERT_OK(TJsonValue_assignItemsAsFloats(row.get(), 300, halves, 1));
+  std::string expected = "[-1,0.5,-1.5";
+  for (int64_t i = 2; i < 299; ++i) expected += "," + std::to_string(i);
+  expected += ",0.5]";
+  EXPECT_EQ(print(row.get()), expected);
+  EXPECT_EQ(get(TJsonValue_size, row.get()), 301u);
+  std::vector<int64_t> read(4, 77);
+  ASSERT_OK(TJsonValue_itemsAsIntegers(row.get(), 299, read.data(), read.size()));
+  EXPECT_EQ(read, (std::vector<int64_t>{298, 0, 77, 77}));
+  TJsonValue *copy = nullptr;
+  ASSERT_OK(TJsonValue_clone(row.get(), &copy));
+  EXPECT_EQ(print(Tree(copy).get()), expected);
+  ASSERT_OK(TJsonValue_assignItemsAsIntegers(row.get(), 302, seven, 1));
+  EXPECT_EQ(print(row.get()), expected.substr(0, expected.size() - 1) + ",null,7]");
+  Tree gap = make(TJSON_TYPE_ARRAY);
+  ASSERT_OK(TJsonValue_assignItemsAsFloats(gap.get(), 1, halves, 1));
+  EXPECT_EQ(print(gap.get()), "[null,0.5]");
+}
+
+// A parsed array of numbers is kept without element nodes until a call needs one. Every
+// call must answer on such a row as on the same row once its nodes exist (here made by
+// taking an item of every array first), and leave the tree printing the same.
+TEST_F(JsonTest, RowsOfNumbersAnswerAsTheirNodesDo) {
+  std::string longRow = "[";
+  for (int i = 0; i < 150; ++i) longRow += (i ? "," : "") + std::to_string(i * 7919 - 500000);
+  longRow += ",0.1,-2.5e-300]";
+  const struct {
+    std::string text;
+    const char *row;  // path of the array the calls work on
+  } kCases[] = {
+      {"[1,-2,3]", ""},
+      {"[0.5,-0.0,1e300,2.9,-2.9,9223372036854775808,-9223372036854775808,18446744073709551615,"
+       "18446744073709551616]",
+       ""},
+      {R"({"t":[[1,2,3],[4.5,5,6],[]],"u":[7]})", "t.1"},
+      {R"({"t":[[1,2,3],[4.5,5,6],[]],"u":[7]})", "t"},
+      {R"({"t":[[1,2,3],[4.5,5,6],[]],"u":[7]})", "u"},
+      {longRow, ""},
+      {longRow.substr(0, longRow.size() - 1) + R"(,"x"])", ""},  // mixed arrays hold nodes
+      {"[1,2,[3,4],5]", "2"},
+      {"[1,true]", ""},
+      {"[1,null,2]", ""},
+      {R"([1,"2"])", ""},
+      {"[]", ""},
+  };
+  // Walks every array and object, taking every element's node.
+  std::function<void(TJsonValue *)> makeNodes = [&](TJsonValue *value) {
+    const uint64_t size = get(TJsonValue_size, value);
+    if (typeOf(value) == TJSON_TYPE_OBJECT) {
+      TJsonValue_forEachMember(
+          value,
+          [](void *walk, const char *, TJsonValue *member) -> uint32_t {
+            (*static_cast<std::function<void(TJsonValue *)> *>(walk))(member);
+            return 0;
+          },
+          &makeNodes);
+    } else if (typeOf(value) == TJSON_TYPE_ARRAY) {
+      for (uint64_t i = 0; i < size; ++i) {
+        TJsonValue *item = nullptr;
+        EXPECT_EQ(TJsonValue_item(value, i, &item), TCOMMON_SUCCESS);
+        makeNodes(item);
+      }
+    }
+  };
+  TJsonWriter *pretty = openWriter(TJSON_WRITER_SHORTEST_FLOAT, 2);
+  TJsonWriter *digits17 = openWriter(0);
+  // Each call on the row, its outcome as text (printing the whole tree after a change).
+  using Call = std::function<std::string(TJsonValue * tree, TJsonValue * row)>;
+  const std::pair<const char *, Call> kCalls[] = {
+      {"print",
+       [&](TJsonValue *tree, TJsonValue *) {
+         std::string printed = print(tree) + print(tree, pretty) + print(tree, digits17);
+         const char *text = nullptr;
+         uint64_t length = 0;
+         EXPECT_EQ(TJsonWriter_begin(writer_), TCOMMON_SUCCESS);
+         EXPECT_EQ(TJsonWriter_value(writer_, tree), TCOMMON_SUCCESS);
+         EXPECT_EQ(TJsonWriter_end(writer_, &text), TCOMMON_SUCCESS);
+         EXPECT_EQ(TJsonWriter_length(writer_, &length), TCOMMON_SUCCESS);
+         return printed + std::string(text, length);
+       }},
+      {"queries",
+       [&](TJsonValue *, TJsonValue *row) {
+         TJsonValue *member = nullptr;
+         return std::to_string(typeOf(row)) + std::to_string(get(TJsonValue_size, row)) +
+                std::to_string(TJsonValue_isEmpty(row)) +
+                shown(TJsonValue_member(row, "m", &member), 0) + conversions(row, true);
+       }},
+      {"runs",
+       [&](TJsonValue *, TJsonValue *row) {
+         std::string outcome;
+         const uint64_t size = get(TJsonValue_size, row);
+         for (const uint64_t first : {uint64_t{0}, uint64_t{1}, size - 1, size, size + 3}) {
+           for (const uint64_t count : {uint64_t{2}, uint64_t{300}}) {
+             std::vector<int64_t> integers(count, 77), strict(count, 77);
+             std::vector<double> floats(count, 0.25);
+             uint64_t converted = 99;
+             outcome += shown(TJsonValue_itemsAsIntegers(row, first, integers.data(), count), 0);
+             outcome += shown(TJsonValue_itemsAsFloats(row, first, floats.data(), count), 0);
+             outcome += shown(
+                 TJsonValue_itemsAsIntegersStrict(row, first, strict.data(), count, &converted),
+                 converted);
+             for (uint64_t i = 0; i < count; ++i) {
+               outcome += " " + shown(0, integers[i]) + " " + shown(0, floats[i]) + " " +
+                          shown(0, strict[i]);
+             }
+           }
+         }
+         return outcome;
+       }},
+      {"assign into an element",
+       [&](TJsonValue *tree, TJsonValue *row) {
+         TJsonValue *item = nullptr;
+         const uint32_t code = TJsonValue_item(row, 1, &item);
+         if (code == TCOMMON_SUCCESS) TJsonValue_assignAsString(item, "s");
+         TJsonValue *again = nullptr;
+         TJsonValue_item(row, 1, &again);
+         return shown(code, again == item) + print(tree);
+       }},
+      {"remove an element",
+       [&](TJsonValue *tree, TJsonValue *row) {
+         TJsonValue *item = nullptr;
+         if (TJsonValue_item(row, 0, &item) == TCOMMON_SUCCESS) TJsonValue_delete(item);
+         return print(tree) + print(tree, pretty);
+       }},
+      {"add elements",
+       [&](TJsonValue *tree, TJsonValue *row) {
+         TJsonValue_addIntegerToArray(row, -1);
+         TJsonValue_addValueToArray(row, make(TJSON_TYPE_OBJECT).release());
+         return print(tree);
+       }},
+      {"assign runs",
+       [&](TJsonValue *tree, TJsonValue *row) {
+         const double halves[] = {0.5, 1.5, 2.5};
+         const int64_t sevens[] = {7, 77};
+         TJsonValue_assignItemsAsFloats(row, 1, halves, 3);
+         TJsonValue_assignItemsAsIntegers(row, 0, sevens, 2);
+         return print(tree);
+       }},
+      {"grow to an index",
+       [&](TJsonValue *tree, TJsonValue *row) {
+         TJsonValue *item = nullptr;
+         TJsonValue_item(row, get(TJsonValue_size, row) + 1, &item);
+         TJsonValue_assignAsFloat(item, 3.25);
+         return print(tree);
+       }},
+      {"clone",
+       [&](TJsonValue *tree, TJsonValue *row) {
+         TJsonValue *copy = nullptr;
+         EXPECT_EQ(TJsonValue_clone(tree, &copy), TCOMMON_SUCCESS);
+         Tree owned(copy);
+         TJsonValue_assignAsInteger(row, 0);  // the copy keeps its own
+         TJsonValue *item = nullptr;
+         TJsonValue_item(copy, 0, &item);
+         TJsonValue_assignAsBoolean(item, 1);
+         return print(copy) + print(copy, pretty) + print(tree);
+       }},
+      {"replace the row",
+       [&](TJsonValue *tree, TJsonValue *row) {
+         TJsonValue_assignAsString(row, "a text long enough for the heap, not the node");
+         return print(tree);
+       }},
+  };
+  for (const auto &c : kCases) {
+    for (const auto &[name, call] : kCalls) {
+      Tree packed = parse(c.text);
+      Tree nodes = parse(c.text);
+      makeNodes(nodes.get());
+      EXPECT_EQ(call(nodes.get(), at(nodes.get(), c.row)),
+                call(packed.get(), at(packed.get(), c.row)))
+          << c.text << " " << c.row << ": " << name;
+    }
+  }
 }
 
 TEST_F(JsonTest, PathsAndItemsGrowArraysWithNull) {
@@ -811,6 +994,10 @@ TEST_F(JsonTest, ConversionsSaturateAndKeepBitPatterns) {
     Tree array = make(TJSON_TYPE_ARRAY);
     ASSERT_OK(TJsonValue_addValueToArray(array.get(), value.release()));
     EXPECT_EQ(conversions(array.get(), true), expected) << text;
+    // A parsed array of numbers keeps them packed, without nodes.
+    if (json) {
+      EXPECT_EQ(conversions(parse("[" + std::string(text) + "]").get(), true), expected) << text;
+    }
   }
   Tree array = parse("[1]");
   int64_t integer = 0;

@@ -1,5 +1,6 @@
 #include "json_node.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 #include <new>
@@ -93,6 +94,7 @@ bool isPlainSibling(const Node *node) noexcept {
 }
 
 // Gives a children array back: to the allocator, or to the block of siblings it lies in.
+// A packed array's cells are one allocation of their own (never in a block).
 void releaseItems(Children &children) noexcept {
   if (children.items == nullptr) return;
   if (children.isInBlock) {
@@ -103,6 +105,7 @@ void releaseItems(Children &children) noexcept {
   }
   children.items = nullptr;
   children.isInBlock = false;
+  children.isPacked = false;
 }
 
 void freeNode(Node *node) noexcept {
@@ -120,7 +123,7 @@ void initPayload(Node *node, uint8_t type) noexcept {
   if (type == TJSON_TYPE_STRING) {
     node->string.init();
   } else if (hasChildren(type)) {
-    node->children = Children{nullptr, 0, 0, false};
+    node->children = Children{{nullptr}, 0, 0, false, false};
   } else {
     node->unsignedInteger = 0;  // also false and 0.0
   }
@@ -233,12 +236,18 @@ void destroyTree(Node *root) noexcept {
   while (node != nullptr) {
     if (hasChildren(node->type)) {
       Children &children = node->children;
+      if (children.isPacked) {  // one free, no nodes
+        releaseItems(children);
+        children.size = 0;
+      }
       // Childless children (the numbers of a table) are freed right here; a run of plain
       // scalars that lie side by side in one block of siblings (a row of numbers) is
       // given back to its block in one step.
       while (children.size != 0) {
         Node *last = children.items[children.size - 1];
-        if (hasChildren(last->type) && last->children.size != 0) break;
+        if (hasChildren(last->type) && last->children.size != 0 && !last->children.isPacked) {
+          break;
+        }
         if (isPlainSibling(last)) {
           uint32_t run = 1;
           while (run < children.size && last->slot > run &&
@@ -273,14 +282,16 @@ void resetPayload(Node *node, uint8_t type) noexcept {
     // Most values that change type are fresh nulls with no storage (the elements of a
     // reply's arrays): they skip the walk and the call to free.
     Children &children = node->children;
-    for (uint32_t i = 0; i < children.size; ++i) destroyTree(children.items[i]);
+    if (!children.isPacked) {
+      for (uint32_t i = 0; i < children.size; ++i) destroyTree(children.items[i]);
+    }
     releaseItems(children);
   }
   initPayload(node, type);
 }
 
 void reserveChildren(Node *node, uint32_t extra) {
-  Children &children = node->children;
+  Children &children = childNodes(node);
   const uint64_t needed = uint64_t{children.size} + extra;
   if (needed <= children.capacity) return;
   if (needed > UINT32_MAX) throw std::bad_alloc();
@@ -303,12 +314,12 @@ void reserveChildren(Node *node, uint32_t extra) {
 }
 
 Node *appendSiblings(Node *node, size_t count) {
-  Children &children = node->children;
+  Children &children = childNodes(node);
   Node *nodes = nullptr;
   if (children.items == nullptr) {
     Node **items = nullptr;
     nodes = allocateSiblings(count, count, &items);
-    children = Children{items, 0, static_cast<uint32_t>(count), true};
+    children = Children{{items}, 0, static_cast<uint32_t>(count), true, false};
   } else {
     if (count > UINT32_MAX) throw std::bad_alloc();
     reserveChildren(node, static_cast<uint32_t>(count));
@@ -340,12 +351,62 @@ void adoptChildren(Node *node, const Node *values, size_t count) {
     child->slot = static_cast<uint32_t>(i + 1);
     child->parent = node;
     items[i] = child;
-    if (hasChildren(child->type)) {
+    if (hasChildren(child->type) && !child->children.isPacked) {
       for (uint32_t j = 0; j < child->children.size; ++j) child->children.items[j]->parent = child;
     }
   }
   node->children =
-      Children{items, static_cast<uint32_t>(count), static_cast<uint32_t>(capacity), true};
+      Children{{items}, static_cast<uint32_t>(count), static_cast<uint32_t>(capacity), true, false};
+}
+
+void adoptNumbers(Node *node, const uint64_t *bits, const uint8_t *types, size_t count) {
+  if (count == 0) return;
+  if (count > UINT32_MAX) throw std::bad_alloc();
+  auto *cells = static_cast<uint64_t *>(std::malloc(count * (sizeof(uint64_t) + 1)));
+  if (cells == nullptr) throw std::bad_alloc();
+  std::memcpy(cells, bits, count * sizeof(uint64_t));
+  std::memcpy(cells + count, types, count);
+  const auto size = static_cast<uint32_t>(count);
+  node->children = Children{{nullptr}, size, size, false, true};
+  node->children.cells = cells;
+}
+
+void reservePacked(Node *node, uint32_t capacity) {
+  Children &children = node->children;
+  if (children.isPacked && capacity <= children.capacity) return;
+  const uint32_t size = children.isPacked ? children.size : 0;
+  // Doubling: a row assigned run by run is copied a few times, not once per run.
+  uint64_t room = capacity;
+  if (children.isPacked) room = std::max<uint64_t>(room, uint64_t{children.capacity} * 2);
+  if (room > UINT32_MAX) room = UINT32_MAX;
+  auto *cells = static_cast<uint64_t *>(std::malloc(room * (sizeof(uint64_t) + 1)));
+  if (cells == nullptr) throw std::bad_alloc();
+  if (size != 0) {
+    std::memcpy(cells, children.cells, size * sizeof(uint64_t));
+    std::memcpy(cells + room, packedTypes(children), size);
+  }
+  releaseItems(children);
+  children = Children{{nullptr}, size, static_cast<uint32_t>(room), false, true};
+  children.cells = cells;
+}
+
+Children &unpack(Node *node) {
+  Children &children = node->children;
+  // The block the parse would have made: the nodes, then the children array.
+  const uint32_t count = children.size;
+  Node **items = nullptr;
+  Node *nodes = allocateSiblings(count, count, &items);
+  const uint8_t *types = packedTypes(children);
+  for (uint32_t i = 0; i < count; ++i) {
+    Node *child = nodes + i;
+    initNode(child, types[i], i + 1);
+    child->unsignedInteger = children.cells[i];
+    child->parent = node;
+    items[i] = child;
+  }
+  std::free(children.cells);
+  children = Children{{items}, count, count, true, false};
+  return children;
 }
 
 uint32_t indexOf(const Node *parent, const Node *child) noexcept {
@@ -427,6 +488,16 @@ Node *cloneTree(const Node *source) {
     const bool isObject = from->type == TJSON_TYPE_OBJECT;
     const uint64_t count = visibleSize(from);
     if (count == 0) continue;
+    if (from->children.isPacked) {
+      const Children &cells = from->children;
+      const size_t bytes = cells.capacity * (sizeof(uint64_t) + 1);
+      void *copy = std::malloc(bytes);
+      if (copy == nullptr) throw std::bad_alloc();
+      std::memcpy(copy, cells.cells, bytes);
+      to->children = cells;
+      to->children.cells = static_cast<uint64_t *>(copy);
+      continue;
+    }
     // Linked first, so that the tree frees them whatever throws next.
     Node *copies = appendSiblings(to, count);
     Node *copy = copies;

@@ -14,6 +14,18 @@
 // on the way up. A member stores its own name; member order is the order of `children`.
 // Absent and null nodes may hold children too: the absent members that were looked up in
 // them.
+//
+// A parsed array that holds numbers only (a row of a calibration table) has no nodes for
+// its elements: it is packed, each element kept as its 8-byte payload and its type byte,
+// 9 bytes instead of 72 (node and pointer). So is an array that typed runs of numbers are
+// assigned to in order from empty (a table row of a read's answer). Reading it (size,
+// typed reads of elements and runs, printing, copying, freeing) works on the packed
+// cells. Anything that needs an element's node (an item handed out, an element added, an
+// element assigned on its own) first unpacks it, once and for good, into one block of
+// sibling nodes as the parse would have made: handles stay valid because a packed array
+// never hands one out. Every mutable access to a container's children goes through
+// childNodes(), which unpacks; so a node that exists always has a parent with unpacked
+// children.
 #ifndef JSON_NODE_H
 #define JSON_NODE_H
 
@@ -57,13 +69,31 @@ struct Text {
 };
 
 struct Children {
-  TJsonValue **items;
+  union {
+    TJsonValue **items;  // unless isPacked
+    // When isPacked: the payloads of capacity elements (size of them in use), followed by
+    // their types (see packedTypes), in one allocation.
+    uint64_t *cells;
+  };
   uint32_t size;
   uint32_t capacity;
   // items lies in the block of siblings that the children were made in (adoptChildren,
   // appendSiblings), which stays allocated until the array is given back.
   bool isInBlock;
+  // An array of numbers without element nodes (see above). Never empty; grows only by
+  // packed assignments (reservePacked).
+  bool isPacked;
 };
+
+constexpr bool isNumberType(uint8_t type) {
+  return type == TJSON_TYPE_INTEGER || type == TJSON_TYPE_UNSIGNED || type == TJSON_TYPE_FLOAT;
+}
+inline const uint8_t *packedTypes(const Children &children) {
+  return reinterpret_cast<const uint8_t *>(children.cells + children.capacity);
+}
+inline uint8_t *packedTypes(Children &children) {
+  return reinterpret_cast<uint8_t *>(children.cells + children.capacity);
+}
 
 // A type holds children storage when it is a container or may hold looked-up members.
 constexpr bool hasChildren(uint8_t type) {
@@ -107,12 +137,14 @@ using OwnedNode = std::unique_ptr<Node, TreeDeleter>;
 // Frees the payload (children, string) and makes node an empty value of type, in place.
 // Does not make anything real upwards: see makeReal.
 void resetPayload(Node *node, uint8_t type) noexcept;
-// Makes room for extra more children. Throws std::bad_alloc.
+// Makes room for extra more children (unpacks first). Throws std::bad_alloc.
 void reserveChildren(Node *node, uint32_t extra);
-// Appends child (a root) to node's children; room must have been reserved.
+// Appends child (a root) to node's children; room must have been reserved (so node is
+// not packed).
 void appendChild(Node *node, Node *child) noexcept;
 // Appends count (at least 1) new null children, made in one block of siblings; a node
-// without children storage yet gets it in the same block. Returns the first of them.
+// without children storage yet gets it in the same block, a packed one is unpacked first.
+// Returns the first of them.
 // Throws std::bad_alloc, and then has appended nothing.
 Node *appendSiblings(Node *node, size_t count);
 // Moves count finished values (held by value, e.g. by the reader while their container
@@ -120,19 +152,47 @@ Node *appendSiblings(Node *node, size_t count);
 // container; their own children are re-linked to their new addresses. Throws
 // std::bad_alloc, and then has taken nothing.
 void adoptChildren(Node *node, const Node *values, size_t count);
+// Makes an empty array hold count numbers packed: bits[i] is the payload of element i
+// (of every kind of number), types[i] its type (isNumberType). Throws std::bad_alloc,
+// and then has taken nothing.
+void adoptNumbers(Node *node, const uint64_t *bits, const uint8_t *types, size_t count);
+// Makes an array that is packed or has no elements packed, with room for capacity
+// elements (at least); the elements it has are kept. Throws std::bad_alloc, and then
+// the array is unchanged.
+void reservePacked(Node *node, uint32_t capacity);
+// Gives a packed array its element nodes (see childNodes).
+Children &unpack(Node *node);
+// node's children as nodes: a packed array is unpacked first. Throws std::bad_alloc, and
+// then node is still packed.
+inline Children &childNodes(Node *node) {
+  return node->children.isPacked ? unpack(node) : node->children;
+}
+// The i-th element of a packed array as a node of its own, by value (no parent, no
+// slot): what its node would hold.
+inline Node packedElement(const Children &children, uint32_t i) noexcept {
+  Node element;
+  element.parent = nullptr;
+  element.name.init();
+  element.type = packedTypes(children)[i];
+  element.slot = 0;
+  element.unsignedInteger = children.cells[i];
+  return element;
+}
 // Removes node from its parent's children; node becomes a root.
 void detach(Node *node) noexcept;
-// Position of child among parent's children.
+// Position of child among parent's children (never packed: child is a node).
 uint32_t indexOf(const Node *parent, const Node *child) noexcept;
-// The first member called name (absent ones included), or nullptr.
+// The first member called name (absent ones included), or nullptr. node holds members
+// (object, absent or null), so it is never packed.
 Node *findMember(const Node *node, const char *name, size_t length) noexcept;
 // After node (already of its new type) stopped being absent: moves it to the end of its
 // object, and turns absent or null containers above it into objects that appear in
 // their own parents.
 void makeReal(Node *node, uint8_t previousType) noexcept;
-// Counts real members of an object, elements of an array.
+// Counts real members of an object, elements of an array (packed or not).
 uint64_t visibleSize(const Node *node) noexcept;
-// Deep copy as a new root; absent members are left out. Throws std::bad_alloc.
+// Deep copy as a new root; absent members are left out, packed arrays stay packed. Throws
+// std::bad_alloc.
 Node *cloneTree(const Node *node);
 
 }  // namespace tjson

@@ -9,6 +9,7 @@
 #include <rapidjson/reader.h>
 
 #include <algorithm>
+#include <bit>
 #include <cfloat>
 #include <charconv>
 #include <cstring>
@@ -340,6 +341,8 @@ class TreeBuilder : public NumberEvents<TreeBuilder> {
   void discard() noexcept {
     for (Node &node : pending_) tjson::releaseContents(&node);
     pending_.clear();
+    numbers_ = 0;
+    collecting_ = false;
     frames_.clear();
     tjson::destroyTree(root_);
     root_ = nullptr;
@@ -356,24 +359,9 @@ class TreeBuilder : public NumberEvents<TreeBuilder> {
     node->boolean = value ? 1 : 0;
     return true;
   }
-  bool integer(int64_t value) {
-    Node *node = slot();
-    node->type = TJSON_TYPE_INTEGER;
-    node->integer = value;
-    return true;
-  }
-  bool unsignedInteger(uint64_t value) {
-    Node *node = slot();
-    node->type = TJSON_TYPE_UNSIGNED;
-    node->unsignedInteger = value;
-    return true;
-  }
-  bool real(double value) {
-    Node *node = slot();
-    node->type = TJSON_TYPE_FLOAT;
-    node->number = value;
-    return true;
-  }
+  bool integer(int64_t value) { return number(TJSON_TYPE_INTEGER, static_cast<uint64_t>(value)); }
+  bool unsignedInteger(uint64_t value) { return number(TJSON_TYPE_UNSIGNED, value); }
+  bool real(double value) { return number(TJSON_TYPE_FLOAT, std::bit_cast<uint64_t>(value)); }
   bool String(const char *text, rapidjson::SizeType length, bool) {
     Node *node = slot();
     node->type = TJSON_TYPE_STRING;
@@ -401,6 +389,28 @@ class TreeBuilder : public NumberEvents<TreeBuilder> {
     size_t first;      // index in pending_ of its first child
   };
 
+  // A number: an element of an array of numbers only waits as such; any other takes a
+  // node. The first case is most of a request's values: kept small, to be inlined.
+  bool number(uint8_t type, uint64_t bits) {
+    if (collecting_ && numbers_ != numberCapacity_) {
+      bits_[numbers_] = bits;
+      types_[numbers_] = type;
+      ++numbers_;
+      return true;
+    }
+    return numberElsewhere(type, bits);
+  }
+  [[gnu::noinline]] bool numberElsewhere(uint8_t type, uint64_t bits) {
+    if (collecting_) {
+      growNumbers();
+      return number(type, bits);
+    }
+    Node *node = slot();
+    node->type = type;
+    node->unsignedInteger = bits;
+    return true;
+  }
+
   // The node that the next value fills in: the member made at its key, or a new element
   // (or the root), as null. Valid until the next node is made.
   Node *slot() {
@@ -413,7 +423,31 @@ class TreeBuilder : public NumberEvents<TreeBuilder> {
       root_ = tjson::createNode(TJSON_TYPE_NULL);
       return root_;
     }
+    if (collecting_) spillNumbers();
     return pendingNode();
+  }
+  // Something other than a number comes into an array of numbers so far: the numbers
+  // before it become nodes.
+  void spillNumbers() {
+    for (size_t i = 0; i < numbers_; ++i) {
+      Node *node = pendingNode();
+      node->type = types_[i];
+      node->unsignedInteger = bits_[i];
+    }
+    numbers_ = 0;
+    collecting_ = false;
+  }
+  void growNumbers() {
+    const size_t capacity = numberCapacity_ < 64 ? 64 : numberCapacity_ * 2;
+    std::unique_ptr<uint64_t[]> bits(new uint64_t[capacity]);
+    std::unique_ptr<uint8_t[]> types(new uint8_t[capacity]);
+    if (numbers_ != 0) {
+      std::memcpy(bits.get(), bits_.get(), numbers_ * sizeof(uint64_t));
+      std::memcpy(types.get(), types_.get(), numbers_);
+    }
+    bits_ = std::move(bits);
+    types_ = std::move(types);
+    numberCapacity_ = capacity;
   }
   Node *pendingNode() {
     Node &node = pending_.emplace_back();
@@ -421,7 +455,7 @@ class TreeBuilder : public NumberEvents<TreeBuilder> {
     node.name.init();
     node.type = TJSON_TYPE_NULL;
     node.slot = 0;
-    node.children = tjson::Children{nullptr, 0, 0, false};
+    node.children = tjson::Children{{nullptr}, 0, 0, false, false};
     return &node;
   }
   bool open(uint8_t type) {
@@ -430,19 +464,36 @@ class TreeBuilder : public NumberEvents<TreeBuilder> {
     node->type = type;  // its children storage is already empty
     frames_.push_back(Frame{node == root_ ? kNone : static_cast<size_t>(node - pending_.data()),
                             pending_.size()});
+    collecting_ = type == TJSON_TYPE_ARRAY;
     return true;
   }
   bool close() {
     const Frame frame = frames_.back();
     Node *container = frame.container == kNone ? root_ : &pending_[frame.container];
-    tjson::adoptChildren(container, pending_.data() + frame.first, pending_.size() - frame.first);
-    pending_.resize(frame.first);  // moved out: nothing left to free
+    if (collecting_) {
+      tjson::adoptNumbers(container, bits_.get(), types_.get(), numbers_);
+      numbers_ = 0;
+      // The enclosing container holds this array: it was never an array of numbers only.
+      collecting_ = false;
+    } else {
+      tjson::adoptChildren(container, pending_.data() + frame.first, pending_.size() - frame.first);
+      pending_.resize(frame.first);  // moved out: nothing left to free
+    }
     frames_.pop_back();
     limit.leave();
     return true;
   }
 
   std::vector<Node> pending_;
+  // While the innermost open container is an array that has held numbers only
+  // (collecting_), its elements wait here as payload and type, not as nodes, and the array
+  // is kept packed when it closes. Only the innermost container can be such an array: a
+  // container opening in one turns its numbers into nodes. Kept between parses.
+  std::unique_ptr<uint64_t[]> bits_;
+  std::unique_ptr<uint8_t[]> types_;
+  size_t numbers_ = 0;
+  size_t numberCapacity_ = 0;
+  bool collecting_ = false;
   std::vector<Frame> frames_;
   Node *root_ = nullptr;
   size_t keyed_ = kNone;

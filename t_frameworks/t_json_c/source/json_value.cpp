@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -57,7 +58,7 @@ void becomeArray(Node *node) {
   Node **items = static_cast<Node **>(std::malloc(4 * sizeof(Node *)));
   if (items == nullptr) throw std::bad_alloc();
   changeType(node, TJSON_TYPE_ARRAY);
-  node->children = tjson::Children{items, 0, 4, false};
+  node->children = tjson::Children{{items}, 0, 4, false, false};
 }
 
 // An absent or null value turns into an object, keeping the members looked up in it.
@@ -93,13 +94,16 @@ uint32_t memberOf(Node *object, const char *name, size_t length, Node **member) 
 uint32_t itemOf(Node *array, uint64_t index, Node **item) {
   if (!canBecomeArray(array)) return TCOMMON_WRONG_TYPE;
   if (index >= UINT32_MAX) return TCOMMON_OUT_OF_RANGE;
-  if (array->type == TJSON_TYPE_ARRAY && index < array->children.size) {
+  if (array->type == TJSON_TYPE_ARRAY && !array->children.isPacked &&
+      index < array->children.size) {
     *item = array->children.items[index];
     return TCOMMON_SUCCESS;
   }
   return guarded([&] {
     becomeArray(array);
-    tjson::appendSiblings(array, index + 1 - array->children.size);
+    // An element's node is handed out: a packed array gets its nodes now.
+    const tjson::Children &children = tjson::childNodes(array);
+    if (index >= children.size) tjson::appendSiblings(array, index + 1 - children.size);
     *item = array->children.items[index];
     return TCOMMON_SUCCESS;
   });
@@ -154,42 +158,53 @@ uint64_t saturateToUnsigned(double number) {
   return static_cast<uint64_t>(number);
 }
 
-// Reads a boolean (as 0 or 1) or a number of any kind through convert, which is called
-// with an int64_t, a uint64_t or a double. Other values are refused and out is untouched.
+// Reads a number of type (integer, unsigned, float) whose payload has bits through
+// convert, which is called with an int64_t, a uint64_t or a double. Other types are
+// refused and out is untouched. A packed array's elements are read this way.
 template <typename Out, typename Convert>
-uint32_t readNumber(const Node *value, Out *out, Convert convert) {
-  switch (value->type) {
-    case TJSON_TYPE_BOOLEAN:
-      *out = convert(static_cast<int64_t>(value->boolean != 0));
-      return TCOMMON_SUCCESS;
+uint32_t readCell(uint8_t type, uint64_t bits, Out *out, Convert convert) {
+  switch (type) {
     case TJSON_TYPE_INTEGER:
-      *out = convert(value->integer);
+      *out = convert(static_cast<int64_t>(bits));
       return TCOMMON_SUCCESS;
     case TJSON_TYPE_UNSIGNED:
-      *out = convert(value->unsignedInteger);
+      *out = convert(bits);
       return TCOMMON_SUCCESS;
     case TJSON_TYPE_FLOAT:
-      *out = convert(value->number);
+      *out = convert(std::bit_cast<double>(bits));
       return TCOMMON_SUCCESS;
     default:
       return TCOMMON_WRONG_TYPE;
   }
 }
 
+// Reads a boolean (as 0 or 1) or a number of any kind through convert, as readCell.
+template <typename Out, typename Convert>
+uint32_t readNumber(const Node *value, Out *out, Convert convert) {
+  if (value->type == TJSON_TYPE_BOOLEAN) {
+    *out = convert(static_cast<int64_t>(value->boolean != 0));
+    return TCOMMON_SUCCESS;
+  }
+  return readCell(value->type, value->unsignedInteger, out, convert);
+}
+
 uint32_t readBoolean(const Node *value, uint8_t *out) {
   return readNumber(value, out, [](auto number) -> uint8_t { return number != 0; });
 }
 
+constexpr auto toInteger = [](auto number) -> int64_t {
+  if constexpr (std::is_floating_point_v<decltype(number)>) {
+    return saturateToInteger(number);
+  } else {
+    // An unsigned above INT64_MAX gives its two's complement bit pattern, so that a
+    // caller truncating it to an unsigned field gets the exact value.
+    return static_cast<int64_t>(number);
+  }
+};
+constexpr auto toFloat = [](auto number) { return static_cast<double>(number); };
+
 uint32_t readInteger(const Node *value, int64_t *out) {
-  return readNumber(value, out, [](auto number) -> int64_t {
-    if constexpr (std::is_floating_point_v<decltype(number)>) {
-      return saturateToInteger(number);
-    } else {
-      // An unsigned above INT64_MAX gives its two's complement bit pattern, so that a
-      // caller truncating it to an unsigned field gets the exact value.
-      return static_cast<int64_t>(number);
-    }
-  });
+  return readNumber(value, out, toInteger);
 }
 
 uint32_t readUnsigned(const Node *value, uint64_t *out) {
@@ -203,7 +218,7 @@ uint32_t readUnsigned(const Node *value, uint64_t *out) {
 }
 
 uint32_t readFloat(const Node *value, double *out) {
-  return readNumber(value, out, [](auto number) { return static_cast<double>(number); });
+  return readNumber(value, out, toFloat);
 }
 
 uint32_t readString(const Node *value, const char **out) {
@@ -212,10 +227,23 @@ uint32_t readString(const Node *value, const char **out) {
   return TCOMMON_SUCCESS;
 }
 
+// read as a lambda rather than a function pointer, so that a loop calling it inlines it.
 template <typename Out, typename Read>
 uint32_t readValue(const Node *value, Out *out, Read read) {
   if (value == nullptr || out == nullptr) return TCOMMON_INVALID_ARGUMENT;
   return read(value, out);
+}
+
+// Reads element index of array (an array, index below its size) through read, packed or
+// not: a packed element is read as the node it stands for.
+template <typename Out, typename Read>
+uint32_t readElement(const Node *array, uint64_t index, Out *out, Read read) {
+  const tjson::Children &children = array->children;
+  if (children.isPacked) {
+    const Node element = tjson::packedElement(children, static_cast<uint32_t>(index));
+    return read(&element, out);
+  }
+  return read(children.items[index], out);
 }
 
 template <typename Out, typename Read>
@@ -223,34 +251,79 @@ uint32_t readItem(const Node *array, uint64_t index, Out *out, Read read) {
   if (array == nullptr || out == nullptr) return TCOMMON_INVALID_ARGUMENT;
   if (array->type != TJSON_TYPE_ARRAY) return TCOMMON_WRONG_TYPE;
   if (index >= array->children.size) return TCOMMON_OUT_OF_RANGE;
-  return read(array->children.items[index], out);
+  return readElement(array, index, out, read);
 }
 
-// values[i] for each element first + i that the array has, through read.
-template <typename Out, typename Read>
-uint32_t readItems(const Node *array, uint64_t first, Out *values, uint64_t count, Read read) {
-  if (array == nullptr || (values == nullptr && count != 0)) return TCOMMON_INVALID_ARGUMENT;
-  if (array->type != TJSON_TYPE_ARRAY) return TCOMMON_WRONG_TYPE;
+// values[i] for each element first + i that the array has, converted by convert as
+// readNumber does; stops at the first refusal when strict. converted counts the elements
+// read.
+template <typename Out, typename Convert>
+uint32_t readElements(const Node *array, uint64_t first, Out *values, uint64_t count,
+                      Convert convert, bool strict, uint64_t *converted) {
   const uint64_t size = array->children.size;
   if (first >= size) return TCOMMON_SUCCESS;
   const uint64_t end = first + std::min(count, size - first);
-  for (uint64_t i = first; i < end; ++i) read(array->children.items[i], values + (i - first));
-  return TCOMMON_SUCCESS;
+  const tjson::Children &children = array->children;
+  // The packed test once per run, not once per element.
+  auto readEach = [&](auto readAt) {
+    for (uint64_t i = first; i < end; ++i) {
+      const uint32_t code = readAt(i, values + (i - first));
+      if (strict && code != TCOMMON_SUCCESS) return code;
+      ++*converted;
+    }
+    return uint32_t{TCOMMON_SUCCESS};
+  };
+  if (children.isPacked) {
+    const uint8_t *types = tjson::packedTypes(children);
+    return readEach(
+        [&](uint64_t i, Out *out) { return readCell(types[i], children.cells[i], out, convert); });
+  }
+  return readEach(
+      [&](uint64_t i, Out *out) { return readNumber(children.items[i], out, convert); });
 }
 
-// Elements first + i become values of type, each filled in by fill(node, i).
-template <typename Fill>
-uint32_t assignItems(Node *array, uint64_t first, uint64_t count, uint8_t type, Fill &&fill) {
+template <typename Out, typename Convert>
+uint32_t readItems(const Node *array, uint64_t first, Out *values, uint64_t count,
+                   Convert convert) {
+  if (array == nullptr || (values == nullptr && count != 0)) return TCOMMON_INVALID_ARGUMENT;
+  if (array->type != TJSON_TYPE_ARRAY) return TCOMMON_WRONG_TYPE;
+  uint64_t converted = 0;
+  return readElements(array, first, values, count, convert, false, &converted);
+}
+
+// Elements first + i become numbers of type, the i-th with the payload bitsOf(i).
+template <typename BitsOf>
+uint32_t assignItems(Node *array, uint64_t first, uint64_t count, uint8_t type, BitsOf &&bitsOf) {
   if (array == nullptr) return TCOMMON_INVALID_ARGUMENT;
   if (count == 0) return canBecomeArray(array) ? TCOMMON_SUCCESS : TCOMMON_WRONG_TYPE;
   if (first >= UINT32_MAX || count > UINT32_MAX - first) return TCOMMON_OUT_OF_RANGE;
+  const tjson::Children &children = array->children;
+  // An array of no elements filled from its start, or a packed one filled without a gap,
+  // stays packed: the rows of a read's tables get no nodes.
+  const bool packs =
+      array->type == TJSON_TYPE_ARRAY &&
+      (children.isPacked ? first <= children.size : children.size == 0 && first == 0);
+  if (packs) {
+    return guarded([&] {
+      const auto end = static_cast<uint32_t>(first + count);
+      tjson::reservePacked(array, end);
+      tjson::Children &cells = array->children;
+      uint8_t *types = tjson::packedTypes(cells);
+      for (uint64_t i = 0; i < count; ++i) {
+        cells.cells[first + i] = bitsOf(i);
+        types[first + i] = type;
+      }
+      cells.size = std::max(cells.size, end);
+      return TCOMMON_SUCCESS;
+    });
+  }
   Node *last = nullptr;
   const uint32_t code = itemOf(array, first + count - 1, &last);
   if (code != TCOMMON_SUCCESS) return code;
   for (uint64_t i = 0; i < count; ++i) {
     Node *element = array->children.items[first + i];
     if (element->type != type) tjson::resetPayload(element, type);
-    fill(element, i);
+    element->unsignedInteger = bitsOf(i);  // the bits of every kind of number
   }
   return TCOMMON_SUCCESS;
 }
@@ -432,12 +505,12 @@ uint32_t TJsonValue_itemAsString(const TJsonValue *array, uint64_t index, const 
 
 uint32_t TJsonValue_itemsAsIntegers(const TJsonValue *array, uint64_t first, int64_t *values,
                                     uint64_t count) {
-  return readItems(array, first, values, count, readInteger);
+  return readItems(array, first, values, count, toInteger);
 }
 
 uint32_t TJsonValue_itemsAsFloats(const TJsonValue *array, uint64_t first, double *values,
                                   uint64_t count) {
-  return readItems(array, first, values, count, readFloat);
+  return readItems(array, first, values, count, toFloat);
 }
 
 uint32_t TJsonValue_itemsAsIntegersStrict(const TJsonValue *array, uint64_t first, int64_t *values,
@@ -447,29 +520,21 @@ uint32_t TJsonValue_itemsAsIntegersStrict(const TJsonValue *array, uint64_t firs
   }
   *converted = 0;
   if (array->type != TJSON_TYPE_ARRAY) return TCOMMON_WRONG_TYPE;
-  const uint64_t size = array->children.size;
-  if (first >= size) return TCOMMON_SUCCESS;
-  const uint64_t end = first + std::min(count, size - first);
-  for (uint64_t i = first; i < end; ++i) {
-    const uint32_t code = readInteger(array->children.items[i], values + (i - first));
-    if (code != TCOMMON_SUCCESS) return code;
-    ++*converted;
-  }
-  return TCOMMON_SUCCESS;
+  return readElements(array, first, values, count, toInteger, true, converted);
 }
 
 uint32_t TJsonValue_assignItemsAsIntegers(TJsonValue *array, uint64_t first, const int64_t *values,
                                           uint64_t count) {
   if (values == nullptr && count != 0) return TCOMMON_INVALID_ARGUMENT;
   return assignItems(array, first, count, TJSON_TYPE_INTEGER,
-                     [values](Node *node, uint64_t i) { node->integer = values[i]; });
+                     [values](uint64_t i) { return static_cast<uint64_t>(values[i]); });
 }
 
 uint32_t TJsonValue_assignItemsAsFloats(TJsonValue *array, uint64_t first, const double *values,
                                         uint64_t count) {
   if (values == nullptr && count != 0) return TCOMMON_INVALID_ARGUMENT;
   return assignItems(array, first, count, TJSON_TYPE_FLOAT,
-                     [values](Node *node, uint64_t i) { node->number = values[i]; });
+                     [values](uint64_t i) { return std::bit_cast<uint64_t>(values[i]); });
 }
 
 uint32_t TJsonValue_assignAsNull(TJsonValue *value) {

@@ -3,6 +3,7 @@
 #include <rapidjson/writer.h>
 
 #include <algorithm>
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -248,16 +249,22 @@ struct TJsonWriter {
     return end;
   }
 
-  // The text of a number node as the writer prints it, into out (kWidestNumber bytes);
-  // returns its end.
-  char *formatNumber(char *out, const Node *node) const {
-    switch (node->type) {
+  // A number: its type and the bits of its payload, as a node or a packed array holds it.
+  struct Number {
+    uint8_t type;
+    uint64_t bits;
+  };
+
+  // The text of a number as the writer prints it, into out (kWidestNumber bytes); returns
+  // its end.
+  char *formatNumber(char *out, Number number) const {
+    switch (number.type) {
       case TJSON_TYPE_INTEGER:
-        return rapidjson::internal::i64toa(node->integer, out);
+        return rapidjson::internal::i64toa(static_cast<int64_t>(number.bits), out);
       case TJSON_TYPE_UNSIGNED:
-        return rapidjson::internal::u64toa(node->unsignedInteger, out);
+        return rapidjson::internal::u64toa(number.bits, out);
       default:
-        return formatDouble(out, node->number);
+        return formatDouble(out, std::bit_cast<double>(number.bits));
     }
   }
 
@@ -268,26 +275,40 @@ struct TJsonWriter {
   bool emitNumbers(CompactWriter &output, const Node *array) {
     const tjson::Children &children = array->children;
     if (children.size == 0) return false;
-    for (uint32_t i = 0; i < children.size; ++i) {
-      const uint8_t type = children.items[i]->type;
-      if (type != TJSON_TYPE_INTEGER && type != TJSON_TYPE_UNSIGNED && type != TJSON_TYPE_FLOAT)
-        return false;
+    if (children.isPacked) {
+      const uint8_t *types = tjson::packedTypes(children);
+      emitNumberRuns(output, children.size, [&](uint32_t i) {
+        return Number{types[i], children.cells[i]};
+      });
+      return true;
     }
+    for (uint32_t i = 0; i < children.size; ++i) {
+      if (!tjson::isNumberType(children.items[i]->type)) return false;
+    }
+    emitNumberRuns(output, children.size, [&](uint32_t i) {
+      const Node *node = children.items[i];
+      return Number{node->type, node->unsignedInteger};
+    });
+    return true;
+  }
+
+  // Prints count numbers, the i-th being elementAt(i), as emitNumbers describes.
+  template <typename ElementAt>
+  void emitNumberRuns(CompactWriter &output, uint32_t count, ElementAt &&elementAt) {
     char first[kWidestNumber];
-    char *end = formatNumber(first, children.items[0]);
+    char *end = formatNumber(first, elementAt(0));
     output.RawValue(first, static_cast<size_t>(end - first), rapidjson::kNumberType);
-    for (uint64_t done = 1; done < children.size;) {
-      const uint64_t run = std::min<uint64_t>(children.size - done, kNumberRun);
+    for (uint32_t done = 1; done < count;) {
+      const uint32_t run = std::min<uint32_t>(count - done, kNumberRun);
       char *const start = buffer.Push(run * kWidestNumber);
       end = start;
-      for (uint64_t i = 0; i < run; ++i) {
+      for (uint32_t i = 0; i < run; ++i) {
         *end++ = ',';
-        end = formatNumber(end, children.items[done + i]);
+        end = formatNumber(end, elementAt(done + i));
       }
       buffer.Pop(static_cast<size_t>(run * kWidestNumber - (end - start)));
       done += run;
     }
-    return true;
   }
 
   // Writes a scalar, or opens a container and queues it.
@@ -353,6 +374,12 @@ struct TJsonWriter {
         } else {
           output.EndArray();
         }
+        continue;
+      }
+      if (container->children.isPacked) {
+        // Only the pretty layout comes here: the compact one prints a packed array whole.
+        const Node element = tjson::packedElement(container->children, frame.next++);
+        emitValue(output, &element);
         continue;
       }
       const Node *child = container->children.items[frame.next++];

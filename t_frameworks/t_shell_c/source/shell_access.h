@@ -172,10 +172,9 @@ uint32_t moveRun(bool isRead, TJsonValue *json, typename Cell::Element *elements
   constexpr uint64_t kRun = 256;
   typename Cell::Wide wide[kRun];
   if (isRead) {
+    // Runs assigned in order to the empty array keep it packed in libtjson: the row's
+    // numbers get no nodes.
     uint32_t code = TJsonValue_create(TJSON_TYPE_ARRAY, &json);
-    // Making the last element first sizes the array once.
-    TJsonValue *last = nullptr;
-    if (code == TCOMMON_SUCCESS && count > 0) code = TJsonValue_item(json, count - 1, &last);
     for (uint64_t first = 0; code == TCOMMON_SUCCESS && first < count; first += kRun) {
       const uint64_t run = count - first < kRun ? count - first : kRun;
       for (uint64_t i = 0; i < run; ++i) wide[i] = Cell::widen(elements[first + i]);
