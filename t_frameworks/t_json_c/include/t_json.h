@@ -269,6 +269,10 @@ TJSON_API uint32_t TJsonValue_assignAsString(TJsonValue *value, const char *text
 /* Copies length bytes (a NUL among them ends the text as asString sees it). */
 TJSON_API uint32_t TJsonValue_assignAsStringLength(TJsonValue *value, const char *text,
                                                    uint64_t length);
+/* Makes value a string of length bytes and hands out where they go: the caller writes them
+ * at *text (followed by a NUL the value already holds) before anything else changes the
+ * value. Saves a copy of long texts built in place (encoded files). */
+TJSON_API uint32_t TJsonValue_assignAsStringSpace(TJsonValue *value, uint64_t length, char **text);
 
 /* Elements first to first + count - 1 of an array become these numbers, as TJsonValue_item
  * and an assignment each would make them: the array grows with null up to there, and an
