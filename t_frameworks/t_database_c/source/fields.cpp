@@ -9,6 +9,7 @@
 #include <cstring>
 #include <limits>
 #include <new>
+#include <vector>
 
 #include "t_common.h"
 
@@ -248,8 +249,31 @@ uint32_t printScalars(Kind kind, const unsigned char *at, size_t count, bool isE
       kind, [&](auto zero) { return printNumbers<decltype(zero)>(at, count, isElements, writer); });
 }
 
+// A whole array, table or cube of numbers of type T in one writer call, widened first.
+template <typename T>
+uint32_t printTable(const Field &field, const unsigned char *at, uint32_t dimensions,
+                    TJsonWriter *writer) {
+  using Wide = std::conditional_t<std::is_floating_point_v<T>, double, int64_t>;
+  // Kept by the thread: a cube of a few thousand elements is widened on every print.
+  thread_local std::vector<Wide> widened;
+  const size_t count = elementsFrom(field, 0);
+  widened.resize(count);
+  for (size_t i = 0; i < count; ++i) widened[i] = static_cast<Wide>(load<T>(at + i * sizeof(T)));
+  if constexpr (std::is_floating_point_v<T>) {
+    return TJsonWriter_floatTable(writer, widened.data(), field.shape, dimensions);
+  } else {
+    return TJsonWriter_integerTable(writer, widened.data(), field.shape, dimensions);
+  }
+}
+
 uint32_t printValue(const Field &field, const unsigned char *at, uint32_t dimension,
                     uint32_t dimensions, TJsonWriter *writer) {
+  if (dimension == 0 && dimensions != 0 && field.kind != Kind::Bool && field.kind != Kind::Text &&
+      field.kind != Kind::Group && field.kind != Kind::U64) {
+    return withNumberType(field.kind, [&](auto zero) {
+      return printTable<decltype(zero)>(field, at, dimensions, writer);
+    });
+  }
   if (dimension == dimensions) {
     if (field.kind == Kind::Group) {
       uint32_t result = TJsonWriter_startObject(writer);

@@ -175,6 +175,13 @@ TJSON_API uint32_t TJsonWriter_value(TJsonWriter *writer, const TJsonValue *valu
  * fraction of the calls. */
 TJSON_API uint32_t TJsonWriter_integers(TJsonWriter *writer, const int64_t *values, uint64_t count);
 TJSON_API uint32_t TJsonWriter_floats(TJsonWriter *writer, const double *values, uint64_t count);
+/* A table of numbers as the next value: nested arrays shape[0] x shape[1] x ... (dimensions
+ * of them, at least one) of the values in row-major order, the last dimension innermost;
+ * the same text as TJsonWriter_startArray, _integers or _floats per row and _endArray. */
+TJSON_API uint32_t TJsonWriter_integerTable(TJsonWriter *writer, const int64_t *values,
+                                            const uint32_t *shape, uint32_t dimensions);
+TJSON_API uint32_t TJsonWriter_floatTable(TJsonWriter *writer, const double *values,
+                                          const uint32_t *shape, uint32_t dimensions);
 TJSON_API uint32_t TJsonWriter_end(TJsonWriter *writer, const char **text);
 
 /* ---- Values: life cycle and shape ----------------------------------------------------- */

@@ -41,6 +41,43 @@ constexpr size_t kLongText = 256;
 constexpr uint64_t kNumberRun = 64;   // numbers printed per writer call
 constexpr size_t kWidestNumber = 48;  // bytes of the longest number text, with its comma
 
+// The text of value, as rapidjson::internal::u64toa prints it, into out (which has room
+// for 4 bytes more than the text). Numbers below 10 000, most of a tuning record's, are
+// printed without a branch per digit.
+inline char *writeUnsigned(char *out, uint64_t value) {
+  if (value >= 10000) return rapidjson::internal::u64toa(value, out);
+  const char *pairs = rapidjson::internal::GetDigitsLut();
+  // All four digits with leading zeros, then the last `length` of them.
+  char digits[8] = {};
+  const auto high = static_cast<uint32_t>(value / 100);
+  const auto low = static_cast<uint32_t>(value % 100);
+  std::memcpy(digits, pairs + 2 * high, 2);
+  std::memcpy(digits + 2, pairs + 2 * low, 2);
+  const unsigned length = 1u + (value >= 10) + (value >= 100) + (value >= 1000);
+  std::memcpy(out, digits + 4 - length, 4);
+  return out + length;
+}
+
+// The text of value, as rapidjson::internal::i64toa prints it; room as for writeUnsigned.
+inline char *writeInteger(char *out, int64_t value) {
+  if (value < 0) {
+    *out++ = '-';
+    return writeUnsigned(out, 0 - static_cast<uint64_t>(value));
+  }
+  return writeUnsigned(out, static_cast<uint64_t>(value));
+}
+
+// Texts of recently printed doubles that need the full shortest-digits search. A tuning
+// database repeats a few hundred values (a curve's constant tail, a table of one gain)
+// across thousands of entries; each thread keeps the last text per slot.
+struct DoubleText {
+  uint64_t bits;  // never 0: zero is printed before the cache is asked
+  char text[24];  // the longest layout ("0.00000" and 17 digits) has 24 bytes
+  uint8_t length;
+};
+constexpr unsigned kDoubleTextBits = 7;
+thread_local DoubleText tDoubleTexts[1u << kDoubleTextBits];
+
 // A finite double laid out as RapidJSON lays it out ("1.0", "100.0", "1e22", "2.5e-7",
 // "-0.0"), with the digits of std::to_chars: the fewest that read back to the same double
 // and, among those, the nearest. RapidJSON's own digit generation sometimes picks a
@@ -61,10 +98,17 @@ char *shortestDouble(char *out, double number) {
   const double twice = number * 2;  // exact
   if (number < 0x1p50 && twice == std::trunc(twice)) {
     const auto halves = static_cast<uint64_t>(twice);
-    out = rapidjson::internal::u64toa(halves / 2, out);
+    out = writeUnsigned(out, halves / 2);
     *out++ = '.';
     *out++ = (halves & 1) != 0 ? '5' : '0';
     return out;
+  }
+  uint64_t bits = 0;
+  std::memcpy(&bits, &number, sizeof bits);
+  DoubleText &known = tDoubleTexts[(bits * 0x9E3779B97F4A7C15u) >> (64 - kDoubleTextBits)];
+  if (known.bits == bits) {
+    std::memcpy(out, known.text, sizeof known.text);
+    return out + known.length;
   }
   // d[.ddd]e(+|-)xx
   char scientific[32];
@@ -81,7 +125,13 @@ char *shortestDouble(char *out, double number) {
   if (*p == '+') ++p;
   int exponent = 0;
   std::from_chars(p, end, exponent);
-  return rapidjson::internal::Prettify(out, length, exponent - (length - 1), 324);
+  char *const laidOut = rapidjson::internal::Prettify(out, length, exponent - (length - 1), 324);
+  if (laidOut - out <= static_cast<ptrdiff_t>(sizeof known.text)) {
+    known.bits = bits;
+    known.length = static_cast<uint8_t>(laidOut - out);
+    std::memcpy(known.text, out, known.length);
+  }
+  return laidOut;
 }
 
 // True when a JSON string holds the bytes as they are: no control byte, quote or
@@ -564,14 +614,36 @@ uint32_t TJsonWriter_string(TJsonWriter *writer, const char *text, uint64_t leng
 
 namespace {
 
+// Whether elements may come next: an array is open.
+bool acceptsElements(const TJsonWriter *writer) {
+  return writer != nullptr && writer->isStreaming && !writer->expected.empty() &&
+         writer->expected.back() == TJsonWriter::kExpectElement;
+}
+
+// count numbers printed straight into the buffer, each after a comma: the elements that
+// follow the first of an array.
+template <typename Number, typename Format>
+void appendNumbers(Buffer &buffer, const Number *values, uint64_t count, Format &format) {
+  for (uint64_t done = 0; done < count;) {
+    const uint64_t run = std::min(count - done, kNumberRun);
+    char *const start = buffer.Push(run * kWidestNumber);
+    char *end = start;
+    for (uint64_t i = 0; i < run; ++i) {
+      *end++ = ',';
+      end = format(end, values[done + i]);
+    }
+    buffer.Pop(static_cast<size_t>(run * kWidestNumber - (end - start)));
+    done += run;
+  }
+}
+
 // Elements of the open array. A compact document gets them printed straight into the
 // buffer, without a writer call per number; a pretty one element by element, for the
 // layout.
 template <typename Number, typename Format, typename Print>
 uint32_t streamElements(TJsonWriter *writer, const Number *values, uint64_t count, Format &&format,
                         Print &&print) {
-  if (writer == nullptr || (values == nullptr && count != 0) || !writer->isStreaming ||
-      writer->expected.empty() || writer->expected.back() != TJsonWriter::kExpectElement) {
+  if (!acceptsElements(writer) || (values == nullptr && count != 0)) {
     return TCOMMON_INVALID_ARGUMENT;
   }
   if (count == 0) return TCOMMON_SUCCESS;
@@ -586,17 +658,72 @@ uint32_t streamElements(TJsonWriter *writer, const Number *values, uint64_t coun
     char first[kWidestNumber];
     char *end = format(first, values[0]);
     writer->compact.RawValue(first, static_cast<size_t>(end - first), rapidjson::kNumberType);
-    for (uint64_t done = 1; done < count;) {
-      const uint64_t run = std::min(count - done, kNumberRun);
-      char *const start = writer->buffer.Push(run * kWidestNumber);
-      end = start;
-      for (uint64_t i = 0; i < run; ++i) {
-        *end++ = ',';
-        end = format(end, values[done + i]);
-      }
-      writer->buffer.Pop(static_cast<size_t>(run * kWidestNumber - (end - start)));
-      done += run;
+    appendNumbers(writer->buffer, values + 1, count - 1, format);
+    return TCOMMON_SUCCESS;
+  } catch (const std::bad_alloc &) {
+    writer->isStreaming = false;
+    return TCOMMON_NO_MEMORY;
+  }
+}
+
+// The rows below dimension of a table, straight into the buffer: "[1,2],[3,4]" for the
+// last two dimensions of a 2 x 2 table, "1,2" for the last one. Returns the values after
+// them.
+template <typename Number, typename Format>
+const Number *appendRows(Buffer &buffer, const Number *values, const uint32_t *shape,
+                         uint32_t dimensions, Format &format) {
+  const uint32_t count = shape[0];
+  if (dimensions == 1) {
+    if (count == 0) return values;
+    char *const start = buffer.Push(kWidestNumber);
+    buffer.Pop(static_cast<size_t>(kWidestNumber - (format(start, values[0]) - start)));
+    appendNumbers(buffer, values + 1, count - 1, format);
+    return values + count;
+  }
+  for (uint32_t i = 0; i < count; ++i) {
+    char *open = buffer.Push(i == 0 ? 1 : 2);
+    if (i != 0) *open++ = ',';
+    *open = '[';
+    values = appendRows(buffer, values, shape + 1, dimensions - 1, format);
+    *buffer.Push(1) = ']';
+  }
+  return values;
+}
+
+// The same table through the writer, value by value, for the layout of a pretty document.
+template <typename Output, typename Number, typename Print>
+const Number *printRows(Output &output, const Number *values, const uint32_t *shape,
+                        uint32_t dimensions, Print &print) {
+  output.StartArray();
+  for (uint32_t i = 0; i < shape[0]; ++i) {
+    if (dimensions == 1) {
+      print(output, *values++);
+    } else {
+      values = printRows(output, values, shape + 1, dimensions - 1, print);
     }
+  }
+  output.EndArray();
+  return values;
+}
+
+// A table of numbers as the next value: nested arrays, shape[0] outermost.
+template <typename Number, typename Format, typename Print>
+uint32_t streamTable(TJsonWriter *writer, const Number *values, const uint32_t *shape,
+                     uint32_t dimensions, Format &&format, Print &&print) {
+  if (writer == nullptr || shape == nullptr || dimensions == 0) return TCOMMON_INVALID_ARGUMENT;
+  uint64_t count = 1;
+  for (uint32_t d = 0; d < dimensions; ++d) count *= shape[d];
+  if (values == nullptr && count != 0) return TCOMMON_INVALID_ARGUMENT;
+  if (!acceptValue(writer)) return TCOMMON_INVALID_ARGUMENT;
+  if (writer->indent > 0) {
+    return streamed(writer,
+                    [&](auto &output) { printRows(output, values, shape, dimensions, print); });
+  }
+  try {
+    // The writer places the separator and the outer brackets; the rows lie between them.
+    writer->compact.StartArray();
+    appendRows(writer->buffer, values, shape, dimensions, format);
+    writer->compact.EndArray();
     return TCOMMON_SUCCESS;
   } catch (const std::bad_alloc &) {
     writer->isStreaming = false;
@@ -610,14 +737,29 @@ extern "C" {
 
 uint32_t TJsonWriter_integers(TJsonWriter *writer, const int64_t *values, uint64_t count) {
   return streamElements(
-      writer, values, count,
-      [](char *out, int64_t value) { return rapidjson::internal::i64toa(value, out); },
+      writer, values, count, [](char *out, int64_t value) { return writeInteger(out, value); },
       [](auto &output, int64_t value) { output.Int64(value); });
 }
 
 uint32_t TJsonWriter_floats(TJsonWriter *writer, const double *values, uint64_t count) {
   return streamElements(
       writer, values, count,
+      [writer](char *out, double value) { return writer->formatDouble(out, value); },
+      [writer](auto &output, double value) { writer->emitDouble(output, value); });
+}
+
+uint32_t TJsonWriter_integerTable(TJsonWriter *writer, const int64_t *values, const uint32_t *shape,
+                                  uint32_t dimensions) {
+  return streamTable(
+      writer, values, shape, dimensions,
+      [](char *out, int64_t value) { return writeInteger(out, value); },
+      [](auto &output, int64_t value) { output.Int64(value); });
+}
+
+uint32_t TJsonWriter_floatTable(TJsonWriter *writer, const double *values, const uint32_t *shape,
+                                uint32_t dimensions) {
+  return streamTable(
+      writer, values, shape, dimensions,
       [writer](char *out, double value) { return writer->formatDouble(out, value); },
       [writer](auto &output, double value) { writer->emitDouble(output, value); });
 }
