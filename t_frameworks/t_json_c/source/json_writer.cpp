@@ -3,6 +3,7 @@
 #include <rapidjson/writer.h>
 
 #include <algorithm>
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -47,14 +48,21 @@ constexpr size_t kWidestNumber = 48;  // bytes of the longest number text, with 
 inline char *writeUnsigned(char *out, uint64_t value) {
   if (value >= 10000) return rapidjson::internal::u64toa(value, out);
   const char *pairs = rapidjson::internal::GetDigitsLut();
-  // All four digits with leading zeros, then the last `length` of them.
-  char digits[8] = {};
-  const auto high = static_cast<uint32_t>(value / 100);
-  const auto low = static_cast<uint32_t>(value % 100);
-  std::memcpy(digits, pairs + 2 * high, 2);
-  std::memcpy(digits + 2, pairs + 2 * low, 2);
-  const unsigned length = 1u + (value >= 10) + (value >= 100) + (value >= 1000);
-  std::memcpy(out, digits + 4 - length, 4);
+  // All four digits with leading zeros in one register (assembled in memory, the unaligned
+  // read back would wait for the stores), then stored from its `length`-th last digit on.
+  const auto small = static_cast<uint32_t>(value);
+  uint16_t high = 0;
+  uint16_t low = 0;
+  std::memcpy(&high, pairs + 2 * (small / 100), 2);
+  std::memcpy(&low, pairs + 2 * (small % 100), 2);
+  const unsigned length = 1u + (small >= 10) + (small >= 100) + (small >= 1000);
+  uint32_t digits = 0;
+  if constexpr (std::endian::native == std::endian::little) {
+    digits = (uint32_t{high} | uint32_t{low} << 16) >> (8 * (4 - length));
+  } else {
+    digits = (uint32_t{high} << 16 | uint32_t{low}) << (8 * (4 - length));
+  }
+  std::memcpy(out, &digits, 4);
   return out + length;
 }
 
