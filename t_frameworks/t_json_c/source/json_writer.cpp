@@ -83,7 +83,7 @@ struct DoubleText {
   char text[24];  // the longest layout ("0.00000" and 17 digits) has 24 bytes
   uint8_t length;
 };
-constexpr unsigned kDoubleTextBits = 7;
+constexpr unsigned kDoubleTextBits = 9;
 thread_local DoubleText tDoubleTexts[1u << kDoubleTextBits];
 
 // A finite double laid out as RapidJSON lays it out ("1.0", "100.0", "1e22", "2.5e-7",
@@ -103,8 +103,10 @@ char *shortestDouble(char *out, double number) {
   }
   // Whole numbers and halves, most of the values of a tuning record (1.0, 8.0, 5.5), are
   // exact in decimal with at most 16 digits, and then that text is the shortest.
+  // (Converted to an integer and back rather than truncated: without SSE4.1 std::trunc is a
+  // call.)
   const double twice = number * 2;  // exact
-  if (number < 0x1p50 && twice == std::trunc(twice)) {
+  if (number < 0x1p50 && static_cast<double>(static_cast<int64_t>(twice)) == twice) {
     const auto halves = static_cast<uint64_t>(twice);
     out = writeUnsigned(out, halves / 2);
     *out++ = '.';
@@ -176,12 +178,20 @@ bool isPlainAscii(const char *text, size_t length) {
   const __m128i space = _mm_set1_epi8(0x20);
   const __m128i quote = _mm_set1_epi8('"');
   const __m128i backslash = _mm_set1_epi8('\\');
+  const auto escaped = [&](size_t at) {
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i *>(text + at));
+    return _mm_or_si128(
+        _mm_cmplt_epi8(bytes, space),
+        _mm_or_si128(_mm_cmpeq_epi8(bytes, quote), _mm_cmpeq_epi8(bytes, backslash)));
+  };
+  // Long texts (a data URI of a whole document) four blocks per test.
+  for (; i + 64 <= length; i += 64) {
+    const __m128i any = _mm_or_si128(_mm_or_si128(escaped(i), escaped(i + 16)),
+                                     _mm_or_si128(escaped(i + 32), escaped(i + 48)));
+    if (_mm_movemask_epi8(any) != 0) return false;
+  }
   for (; i + 16 <= length; i += 16) {
-    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i *>(text + i));
-    const __m128i escaped =
-        _mm_or_si128(_mm_cmplt_epi8(bytes, space),
-                     _mm_or_si128(_mm_cmpeq_epi8(bytes, quote), _mm_cmpeq_epi8(bytes, backslash)));
-    if (_mm_movemask_epi8(escaped) != 0) return false;
+    if (_mm_movemask_epi8(escaped(i)) != 0) return false;
   }
 #endif
   for (; i < length; ++i) {
