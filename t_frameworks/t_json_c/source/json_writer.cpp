@@ -3,6 +3,7 @@
 #include <rapidjson/writer.h>
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <charconv>
 #include <cmath>
@@ -42,28 +43,38 @@ constexpr size_t kLongText = 256;
 constexpr uint64_t kNumberRun = 64;   // numbers printed per writer call
 constexpr size_t kWidestNumber = 48;  // bytes of the longest number text, with its comma
 
+// The texts of 0 to 9 999, each as the bytes of one word in memory order (as memcpy
+// stores it), the digits first and zero bytes after them: "7" is '7' 0 0 0.
+constexpr std::array<uint32_t, 10000> makeShortIntegers() {
+  std::array<uint32_t, 10000> texts{};
+  for (uint32_t value = 0; value < 10000; ++value) {
+    char digits[4] = {};
+    const unsigned length = 1u + (value >= 10) + (value >= 100) + (value >= 1000);
+    for (unsigned i = 0, rest = value; i < length; ++i, rest /= 10) {
+      digits[length - 1 - i] = static_cast<char>('0' + rest % 10);
+    }
+    uint32_t word = 0;
+    for (unsigned i = 0; i < 4; ++i) {
+      const uint32_t byte = static_cast<unsigned char>(digits[i]);
+      word |= std::endian::native == std::endian::little ? byte << (8 * i) : byte << (24 - 8 * i);
+    }
+    texts[value] = word;
+  }
+  return texts;
+}
+constexpr std::array<uint32_t, 10000> kShortIntegers = makeShortIntegers();
+
 // The text of value, as rapidjson::internal::u64toa prints it, into out (which has room
 // for 4 bytes more than the text). Numbers below 10 000, most of a tuning record's, are
-// printed without a branch per digit.
+// one table word, stored whole; its length is where its zero bytes begin.
 inline char *writeUnsigned(char *out, uint64_t value) {
   if (value >= 10000) return rapidjson::internal::u64toa(value, out);
-  const char *pairs = rapidjson::internal::GetDigitsLut();
-  // All four digits with leading zeros in one register (assembled in memory, the unaligned
-  // read back would wait for the stores), then stored from its `length`-th last digit on.
-  const auto small = static_cast<uint32_t>(value);
-  uint16_t high = 0;
-  uint16_t low = 0;
-  std::memcpy(&high, pairs + 2 * (small / 100), 2);
-  std::memcpy(&low, pairs + 2 * (small % 100), 2);
-  const unsigned length = 1u + (small >= 10) + (small >= 100) + (small >= 1000);
-  uint32_t digits = 0;
-  if constexpr (std::endian::native == std::endian::little) {
-    digits = (uint32_t{high} | uint32_t{low} << 16) >> (8 * (4 - length));
-  } else {
-    digits = (uint32_t{high} << 16 | uint32_t{low}) << (8 * (4 - length));
-  }
-  std::memcpy(out, &digits, 4);
-  return out + length;
+  const uint32_t text = kShortIntegers[value];
+  std::memcpy(out, &text, 4);
+  // Never zero: the first byte is a digit.
+  const int zeroBits =
+      std::endian::native == std::endian::little ? __builtin_clz(text) : __builtin_ctz(text);
+  return out + 4 - zeroBits / 8;
 }
 
 // The text of value, as rapidjson::internal::i64toa prints it; room as for writeUnsigned.
