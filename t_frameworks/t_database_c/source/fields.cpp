@@ -233,7 +233,7 @@ uint32_t printTable(const Field &field, const unsigned char *at, uint32_t dimens
   // Kept by the thread: a cube of a few thousand elements is widened on every print.
   thread_local std::vector<Wide> widened;
   const size_t count = elementsFrom(field, 0);
-  widened.resize(count);
+  if (widened.size() < count) widened.resize(count);  // grows only: no zero-filling each time
   for (size_t i = 0; i < count; ++i) widened[i] = static_cast<Wide>(load<T>(at + i * sizeof(T)));
   if constexpr (std::is_floating_point_v<T>) {
     return TJsonWriter_floatTable(writer, widened.data(), field.shape, dimensions);
