@@ -7,6 +7,7 @@
 #include <cstring>
 #include <limits>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "t_common.h"
@@ -15,13 +16,40 @@
 namespace {
 
 // One document: {"n":[<integers>],"f":[<doubles>],"s":"<text>","p":"<plain>","o":{"b":
-// true,"u":<u64>,"x":<double>},"e":[]}, as a tree and streamed.
+// true,"u":<u64>,"x":<double>},"e":[],"t":<integer table>,"g":<double table>,"z":[[],[]]},
+// as a tree and streamed.
 struct Document {
   std::vector<int64_t> integers;
   std::vector<double> floats;
   std::string text;   // to be escaped and repaired
   std::string plain;  // printed as it is
 };
+
+// The tables: integers of shape 2 x 3 x 4 (taken from the document's), doubles 3 x 5, and
+// one with an empty last dimension.
+constexpr uint32_t kCubeShape[] = {2, 3, 4};
+constexpr uint32_t kGridShape[] = {3, 5};
+constexpr uint32_t kHollowShape[] = {2, 0};
+
+// values[first..] as nested arrays of shape (dimensions of them) in array; returns the
+// values after them.
+template <typename Number>
+size_t addTable(TJsonValue *array, const std::vector<Number> &values, size_t first,
+                const uint32_t *shape, uint32_t dimensions) {
+  TJsonValue_create(TJSON_TYPE_ARRAY, &array);
+  for (uint32_t i = 0; i < shape[0]; ++i) {
+    TJsonValue *item = nullptr;
+    TJsonValue_item(array, i, &item);
+    if (dimensions > 1) {
+      first = addTable(item, values, first, shape + 1, dimensions - 1);
+    } else if constexpr (std::is_floating_point_v<Number>) {
+      TJsonValue_assignAsFloat(item, values[first++]);
+    } else {
+      TJsonValue_assignAsInteger(item, values[first++]);
+    }
+  }
+  return first;
+}
 
 TJsonValue *makeTree(const Document &document) {
   TJsonValue *root = nullptr;
@@ -47,6 +75,12 @@ TJsonValue *makeTree(const Document &document) {
   TJsonPath(root, "o.absent", &inner);  // looked up only: printed nowhere
   TJsonValue_member(root, "e", &member);
   TJsonValue_create(TJSON_TYPE_ARRAY, &member);
+  TJsonValue_member(root, "t", &member);
+  addTable(member, document.integers, 0, kCubeShape, 3);
+  TJsonValue_member(root, "g", &member);
+  addTable(member, document.floats, 0, kGridShape, 2);
+  TJsonValue_member(root, "z", &member);
+  addTable(member, document.integers, 0, kHollowShape, 2);
   return root;
 }
 
@@ -98,6 +132,12 @@ std::string printStream(TJsonWriter *writer, const Document &document) {
   step(TJsonWriter_startArray(writer));
   step(TJsonWriter_integers(writer, nullptr, 0));
   step(TJsonWriter_endArray(writer));
+  key("t");
+  step(TJsonWriter_integerTable(writer, document.integers.data(), kCubeShape, 3));
+  key("g");
+  step(TJsonWriter_floatTable(writer, document.floats.data(), kGridShape, 2));
+  key("z");
+  step(TJsonWriter_integerTable(writer, nullptr, kHollowShape, 2));
   step(TJsonWriter_endObject(writer));
   const char *text = nullptr;
   step(TJsonWriter_end(writer, &text));
@@ -111,7 +151,7 @@ std::string printPieces(TJsonWriter *writer, const Document &document) {
   TJsonValue *root = makeTree(document);
   uint32_t code = TJsonWriter_begin(writer);
   if (code == TCOMMON_SUCCESS) code = TJsonWriter_startObject(writer);
-  for (const char *name : {"n", "f", "s", "p", "o", "e"}) {
+  for (const char *name : {"n", "f", "s", "p", "o", "e", "t", "g", "z"}) {
     TJsonValue *member = nullptr;
     TJsonValue_member(root, name, &member);
     if (code == TCOMMON_SUCCESS) code = TJsonWriter_key(writer, name, std::strlen(name));
@@ -126,16 +166,54 @@ std::string printPieces(TJsonWriter *writer, const Document &document) {
   return code == TCOMMON_SUCCESS ? std::string(text) : std::string();
 }
 
+// The doubles printed at f read back as the document's (null for the non-finite ones).
+void expectFloatsReadBack(const std::string &printed, const Document &document) {
+  TJsonReader *reader = nullptr;
+  ASSERT_EQ(TJsonReader_open(&reader), TCOMMON_SUCCESS);
+  TJsonValue *root = nullptr;
+  ASSERT_EQ(TJsonReader_parse(reader, printed.data(), printed.data() + printed.size(), &root),
+            TCOMMON_SUCCESS);
+  TJsonValue *floats = nullptr;
+  TJsonValue_member(root, "f", &floats);
+  uint64_t size = 0;
+  TJsonValue_size(floats, &size);
+  EXPECT_EQ(size, document.floats.size());
+  for (uint64_t i = 0; i < size && i < document.floats.size(); ++i) {
+    TJsonValue *item = nullptr;
+    TJsonValue_item(floats, i, &item);
+    double number = 0;
+    const bool isNumber = TJsonValue_asFloat(item, &number) == TCOMMON_SUCCESS;
+    if (!std::isfinite(document.floats[i])) {
+      EXPECT_FALSE(isNumber) << "element " << i;
+    } else {
+      EXPECT_TRUE(isNumber && std::memcmp(&number, &document.floats[i], sizeof number) == 0)
+          << "element " << i << ": " << document.floats[i] << " read back as " << number;
+    }
+  }
+  TJsonValue_delete(root);
+  TJsonReader_close(&reader);
+}
+
 TEST(JsonStreamTest, StreamedDocumentsPrintAsTheirTree) {
   Document document;
-  // More than one run of numbers, with the widest texts of both kinds.
+  // More than one run of numbers, with the widest texts of both kinds, and every number of
+  // digits around the short integers' boundaries.
   for (int64_t i = -100; i < 100; ++i) document.integers.push_back(i * 1234567);
+  for (int64_t edge : {0, 1, 9, 10, 99, 100, 999, 1000, 9999, 10000, 65535}) {
+    document.integers.push_back(edge);
+    document.integers.push_back(-edge - 1);
+  }
   document.integers.push_back(std::numeric_limits<int64_t>::min());
   document.integers.push_back(std::numeric_limits<int64_t>::max());
   for (int i = 0; i < 150; ++i) document.floats.push_back(std::ldexp(1.0 + i / 7.0, i * 13 - 900));
   for (double special : {0.0, -0.0, 1.0, -2.5e-300, 1e21, 1e-7, -1.7976931348623157e308,
                          std::numeric_limits<double>::infinity(), std::nan("")}) {
     document.floats.push_back(special);
+  }
+  // Values repeated in turns, as a tuning table repeats its gains: printed again from
+  // what the writer remembers of them, and evicting each other there.
+  for (int i = 0; i < 600; ++i) {
+    document.floats.push_back(static_cast<float>(0.1 * (i % 211)) * (i % 2 == 0 ? 1 : -1));
   }
   document.text = "caf\xC3\xA9 \"quoted\"\n\xFF end" + std::string(300, 'x');
   document.plain = "data:text/json;base64," + std::string(400, 'A') + "\xC3\xA9\xFF";
@@ -150,6 +228,7 @@ TEST(JsonStreamTest, StreamedDocumentsPrintAsTheirTree) {
     ASSERT_EQ(TJsonWriter_open(&layout, &writer), TCOMMON_SUCCESS);
     const std::string expected = printTree(writer, document);
     EXPECT_EQ(printStream(writer, document), expected) << "flags " << layout.flags;
+    expectFloatsReadBack(expected, document);
     EXPECT_EQ(printPieces(writer, document), expected) << "flags " << layout.flags;
     uint64_t length = 0;
     TJsonWriter_length(writer, &length);

@@ -1034,15 +1034,16 @@ TEST_F(JsonTest, WriterIndentsAndReplacesInvalidUtf8) {
 }
 
 TEST_F(JsonTest, LongTextsEscapeEveryByteThatNeedsIt) {
-  // Long texts are checked eight bytes at a time: put each byte that needs escaping at
-  // every place of a word, and the bytes nearest to those that need none beside it.
+  // Long texts are checked in blocks of 64, 16 and 8 bytes: put each byte that needs
+  // escaping in every part of a block and in the tail, and the bytes nearest to those that
+  // need none beside it.
   const Pair escaped[] = {{"\"", "\\\""},      {"\\", "\\\\"},      {"\n", "\\n"},
                           {"\x01", "\\u0001"}, {"\x1F", "\\u001F"}, {" ", " "},
                           {"!", "!"},          {"#", "#"},          {"[", "["},
                           {"]", "]"},          {"\x7F", "\x7F"},    {"\xC3\xA9", "\xC3\xA9"}};
   const std::string base(300, 'x');
   for (const auto &[byte, printed] : escaped) {
-    for (size_t at : {size_t{0}, size_t{5}, size_t{7}, size_t{150}, size_t{298}}) {
+    for (size_t at : {0, 5, 7, 40, 63, 150, 255, 260, 298}) {
       const std::string text = base.substr(0, at) + byte + base.substr(at + 1);
       Tree value = make(TJSON_TYPE_STRING);
       ASSERT_OK(TJsonValue_assignAsStringLength(value.get(), text.data(), text.size()));

@@ -126,6 +126,9 @@ TCOMMON_API uint32_t TCommonTracer_print(TCommonTracer *tracer, uint32_t level, 
 /* Encodes length bytes into a new NUL-terminated text with '=' padding. data may be
  * NULL when length is 0 (the text is then empty). */
 TCOMMON_API uint32_t TCommonBase64_encode(const uint8_t *data, uint64_t length, char **text);
+/* Encodes length bytes into out, which holds (length + 2) / 3 * 4 + 1 bytes: the text with
+ * '=' padding and a NUL. Returns the length of the text. */
+TCOMMON_API uint64_t TCommonBase64_encodeInto(const uint8_t *data, uint64_t length, char *out);
 /* Decodes the first length bytes of text (never reads further, and stops at nothing
  * else: a NUL inside the range is malformed). ASCII white space is skipped, the final
  * '=' padding may be left out. Anything else outside the alphabet, padding in the

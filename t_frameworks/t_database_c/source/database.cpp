@@ -284,6 +284,9 @@ struct TDatabase {
   std::vector<void *> live;
   std::vector<void *> opened;
   std::vector<void *> scratch;
+  // Prints the settings documents; kept so that its buffer, once grown to a document's
+  // size, serves every later one without growing again.
+  Writer writer;
 
   TDatabase() = default;
   TDatabase(const TDatabase &) = delete;
@@ -305,14 +308,16 @@ namespace {
 // until use returns.
 template <typename Use>
 uint32_t withDocument(TDatabase *database, Use &&use) {
-  TJsonWriter *opened = nullptr;
-  uint32_t result = TJsonWriter_open(nullptr, &opened);
-  if (result != TCOMMON_SUCCESS) return fail(result, "cannot open a JSON writer");
-  const Writer writer(opened);
+  if (database->writer == nullptr) {
+    TJsonWriter *opened = nullptr;
+    const uint32_t result = TJsonWriter_open(nullptr, &opened);
+    if (result != TCOMMON_SUCCESS) return fail(result, "cannot open a JSON writer");
+    database->writer.reset(opened);
+  }
   const char *text = nullptr;
   uint64_t length = 0;
-  result =
-      tdatabase::writeSettings(catalogue().types, database->live.data(), opened, &text, &length);
+  const uint32_t result = tdatabase::writeSettings(catalogue().types, database->live.data(),
+                                                   database->writer.get(), &text, &length);
   if (result != TCOMMON_SUCCESS) {
     return fail(result, std::string("cannot print the settings: ") + TCommonError_text(result));
   }

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <limits>
 #include <new>
+#include <vector>
 
 #include "t_common.h"
 
@@ -192,51 +193,27 @@ uint32_t writeValue(const Field &field, const unsigned char *at, TJsonValue *val
 // streaming calls: the same text as a tree of the record would print, without a node per
 // number.
 
-constexpr size_t kPrintRun = 256;  // elements widened per writer call
-
-// count numbers of type T as elements of the open array, widened in runs for the writer.
+// count numbers of type T, one writer call each: a scalar, or the elements of a u64 array
+// (above INT64_MAX they print as unsigned). Other arrays of numbers go to printTable.
 template <typename T>
-uint32_t printElements(const unsigned char *at, size_t count, TJsonWriter *writer) {
-  using Wide = std::conditional_t<std::is_floating_point_v<T>, double, int64_t>;
-  Wide run[kPrintRun];
+uint32_t printNumbers(const unsigned char *at, size_t count, TJsonWriter *writer) {
   uint32_t result = TCOMMON_SUCCESS;
-  for (size_t first = 0; first < count && result == TCOMMON_SUCCESS; first += kPrintRun) {
-    const size_t length = std::min(kPrintRun, count - first);
-    for (size_t i = 0; i < length; ++i) {
-      run[i] = static_cast<Wide>(load<T>(at + (first + i) * sizeof(T)));
-    }
-    if constexpr (std::is_floating_point_v<T>) {
-      result = TJsonWriter_floats(writer, run, length);
+  for (size_t i = 0; i < count && result == TCOMMON_SUCCESS; ++i) {
+    const T value = load<T>(at + i * sizeof(T));
+    if constexpr (std::is_same_v<T, uint64_t>) {
+      result = TJsonWriter_unsigned(writer, value);
+    } else if constexpr (std::is_floating_point_v<T>) {
+      result = TJsonWriter_float(writer, value);
     } else {
-      result = TJsonWriter_integers(writer, run, length);
+      result = TJsonWriter_integer(writer, value);
     }
   }
   return result;
 }
 
-// count numbers of type T: one scalar, or the elements of the open array.
-template <typename T>
-uint32_t printNumbers(const unsigned char *at, size_t count, bool isElements, TJsonWriter *writer) {
-  if constexpr (std::is_same_v<T, uint64_t>) {
-    // Above INT64_MAX they print as unsigned: one at a time.
-    uint32_t result = TCOMMON_SUCCESS;
-    for (size_t i = 0; i < count && result == TCOMMON_SUCCESS; ++i) {
-      result = TJsonWriter_unsigned(writer, load<T>(at + i * sizeof(T)));
-    }
-    return result;
-  } else if (isElements) {
-    return printElements<T>(at, count, writer);
-  } else if constexpr (std::is_floating_point_v<T>) {
-    return TJsonWriter_float(writer, load<T>(at));
-  } else {
-    return TJsonWriter_integer(writer, load<T>(at));
-  }
-}
-
-// count consecutive scalars of a number or Bool field: one value, or (isElements) the
-// elements of the open array.
-uint32_t printScalars(Kind kind, const unsigned char *at, size_t count, bool isElements,
-                      TJsonWriter *writer) {
+// count consecutive scalars of a number or Bool field: one value, or the elements of the
+// open array.
+uint32_t printScalars(Kind kind, const unsigned char *at, size_t count, TJsonWriter *writer) {
   if (kind == Kind::Bool) {
     uint32_t result = TCOMMON_SUCCESS;
     for (size_t i = 0; i < count && result == TCOMMON_SUCCESS; ++i) {
@@ -244,12 +221,35 @@ uint32_t printScalars(Kind kind, const unsigned char *at, size_t count, bool isE
     }
     return result;
   }
-  return withNumberType(
-      kind, [&](auto zero) { return printNumbers<decltype(zero)>(at, count, isElements, writer); });
+  return withNumberType(kind,
+                        [&](auto zero) { return printNumbers<decltype(zero)>(at, count, writer); });
+}
+
+// A whole array, table or cube of numbers of type T in one writer call, widened first.
+template <typename T>
+uint32_t printTable(const Field &field, const unsigned char *at, uint32_t dimensions,
+                    TJsonWriter *writer) {
+  using Wide = std::conditional_t<std::is_floating_point_v<T>, double, int64_t>;
+  // Kept by the thread: a cube of a few thousand elements is widened on every print.
+  thread_local std::vector<Wide> widened;
+  const size_t count = elementsFrom(field, 0);
+  if (widened.size() < count) widened.resize(count);  // grows only: no zero-filling each time
+  for (size_t i = 0; i < count; ++i) widened[i] = static_cast<Wide>(load<T>(at + i * sizeof(T)));
+  if constexpr (std::is_floating_point_v<T>) {
+    return TJsonWriter_floatTable(writer, widened.data(), field.shape, dimensions);
+  } else {
+    return TJsonWriter_integerTable(writer, widened.data(), field.shape, dimensions);
+  }
 }
 
 uint32_t printValue(const Field &field, const unsigned char *at, uint32_t dimension,
                     uint32_t dimensions, TJsonWriter *writer) {
+  if (dimension == 0 && dimensions != 0 && field.kind != Kind::Bool && field.kind != Kind::Text &&
+      field.kind != Kind::Group && field.kind != Kind::U64) {
+    return withNumberType(field.kind, [&](auto zero) {
+      return printTable<decltype(zero)>(field, at, dimensions, writer);
+    });
+  }
   if (dimension == dimensions) {
     if (field.kind == Kind::Group) {
       uint32_t result = TJsonWriter_startObject(writer);
@@ -260,12 +260,12 @@ uint32_t printValue(const Field &field, const unsigned char *at, uint32_t dimens
       const auto *text = reinterpret_cast<const char *>(at);
       return TJsonWriter_string(writer, text, strnlen(text, field.shape[0]));
     }
-    return printScalars(field.kind, at, 1, false, writer);
+    return printScalars(field.kind, at, 1, writer);
   }
   uint32_t result = TJsonWriter_startArray(writer);
   const uint32_t count = field.shape[dimension];
   if (dimension + 1 == dimensions && field.kind != Kind::Group) {
-    if (result == TCOMMON_SUCCESS) result = printScalars(field.kind, at, count, true, writer);
+    if (result == TCOMMON_SUCCESS) result = printScalars(field.kind, at, count, writer);
   } else {
     const size_t stride = field.elementSize * elementsFrom(field, dimension + 1);
     for (uint32_t i = 0; i < count && result == TCOMMON_SUCCESS; ++i) {

@@ -175,6 +175,13 @@ TJSON_API uint32_t TJsonWriter_value(TJsonWriter *writer, const TJsonValue *valu
  * fraction of the calls. */
 TJSON_API uint32_t TJsonWriter_integers(TJsonWriter *writer, const int64_t *values, uint64_t count);
 TJSON_API uint32_t TJsonWriter_floats(TJsonWriter *writer, const double *values, uint64_t count);
+/* A table of numbers as the next value: nested arrays shape[0] x shape[1] x ... (dimensions
+ * of them, at least one) of the values in row-major order, the last dimension innermost;
+ * the same text as TJsonWriter_startArray, _integers or _floats per row and _endArray. */
+TJSON_API uint32_t TJsonWriter_integerTable(TJsonWriter *writer, const int64_t *values,
+                                            const uint32_t *shape, uint32_t dimensions);
+TJSON_API uint32_t TJsonWriter_floatTable(TJsonWriter *writer, const double *values,
+                                          const uint32_t *shape, uint32_t dimensions);
 TJSON_API uint32_t TJsonWriter_end(TJsonWriter *writer, const char **text);
 
 /* ---- Values: life cycle and shape ----------------------------------------------------- */
@@ -269,6 +276,10 @@ TJSON_API uint32_t TJsonValue_assignAsString(TJsonValue *value, const char *text
 /* Copies length bytes (a NUL among them ends the text as asString sees it). */
 TJSON_API uint32_t TJsonValue_assignAsStringLength(TJsonValue *value, const char *text,
                                                    uint64_t length);
+/* Makes value a string of length bytes and hands out where they go: the caller writes them
+ * at *text (followed by a NUL the value already holds) before anything else changes the
+ * value. Saves a copy of long texts built in place (encoded files). */
+TJSON_API uint32_t TJsonValue_assignAsStringSpace(TJsonValue *value, uint64_t length, char **text);
 
 /* Elements first to first + count - 1 of an array become these numbers, as TJsonValue_item
  * and an assignment each would make them: the array grows with null up to there, and an

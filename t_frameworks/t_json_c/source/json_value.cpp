@@ -580,6 +580,27 @@ uint32_t TJsonValue_assignAsStringLength(TJsonValue *value, const char *text, ui
   });
 }
 
+uint32_t TJsonValue_assignAsStringSpace(TJsonValue *value, uint64_t length, char **text) {
+  if (text != nullptr) *text = nullptr;
+  if (value == nullptr || text == nullptr || length > tjson::Text::kMaximumLength) {
+    return TCOMMON_INVALID_ARGUMENT;
+  }
+  return guarded([&] {
+    // Allocated first, so that a failure leaves the value as it was.
+    tjson::Text space;
+    space.init();
+    if (length >= tjson::Text::kLocalCapacity) space.heap = new char[length + 1];
+    space.length = static_cast<uint32_t>(length);
+    char *bytes = length >= tjson::Text::kLocalCapacity ? space.heap : space.local;
+    std::memset(bytes, 0, length < tjson::Text::kLocalCapacity ? length + 1 : 0);
+    bytes[length] = '\0';
+    changeType(value, TJSON_TYPE_STRING);
+    value->string = space;
+    *text = length >= tjson::Text::kLocalCapacity ? value->string.heap : value->string.local;
+    return TCOMMON_SUCCESS;
+  });
+}
+
 uint32_t TJsonValue_addValueToArray(TJsonValue *array, TJsonValue *element) {
   if (array == nullptr) return TCOMMON_INVALID_ARGUMENT;
   if (element == nullptr) return appendNew(array, TJSON_TYPE_NULL, [](Node *) {});

@@ -3,6 +3,7 @@
 #include <rapidjson/writer.h>
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <charconv>
 #include <cmath>
@@ -42,6 +43,60 @@ constexpr size_t kLongText = 256;
 constexpr uint64_t kNumberRun = 64;   // numbers printed per writer call
 constexpr size_t kWidestNumber = 48;  // bytes of the longest number text, with its comma
 
+// The texts of 0 to 9 999, each as the bytes of one word in memory order (as memcpy
+// stores it), the digits first and zero bytes after them: "7" is '7' 0 0 0.
+constexpr std::array<uint32_t, 10000> makeShortIntegers() {
+  std::array<uint32_t, 10000> texts{};
+  for (uint32_t value = 0; value < 10000; ++value) {
+    char digits[4] = {};
+    const unsigned length = 1u + (value >= 10) + (value >= 100) + (value >= 1000);
+    for (unsigned i = 0, rest = value; i < length; ++i, rest /= 10) {
+      digits[length - 1 - i] = static_cast<char>('0' + rest % 10);
+    }
+    uint32_t word = 0;
+    for (unsigned i = 0; i < 4; ++i) {
+      const uint32_t byte = static_cast<unsigned char>(digits[i]);
+      word |= std::endian::native == std::endian::little ? byte << (8 * i) : byte << (24 - 8 * i);
+    }
+    texts[value] = word;
+  }
+  return texts;
+}
+constexpr std::array<uint32_t, 10000> kShortIntegers = makeShortIntegers();
+
+// The text of value, as rapidjson::internal::u64toa prints it, into out (which has room
+// for 4 bytes more than the text). Numbers below 10 000, most of a tuning record's, are
+// one table word, stored whole; its length is where its zero bytes begin.
+inline char *writeUnsigned(char *out, uint64_t value) {
+  if (value >= 10000) return rapidjson::internal::u64toa(value, out);
+  const uint32_t text = kShortIntegers[value];
+  std::memcpy(out, &text, 4);
+  // Never zero: the first byte is a digit.
+  const int zeroBits =
+      std::endian::native == std::endian::little ? __builtin_clz(text) : __builtin_ctz(text);
+  return out + 4 - zeroBits / 8;
+}
+
+// The text of value, as rapidjson::internal::i64toa prints it; room as for writeUnsigned.
+inline char *writeInteger(char *out, int64_t value) {
+  if (value < 0) {
+    *out++ = '-';
+    return writeUnsigned(out, 0 - static_cast<uint64_t>(value));
+  }
+  return writeUnsigned(out, static_cast<uint64_t>(value));
+}
+
+// Texts of recently printed doubles that need the full shortest-digits search. A tuning
+// database repeats a few hundred values (a curve's constant tail, a table of one gain)
+// across thousands of entries; each thread keeps the last text per slot.
+struct DoubleText {
+  uint64_t bits;  // never 0: zero is printed before the cache is asked
+  char text[24];  // the longest layout ("0.00000" and 17 digits) has 24 bytes
+  uint8_t length;
+};
+constexpr unsigned kDoubleTextBits = 9;
+thread_local DoubleText tDoubleTexts[1u << kDoubleTextBits];
+
 // A finite double laid out as RapidJSON lays it out ("1.0", "100.0", "1e22", "2.5e-7",
 // "-0.0"), with the digits of std::to_chars: the fewest that read back to the same double
 // and, among those, the nearest. RapidJSON's own digit generation sometimes picks a
@@ -59,13 +114,22 @@ char *shortestDouble(char *out, double number) {
   }
   // Whole numbers and halves, most of the values of a tuning record (1.0, 8.0, 5.5), are
   // exact in decimal with at most 16 digits, and then that text is the shortest.
+  // (Converted to an integer and back rather than truncated: without SSE4.1 std::trunc is a
+  // call.)
   const double twice = number * 2;  // exact
-  if (number < 0x1p50 && twice == std::trunc(twice)) {
+  if (number < 0x1p50 && static_cast<double>(static_cast<int64_t>(twice)) == twice) {
     const auto halves = static_cast<uint64_t>(twice);
-    out = rapidjson::internal::u64toa(halves / 2, out);
+    out = writeUnsigned(out, halves / 2);
     *out++ = '.';
     *out++ = (halves & 1) != 0 ? '5' : '0';
     return out;
+  }
+  uint64_t bits = 0;
+  std::memcpy(&bits, &number, sizeof bits);
+  DoubleText &known = tDoubleTexts[(bits * 0x9E3779B97F4A7C15u) >> (64 - kDoubleTextBits)];
+  if (known.bits == bits) {
+    std::memcpy(out, known.text, sizeof known.text);
+    return out + known.length;
   }
   // d[.ddd]e(+|-)xx
   char scientific[32];
@@ -82,7 +146,13 @@ char *shortestDouble(char *out, double number) {
   if (*p == '+') ++p;
   int exponent = 0;
   std::from_chars(p, end, exponent);
-  return rapidjson::internal::Prettify(out, length, exponent - (length - 1), 324);
+  char *const laidOut = rapidjson::internal::Prettify(out, length, exponent - (length - 1), 324);
+  if (laidOut - out <= static_cast<ptrdiff_t>(sizeof known.text)) {
+    known.bits = bits;
+    known.length = static_cast<uint8_t>(laidOut - out);
+    std::memcpy(known.text, out, known.length);
+  }
+  return laidOut;
 }
 
 // True when a JSON string holds the bytes as they are: no control byte, quote or
@@ -119,12 +189,20 @@ bool isPlainAscii(const char *text, size_t length) {
   const __m128i space = _mm_set1_epi8(0x20);
   const __m128i quote = _mm_set1_epi8('"');
   const __m128i backslash = _mm_set1_epi8('\\');
+  const auto escaped = [&](size_t at) {
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i *>(text + at));
+    return _mm_or_si128(
+        _mm_cmplt_epi8(bytes, space),
+        _mm_or_si128(_mm_cmpeq_epi8(bytes, quote), _mm_cmpeq_epi8(bytes, backslash)));
+  };
+  // Long texts (a data URI of a whole document) four blocks per test.
+  for (; i + 64 <= length; i += 64) {
+    const __m128i any = _mm_or_si128(_mm_or_si128(escaped(i), escaped(i + 16)),
+                                     _mm_or_si128(escaped(i + 32), escaped(i + 48)));
+    if (_mm_movemask_epi8(any) != 0) return false;
+  }
   for (; i + 16 <= length; i += 16) {
-    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i *>(text + i));
-    const __m128i escaped =
-        _mm_or_si128(_mm_cmplt_epi8(bytes, space),
-                     _mm_or_si128(_mm_cmpeq_epi8(bytes, quote), _mm_cmpeq_epi8(bytes, backslash)));
-    if (_mm_movemask_epi8(escaped) != 0) return false;
+    if (_mm_movemask_epi8(escaped(i)) != 0) return false;
   }
 #endif
   for (; i < length; ++i) {
@@ -591,14 +669,36 @@ uint32_t TJsonWriter_string(TJsonWriter *writer, const char *text, uint64_t leng
 
 namespace {
 
+// Whether elements may come next: an array is open.
+bool acceptsElements(const TJsonWriter *writer) {
+  return writer != nullptr && writer->isStreaming && !writer->expected.empty() &&
+         writer->expected.back() == TJsonWriter::kExpectElement;
+}
+
+// count numbers printed straight into the buffer, each after a comma: the elements that
+// follow the first of an array.
+template <typename Number, typename Format>
+void appendNumbers(Buffer &buffer, const Number *values, uint64_t count, Format &format) {
+  for (uint64_t done = 0; done < count;) {
+    const uint64_t run = std::min(count - done, kNumberRun);
+    char *const start = buffer.Push(run * kWidestNumber);
+    char *end = start;
+    for (uint64_t i = 0; i < run; ++i) {
+      *end++ = ',';
+      end = format(end, values[done + i]);
+    }
+    buffer.Pop(static_cast<size_t>(run * kWidestNumber - (end - start)));
+    done += run;
+  }
+}
+
 // Elements of the open array. A compact document gets them printed straight into the
 // buffer, without a writer call per number; a pretty one element by element, for the
 // layout.
 template <typename Number, typename Format, typename Print>
 uint32_t streamElements(TJsonWriter *writer, const Number *values, uint64_t count, Format &&format,
                         Print &&print) {
-  if (writer == nullptr || (values == nullptr && count != 0) || !writer->isStreaming ||
-      writer->expected.empty() || writer->expected.back() != TJsonWriter::kExpectElement) {
+  if (!acceptsElements(writer) || (values == nullptr && count != 0)) {
     return TCOMMON_INVALID_ARGUMENT;
   }
   if (count == 0) return TCOMMON_SUCCESS;
@@ -613,17 +713,72 @@ uint32_t streamElements(TJsonWriter *writer, const Number *values, uint64_t coun
     char first[kWidestNumber];
     char *end = format(first, values[0]);
     writer->compact.RawValue(first, static_cast<size_t>(end - first), rapidjson::kNumberType);
-    for (uint64_t done = 1; done < count;) {
-      const uint64_t run = std::min(count - done, kNumberRun);
-      char *const start = writer->buffer.Push(run * kWidestNumber);
-      end = start;
-      for (uint64_t i = 0; i < run; ++i) {
-        *end++ = ',';
-        end = format(end, values[done + i]);
-      }
-      writer->buffer.Pop(static_cast<size_t>(run * kWidestNumber - (end - start)));
-      done += run;
+    appendNumbers(writer->buffer, values + 1, count - 1, format);
+    return TCOMMON_SUCCESS;
+  } catch (const std::bad_alloc &) {
+    writer->isStreaming = false;
+    return TCOMMON_NO_MEMORY;
+  }
+}
+
+// The rows below dimension of a table, straight into the buffer: "[1,2],[3,4]" for the
+// last two dimensions of a 2 x 2 table, "1,2" for the last one. Returns the values after
+// them.
+template <typename Number, typename Format>
+const Number *appendRows(Buffer &buffer, const Number *values, const uint32_t *shape,
+                         uint32_t dimensions, Format &format) {
+  const uint32_t count = shape[0];
+  if (dimensions == 1) {
+    if (count == 0) return values;
+    char *const start = buffer.Push(kWidestNumber);
+    buffer.Pop(static_cast<size_t>(kWidestNumber - (format(start, values[0]) - start)));
+    appendNumbers(buffer, values + 1, count - 1, format);
+    return values + count;
+  }
+  for (uint32_t i = 0; i < count; ++i) {
+    char *open = buffer.Push(i == 0 ? 1 : 2);
+    if (i != 0) *open++ = ',';
+    *open = '[';
+    values = appendRows(buffer, values, shape + 1, dimensions - 1, format);
+    *buffer.Push(1) = ']';
+  }
+  return values;
+}
+
+// The same table through the writer, value by value, for the layout of a pretty document.
+template <typename Output, typename Number, typename Print>
+const Number *printRows(Output &output, const Number *values, const uint32_t *shape,
+                        uint32_t dimensions, Print &print) {
+  output.StartArray();
+  for (uint32_t i = 0; i < shape[0]; ++i) {
+    if (dimensions == 1) {
+      print(output, *values++);
+    } else {
+      values = printRows(output, values, shape + 1, dimensions - 1, print);
     }
+  }
+  output.EndArray();
+  return values;
+}
+
+// A table of numbers as the next value: nested arrays, shape[0] outermost.
+template <typename Number, typename Format, typename Print>
+uint32_t streamTable(TJsonWriter *writer, const Number *values, const uint32_t *shape,
+                     uint32_t dimensions, Format &&format, Print &&print) {
+  if (writer == nullptr || shape == nullptr || dimensions == 0) return TCOMMON_INVALID_ARGUMENT;
+  uint64_t count = 1;
+  for (uint32_t d = 0; d < dimensions; ++d) count *= shape[d];
+  if (values == nullptr && count != 0) return TCOMMON_INVALID_ARGUMENT;
+  if (!acceptValue(writer)) return TCOMMON_INVALID_ARGUMENT;
+  if (writer->indent > 0) {
+    return streamed(writer,
+                    [&](auto &output) { printRows(output, values, shape, dimensions, print); });
+  }
+  try {
+    // The writer places the separator and the outer brackets; the rows lie between them.
+    writer->compact.StartArray();
+    appendRows(writer->buffer, values, shape, dimensions, format);
+    writer->compact.EndArray();
     return TCOMMON_SUCCESS;
   } catch (const std::bad_alloc &) {
     writer->isStreaming = false;
@@ -637,14 +792,29 @@ extern "C" {
 
 uint32_t TJsonWriter_integers(TJsonWriter *writer, const int64_t *values, uint64_t count) {
   return streamElements(
-      writer, values, count,
-      [](char *out, int64_t value) { return rapidjson::internal::i64toa(value, out); },
+      writer, values, count, [](char *out, int64_t value) { return writeInteger(out, value); },
       [](auto &output, int64_t value) { output.Int64(value); });
 }
 
 uint32_t TJsonWriter_floats(TJsonWriter *writer, const double *values, uint64_t count) {
   return streamElements(
       writer, values, count,
+      [writer](char *out, double value) { return writer->formatDouble(out, value); },
+      [writer](auto &output, double value) { writer->emitDouble(output, value); });
+}
+
+uint32_t TJsonWriter_integerTable(TJsonWriter *writer, const int64_t *values, const uint32_t *shape,
+                                  uint32_t dimensions) {
+  return streamTable(
+      writer, values, shape, dimensions,
+      [](char *out, int64_t value) { return writeInteger(out, value); },
+      [](auto &output, int64_t value) { output.Int64(value); });
+}
+
+uint32_t TJsonWriter_floatTable(TJsonWriter *writer, const double *values, const uint32_t *shape,
+                                uint32_t dimensions) {
+  return streamTable(
+      writer, values, shape, dimensions,
       [writer](char *out, double value) { return writer->formatDouble(out, value); },
       [writer](auto &output, double value) { writer->emitDouble(output, value); });
 }

@@ -67,25 +67,19 @@ uint32_t writeFiles(TJsonValue *current, uint64_t *count, TCommonBuffer **buffer
   return TCOMMON_SUCCESS;
 }
 
+// The file as a data URI, encoded straight into the value's text.
 uint32_t readFile(TJsonValue *slot, const TCommonBuffer &buffer, const char *mime) {
-  char *encoded = nullptr;
-  uint32_t code = TCommonBase64_encode(buffer.data, buffer.length, &encoded);
-  if (code != TCOMMON_SUCCESS) return code;
   char header[kDataUriHeaderCapacity] = {};
   snprintf(header, kDataUriHeaderCapacity - 1, "data:%s;base64,", mime != nullptr ? mime : "");
   const size_t headerLength = strlen(header);
-  const size_t encodedLength = (buffer.length + 2) / 3 * 4;  // what the encoder wrote
-  char *uri = static_cast<char *>(malloc(headerLength + encodedLength + 1));
-  if (uri == nullptr) {
-    free(encoded);
-    return TCOMMON_NO_MEMORY;
-  }
+  if (buffer.data == nullptr && buffer.length != 0) return TCOMMON_INVALID_ARGUMENT;
+  const uint64_t encodedLength = (buffer.length + 2) / 3 * 4;
+  char *uri = nullptr;
+  const uint32_t code = TJsonValue_assignAsStringSpace(slot, headerLength + encodedLength, &uri);
+  if (code != TCOMMON_SUCCESS) return code;
   memcpy(uri, header, headerLength);
-  memcpy(uri + headerLength, encoded, encodedLength + 1);
-  free(encoded);
-  code = TJsonValue_assignAsStringLength(slot, uri, headerLength + encodedLength);
-  free(uri);
-  return code;
+  TCommonBase64_encodeInto(buffer.data, buffer.length, uri + headerLength);
+  return TCOMMON_SUCCESS;
 }
 
 uint32_t readFiles(TJsonValue *current, uint64_t count, const TCommonBuffer *buffers,

@@ -41,8 +41,7 @@ uint32_t before(TShell *shell, void *record) {
     SHELL_TRACE(code);
     return code;
   }
-  document->length = strlen(reinterpret_cast<const char *>(document->data));
-  document->isFilled = 1;
+  // The serialiser has set the length and marked the buffer filled.
   return TCOMMON_SUCCESS;
 }
 
