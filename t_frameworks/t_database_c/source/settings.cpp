@@ -77,6 +77,7 @@ class DocumentApplier {
   template <typename Step>
   static void guarded(void *context, Step &&step) {
     DocumentApplier &applier = of(context);
+    applier.endRun();
     if (applier.state_ == State::Settled) return;
     try {
       step(applier);
@@ -187,6 +188,7 @@ class DocumentApplier {
         array.at = slot.at;
         array.stride = fieldStride(field, slot.dimension);
         levels_.push_back(array);
+        beginRun();
         return;
       }
       result = refuseNotArray(fieldError_, TJSON_TYPE_OBJECT);
@@ -326,43 +328,70 @@ class DocumentApplier {
   static void onScalar(void *context, TJsonValue *value) {
     guarded(context, [value](DocumentApplier &applier) { applier.scalar(value); });
   }
-  // The innermost array level that the next element fills, while it has room and nothing
-  // was refused: where most numbers of a document go. nullptr otherwise.
-  unsigned char *nextElement() {
-    if (state_ != State::Applying) return nullptr;
+  // The elements of the innermost array that the next numbers fill, while it has room and
+  // nothing was refused: where most numbers of a document go. They are stored here, one
+  // check of their kind each, and the array's count catches up when any other event comes
+  // (guarded ends the run).
+  struct Run {
+    unsigned char *at = nullptr;  // the next element
+    uint32_t left = 0;            // elements still to fill
+    uint32_t taken = 0;           // stored since the run began
+    size_t stride = 0;
+    tdatabase::Kind kind = tdatabase::Kind::Bool;
+  };
+  Run run_;
+
+  void beginRun() {
+    run_.left = 0;
+    if (state_ != State::Applying) return;
     const Level &level = levels_.back();
-    if (level.kind != Kind::Array || level.dimension + 1 != level.dimensions ||
-        level.count >= level.field->shape[level.dimension]) {
-      return nullptr;
-    }
-    return level.at + level.count * level.stride;
+    const uint32_t shape = level.kind == Kind::Array ? level.field->shape[level.dimension] : 0;
+    if (level.dimension + 1 != level.dimensions || level.count >= shape) return;
+    run_.at = level.at + level.count * level.stride;
+    run_.left = shape - level.count;
+    run_.stride = level.stride;
+    run_.kind = level.field->kind;
+  }
+  void endRun() {
+    if (run_.taken != 0) levels_.back().count += run_.taken;
+    run_.taken = 0;
+    run_.left = 0;
   }
 
   // Numbers, most of a document, come as they were read, without a node; an element of an
   // array that its field takes as it is is stored at once, anything else goes through
   // apply as a scalar would.
   static void onInteger(void *context, int64_t value) {
-    onNumber(context, value, TJSON_TYPE_INTEGER, storeIntegerIfAccepted, applyInteger);
+    DocumentApplier &self = of(context);
+    Run &run = self.run_;
+    if (run.left != 0 && storeIntegerIfAccepted(run.kind, value, run.at)) {
+      run.at += run.stride;
+      --run.left;
+      ++run.taken;
+      return;
+    }
+    onNumber(context, value, TJSON_TYPE_INTEGER, applyInteger);
   }
   static void onReal(void *context, double value) {
-    onNumber(context, value, TJSON_TYPE_FLOAT, storeDoubleIfAccepted, applyDouble);
+    DocumentApplier &self = of(context);
+    Run &run = self.run_;
+    if (run.left != 0 && storeDoubleIfAccepted(run.kind, value, run.at)) {
+      run.at += run.stride;
+      --run.left;
+      ++run.taken;
+      return;
+    }
+    onNumber(context, value, TJSON_TYPE_FLOAT, applyDouble);
   }
   template <typename Number>
   static void onNumber(void *context, Number value, uint8_t type,
-                       bool (*store)(tdatabase::Kind, Number, unsigned char *),
                        uint32_t (*applyNumber)(const Field &, Number, unsigned char *,
                                                FieldError &)) {
-    DocumentApplier &self = of(context);
-    if (unsigned char *at = self.nextElement()) {
-      if (store(self.levels_.back().field->kind, value, at)) {
-        ++self.levels_.back().count;
-        return;
-      }
-    }
     guarded(context, [value, type, applyNumber](DocumentApplier &applier) {
       applier.apply(type, [&applier, value, applyNumber](const Field &field, unsigned char *at) {
         return applyNumber(field, value, at, applier.fieldError_);
       });
+      applier.beginRun();
     });
   }
   static const TJsonNumberEvents kNumberEvents;
