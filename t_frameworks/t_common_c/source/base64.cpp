@@ -2,6 +2,10 @@
 #include <cstdlib>
 #include <cstring>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "t_common.h"
 
 namespace {
@@ -34,6 +38,63 @@ constexpr std::array<char, 2 * 4096> makePairTable() {
 }
 
 constexpr std::array<char, 2 * 4096> kPairs = makePairTable();
+
+// Decodes whole blocks of 16 alphabet characters into 12 bytes each, from text up to
+// length, and stops before the first block holding anything else (white space, padding, a
+// bad character), which the caller reads one character at a time. Writes 13 bytes per block
+// (the last one is overwritten by the next block or lies in the caller's slack). Returns the
+// characters read.
+size_t decodeBlocks(const char *text, size_t length, uint8_t *&p) {
+  size_t i = 0;
+#if defined(__SSE2__)
+  const auto above = [](__m128i c, char low) { return _mm_cmpgt_epi8(c, _mm_set1_epi8(low)); };
+  const auto below = [](__m128i c, char high) { return _mm_cmplt_epi8(c, _mm_set1_epi8(high)); };
+  const auto within = [&](__m128i c, char first, char last) {
+    return _mm_and_si128(above(c, static_cast<char>(first - 1)),
+                         below(c, static_cast<char>(last + 1)));
+  };
+  for (; i + 16 <= length; i += 16) {
+    const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i *>(text + i));
+    // Bytes above 0x7F compare as negative and fall in no range.
+    const __m128i upper = within(c, 'A', 'Z');
+    const __m128i lower = within(c, 'a', 'z');
+    const __m128i digit = within(c, '0', '9');
+    const __m128i plus = _mm_cmpeq_epi8(c, _mm_set1_epi8('+'));
+    const __m128i slash = _mm_cmpeq_epi8(c, _mm_set1_epi8('/'));
+    const __m128i valid =
+        _mm_or_si128(_mm_or_si128(upper, lower), _mm_or_si128(digit, _mm_or_si128(plus, slash)));
+    if (_mm_movemask_epi8(valid) != 0xFFFF) break;
+    // Each character plus the offset of its range: A-Z to 0-25, a-z to 26-51, 0-9 to 52-61,
+    // '+' to 62, '/' to 63.
+    const __m128i offset =
+        _mm_or_si128(_mm_or_si128(_mm_and_si128(upper, _mm_set1_epi8(-'A')),
+                                  _mm_and_si128(lower, _mm_set1_epi8(26 - 'a'))),
+                     _mm_or_si128(_mm_and_si128(digit, _mm_set1_epi8(52 - '0')),
+                                  _mm_or_si128(_mm_and_si128(plus, _mm_set1_epi8(62 - '+')),
+                                               _mm_and_si128(slash, _mm_set1_epi8(63 - '/')))));
+    const __m128i v = _mm_add_epi8(c, offset);
+    // Per group of four (one 32-bit lane, first character lowest): its 24 bits.
+    const __m128i bits =
+        _mm_or_si128(_mm_or_si128(_mm_slli_epi32(_mm_and_si128(v, _mm_set1_epi32(0x000000FF)), 18),
+                                  _mm_slli_epi32(_mm_and_si128(v, _mm_set1_epi32(0x0000FF00)), 4)),
+                     _mm_or_si128(_mm_srli_epi32(_mm_and_si128(v, _mm_set1_epi32(0x00FF0000)), 10),
+                                  _mm_srli_epi32(v, 24)));
+    uint32_t groups[4];
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(groups), bits);
+    for (const uint32_t group : groups) {
+      // The three bytes, most significant first, and one more that the next overwrites.
+      const uint32_t bytes = __builtin_bswap32(group << 8);
+      std::memcpy(p, &bytes, 4);
+      p += 3;
+    }
+  }
+#else
+  (void)text;
+  (void)length;
+  (void)p;
+#endif
+  return i;
+}
 
 uint32_t malformed(uint8_t *output, uint8_t **data, uint64_t *decoded) {
   std::free(output);
@@ -90,8 +151,10 @@ extern "C" TCOMMON_API uint32_t TCommonBase64_decode(const char *text, uint64_t 
   uint32_t group = 0;
   unsigned count = 0;    // characters in the current group
   unsigned padding = 0;  // '=' seen so far; once non-zero only padding and space may follow
-  for (uint64_t i = 0; i < length; ++i) {
-    // Whole groups of four alphabet characters, the bulk of any text, in one step.
+  // Whole blocks of 16 alphabet characters, the bulk of any long text, at once; the rest
+  // one character or group at a time.
+  for (uint64_t i = decodeBlocks(text, length, p); i < length; ++i) {
+    // Whole groups of four alphabet characters in one step.
     while (count == 0 && i + 4 <= length) {
       const uint8_t a = kDecode[static_cast<unsigned char>(text[i])];
       const uint8_t b = kDecode[static_cast<unsigned char>(text[i + 1])];
