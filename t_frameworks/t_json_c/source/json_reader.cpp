@@ -563,11 +563,12 @@ class Walker : public NumberEvents<Walker> {
 
   // Most of a long document is arrays of numbers. Right after an array opens, the stream
   // stands at its '[' (RapidJSON steps over it when this returns); every element here that
-  // is a number of a common form followed by a comma and the start of another number is
-  // read and handed over at once, without RapidJSON's state machine for each token. The
-  // stream is left on the last comma, so that RapidJSON reads on from the next element as
-  // it would have; anything else, the last element and every error included, is still
-  // RapidJSON's to read and report, at the same offsets.
+  // is a number of a common form followed by a comma and the start of another number, or
+  // by the closing ']', is read and handed over at once, without RapidJSON's state machine
+  // for each token. The stream is left on the last comma (or the last number's last
+  // character), so that RapidJSON reads on from the next element (or the ']') as it would
+  // have; anything else, every error included, is still RapidJSON's to read and report, at
+  // the same offsets.
   void readNumberRun() {
     auto *source = const_cast<rapidjson::InsituStringStream *>(stream);
     const char *p = source->src_ + 1;
@@ -576,14 +577,16 @@ class Walker : public NumberEvents<Walker> {
       int64_t integer = 0;
       double real = 0.0;
       bool isReal = false;
-      const char *q = simpleNumber(p, &integer, &real, &isReal);
-      if (q == nullptr) return;
+      const char *end = simpleNumber(p, &integer, &real, &isReal);
+      if (end == nullptr) return;
+      const char *q = end;
       if (*q != ',') {
         while (isSpace(*q)) ++q;
-        if (*q != ',') return;
+        if (*q != ',' && *q != ']') return;
       }
+      const bool isLast = *q == ']';
       const char *comma = q++;
-      if (static_cast<unsigned>(*q - '0') > 9u && *q != '-') {
+      if (!isLast && static_cast<unsigned>(*q - '0') > 9u && *q != '-') {
         while (isSpace(*q)) ++q;
         if (!isDigit(*q) && *q != '-') return;
       }
@@ -591,6 +594,12 @@ class Walker : public NumberEvents<Walker> {
         realEvent_(context_, real);
       } else {
         integerEvent_(context_, integer);
+      }
+      if (isLast) {
+        // On the number's last character: RapidJSON steps to what follows and closes the
+        // array there, as it would have after the element.
+        source->src_ = const_cast<char *>(end - 1);
+        return;
       }
       source->src_ = const_cast<char *>(comma);
       p = q;
