@@ -205,6 +205,10 @@ TEST(Settings, RefusedDocumentsChangeNothing) {
       {R"({"T":{"matrix":[[1,2,3],[4,5]]}})", "T.matrix[1]: expected 3 elements, found 2"},
       {R"({"T":{"cube":[[[0,0,0],[0,0,0]],[[0,0,0],[0,true,0]]]}})",
        "T.cube[1][1][1]: expected a number, found a boolean"},
+      // Inside runs of numbers: the place of the refused element is counted on.
+      {R"({"T":{"matrix":[[1,2,3],[4,-1,6]]}})", "T.matrix[1][1]: -1 is out of range for u64"},
+      {R"({"T":{"cube":[[[1,2,3],[4,5,6]],[[7,8,9],[1,2.5,1e39]]]}})",
+       "T.cube[1][1][2]: 1e+39 is out of range for f32"},
       {R"({"T":{"best":[]}})", "T.best: expected an object, found an array"},
       {R"({"T":{"rows":[{"corner":{"x":1,"z":2}},{},{}]}})", "T.rows[0].corner.z: unknown field"},
       {R"({"T":null})", "T: expected an object, found null"},

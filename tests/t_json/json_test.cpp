@@ -206,9 +206,21 @@ TEST_F(JsonTest, WalksHandNumbersOverTypedOrAsNodesAlike) {
     WalkTranscript::of(c).addNumber(TJSON_TYPE_INTEGER, v);
   };
   const auto real = [](void *c, double v) { WalkTranscript::of(c).addNumber(TJSON_TYPE_FLOAT, v); };
-  const TJsonNumberEvents both{integer, real}, onlyIntegers{integer, nullptr},
-      onlyDoubles{nullptr, real};
+  const auto integers = [](void *c, const int64_t *values, uint64_t count) {
+    EXPECT_GT(count, 0u);
+    for (uint64_t i = 0; i < count; ++i)
+      WalkTranscript::of(c).addNumber(TJSON_TYPE_INTEGER, values[i]);
+  };
+  const TJsonNumberEvents both{integer, real, nullptr}, batched{integer, real, integers},
+      onlyIntegers{integer, nullptr, integers}, onlyDoubles{nullptr, real, nullptr};
+  // More integers in a row than are handed over at once, a double among them.
+  std::string longRun = "[";
+  for (int i = 0; i < 150; ++i) {
+    longRun += (i != 0 ? "," : "") + std::to_string(i * 37 - 2000) + (i == 70 ? ".5" : "");
+  }
+  longRun += "]";
   const std::string texts[] = {
+      longRun,
       R"([1,-2,1.5,-0.0,9223372036854775807,-9223372036854775808,9223372036854775808,)"
       R"(18446744073709551616,1e-7,0e297,true,null,"s",{"k":[0,2.5e300],"":-1}])",
       // Runs of numbers in arrays: every form at the edges of the short cut, and breaks in
@@ -239,13 +251,13 @@ TEST_F(JsonTest, WalksHandNumbersOverTypedOrAsNodesAlike) {
     const uint32_t result = TJsonReader_walk(reader_, begin, end, &kEvents, &expected);
     const std::string error = lastError();
     EXPECT_TRUE(result != TCOMMON_SUCCESS || !expected.text.empty());
-    for (const TJsonNumberEvents *numbers :
-         {&both, &onlyIntegers, &onlyDoubles, static_cast<const TJsonNumberEvents *>(nullptr)}) {
+    for (const TJsonNumberEvents *numbers : {&both, &batched, &onlyIntegers, &onlyDoubles,
+                                             static_cast<const TJsonNumberEvents *>(nullptr)}) {
       WalkTranscript typed{writer_, {}, 0};
       EXPECT_EQ(TJsonReader_walkNumbers(reader_, begin, end, &kEvents, numbers, &typed), result);
       EXPECT_EQ(typed.text, expected.text);
       EXPECT_EQ(lastError(), error);
-      if (numbers == &both) {
+      if (numbers == &both || numbers == &batched) {
         EXPECT_EQ(typed.numberNodes, 0);
       }
     }

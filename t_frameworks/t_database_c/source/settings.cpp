@@ -372,6 +372,64 @@ class DocumentApplier {
     }
     onNumber(context, value, TJSON_TYPE_INTEGER, applyInteger);
   }
+  // A run of integer elements: stored in one loop over the field's kind while they fit,
+  // the rest one by one as onInteger takes them.
+  static void onIntegers(void *context, const int64_t *values, uint64_t count) {
+    DocumentApplier &self = of(context);
+    uint64_t stored = 0;
+    switch (self.run_.kind) {
+      case tdatabase::Kind::I8:
+        stored = self.storeRun<tdatabase::Kind::I8>(values, count);
+        break;
+      case tdatabase::Kind::U8:
+        stored = self.storeRun<tdatabase::Kind::U8>(values, count);
+        break;
+      case tdatabase::Kind::I16:
+        stored = self.storeRun<tdatabase::Kind::I16>(values, count);
+        break;
+      case tdatabase::Kind::U16:
+        stored = self.storeRun<tdatabase::Kind::U16>(values, count);
+        break;
+      case tdatabase::Kind::I32:
+        stored = self.storeRun<tdatabase::Kind::I32>(values, count);
+        break;
+      case tdatabase::Kind::U32:
+        stored = self.storeRun<tdatabase::Kind::U32>(values, count);
+        break;
+      case tdatabase::Kind::I64:
+        stored = self.storeRun<tdatabase::Kind::I64>(values, count);
+        break;
+      case tdatabase::Kind::U64:
+        stored = self.storeRun<tdatabase::Kind::U64>(values, count);
+        break;
+      case tdatabase::Kind::F32:
+        stored = self.storeRun<tdatabase::Kind::F32>(values, count);
+        break;
+      case tdatabase::Kind::F64:
+        stored = self.storeRun<tdatabase::Kind::F64>(values, count);
+        break;
+      case tdatabase::Kind::Bool:
+      case tdatabase::Kind::Text:
+      case tdatabase::Kind::Group:
+        break;
+    }
+    for (uint64_t i = stored; i < count; ++i) onInteger(context, values[i]);
+  }
+  // Stores values into the run while it has room and each fits kind; how many it stored.
+  template <tdatabase::Kind kind>
+  uint64_t storeRun(const int64_t *values, uint64_t count) {
+    const uint64_t room = count < run_.left ? count : run_.left;
+    unsigned char *at = run_.at;
+    uint64_t stored = 0;
+    while (stored < room && storeIntegerIfAccepted(kind, values[stored], at)) {
+      at += run_.stride;
+      ++stored;
+    }
+    run_.at = at;
+    run_.left -= static_cast<uint32_t>(stored);
+    run_.taken += static_cast<uint32_t>(stored);
+    return stored;
+  }
   static void onReal(void *context, double value) {
     DocumentApplier &self = of(context);
     Run &run = self.run_;
@@ -397,8 +455,8 @@ class DocumentApplier {
   static const TJsonNumberEvents kNumberEvents;
 };
 
-const TJsonNumberEvents DocumentApplier::kNumberEvents = {DocumentApplier::onInteger,
-                                                          DocumentApplier::onReal};
+const TJsonNumberEvents DocumentApplier::kNumberEvents = {
+    DocumentApplier::onInteger, DocumentApplier::onReal, DocumentApplier::onIntegers};
 
 const TJsonEvents DocumentApplier::kEvents = {
     DocumentApplier::onStartObject, DocumentApplier::onEnd, DocumentApplier::onStartArray,

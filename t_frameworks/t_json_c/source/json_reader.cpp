@@ -459,6 +459,7 @@ class Walker : public NumberEvents<Walker> {
     events_ = events;
     integerEvent_ = numbers != nullptr ? numbers->integer : nullptr;
     realEvent_ = numbers != nullptr ? numbers->real : nullptr;
+    integersEvent_ = numbers != nullptr ? numbers->integers : nullptr;
     context_ = context;
     limit.reset();
   }
@@ -570,6 +571,14 @@ class Walker : public NumberEvents<Walker> {
   // have; anything else, every error included, is still RapidJSON's to read and report, at
   // the same offsets.
   void readNumberRun() {
+    readNumbers();
+    if (batched_ != 0) flushBatch();
+  }
+  void flushBatch() {
+    integersEvent_(context_, batch_, batched_);
+    batched_ = 0;
+  }
+  void readNumbers() {
     auto *source = const_cast<rapidjson::InsituStringStream *>(stream);
     const char *p = source->src_ + 1;
     while (isSpace(*p)) ++p;
@@ -591,7 +600,11 @@ class Walker : public NumberEvents<Walker> {
         if (!isDigit(*q) && *q != '-') return;
       }
       if (isReal) {
+        if (batched_ != 0) flushBatch();
         realEvent_(context_, real);
+      } else if (integersEvent_ != nullptr) {
+        batch_[batched_++] = integer;
+        if (batched_ == kBatch) flushBatch();
       } else {
         integerEvent_(context_, integer);
       }
@@ -628,6 +641,11 @@ class Walker : public NumberEvents<Walker> {
   const TJsonEvents *events_ = nullptr;
   void (*integerEvent_)(void *, int64_t) = nullptr;
   void (*realEvent_)(void *, double) = nullptr;
+  void (*integersEvent_)(void *, const int64_t *, uint64_t) = nullptr;
+  // Integers of a run not yet handed over through integersEvent_.
+  static constexpr size_t kBatch = 64;
+  int64_t batch_[kBatch];
+  size_t batched_ = 0;
   void *context_ = nullptr;
   Node *scalar_ = nullptr;
 };
