@@ -130,13 +130,22 @@ class DocumentApplier {
     return {};
   }
 
+  // A new innermost level, built where it stays (a level built aside and copied in stalled
+  // on the copy).
+  Level &push(Kind kind) {
+    Level &level = levels_.emplace_back();
+    level.kind = kind;
+    return level;
+  }
+
   // Opens a level of fields: a category's record or a group inside one, with none of its
   // fields named yet.
   void openFields(Kind kind, const Layout *layout, unsigned char *at) {
-    Level level{kind, layout, at};
+    Level &level = push(kind);
+    level.layout = layout;
+    level.at = at;
     level.namedAt = named_.size();
     named_.resize(named_.size() + (layout->fields.size() + 63) / 64, 0);
-    levels_.push_back(level);
   }
 
   // Notes that field of level has been named; false when it had been already.
@@ -155,7 +164,7 @@ class DocumentApplier {
     const Kind kind = levels_[top].kind;
     if (kind == Kind::Document && state_ == State::Applying && levels_.size() == 1) {
       if (isObject) {
-        levels_.push_back(Level{Kind::Document});
+        push(Kind::Document);
       } else {
         settle("a settings document is a JSON object, found an array");
       }
@@ -174,20 +183,19 @@ class DocumentApplier {
     }
     const Slot slot = begin();
     if (slot.field == nullptr) {
-      levels_.push_back(Level{Kind::Skip});
+      push(Kind::Skip);
       return;
     }
     const Field &field = *slot.field;
     uint32_t result = TCOMMON_SUCCESS;
     if (slot.dimension < slot.dimensions) {
       if (!isObject) {
-        Level array{Kind::Array};
+        Level &array = push(Kind::Array);
         array.field = &field;
         array.dimension = slot.dimension;
         array.dimensions = slot.dimensions;
         array.at = slot.at;
         array.stride = fieldStride(field, slot.dimension);
-        levels_.push_back(array);
         beginRun();
         return;
       }
@@ -200,21 +208,26 @@ class DocumentApplier {
     }
     if (result == TCOMMON_NO_MEMORY) throw std::bad_alloc();
     if (result != TCOMMON_SUCCESS) refuseFrom(levels_.size() - 1);
-    levels_.push_back(Level{Kind::Skip});
+    push(Kind::Skip);
   }
 
   void close() {
-    const Level level = levels_.back();
+    // What is needed of the level, read member by member (its count was just written).
+    const Level &top = levels_.back();
+    const Kind kind = top.kind;
+    const uint32_t count = top.count;
+    const uint32_t expected = kind == Kind::Array ? top.field->shape[top.dimension] : 0;
+    const bool isWatched = top.isWatched;
+    const size_t namedAt = top.namedAt;
     levels_.pop_back();
-    if (level.kind == Kind::Record || level.kind == Kind::Category) named_.resize(level.namedAt);
-    if (level.kind == Kind::Array) {
-      const uint32_t expected = level.field->shape[level.dimension];
-      if (level.count != expected && (state_ == State::Applying || level.isWatched)) {
+    if (kind == Kind::Record || kind == Kind::Category) named_.resize(namedAt);
+    if (kind == Kind::Array) {
+      if (count != expected && (state_ == State::Applying || isWatched)) {
         fieldError_.fail("expected " + std::to_string(expected) + " elements, found " +
-                         std::to_string(level.count));
+                         std::to_string(count));
         refuseFrom(levels_.size() - 1);
       }
-    } else if (level.kind == Kind::Category && state_ == State::Refused) {
+    } else if (kind == Kind::Category && state_ == State::Refused) {
       settle(fieldError_.text(types_[category_]->category));
     }
   }
