@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cctype>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
@@ -71,6 +72,31 @@ TEST(Base64, RoundTripsRandomBytesOfEveryLength) {
     const std::string coded = encode(bytes);
     EXPECT_EQ(coded.size(), (length + 2) / 3 * 4);
     EXPECT_EQ(decoded(coded), bytes) << "length " << length;
+  }
+}
+
+TEST(Base64, ReadsEveryByteInEveryPlaceOfALongText) {
+  // Long texts are read in blocks: any byte in any place of one must be read as it is one
+  // at a time, an alphabet character as its value, white space skipped, anything else
+  // refused.
+  const std::string plain = "A text of 36 bytes, 48 in its code..";
+  const std::string coded = encode(plain);
+  for (size_t at = 0; at < coded.size(); ++at) {
+    for (int byte = 0; byte < 256; ++byte) {
+      std::string changed = coded;
+      changed[at] = static_cast<char>(byte);
+      if (byte == '=' && at + 1 == coded.size()) continue;  // padding where it may stand
+      const std::string result = decoded(changed);
+      const bool isSpace = std::strchr(" \t\n\v\f\r", byte) != nullptr && byte != 0;
+      const bool isAlphabet = std::isalnum(byte) != 0 || byte == '+' || byte == '/';
+      if (isAlphabet) {
+        EXPECT_EQ(encode(result), changed) << at << " " << byte;
+      } else if (isSpace) {
+        EXPECT_EQ(result, decoded(changed.erase(at, 1))) << at << " " << byte;
+      } else {
+        EXPECT_EQ(result, "<error 11>") << at << " " << byte;
+      }
+    }
   }
 }
 

@@ -4,8 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <cfloat>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <span>
 #include <string>
 
 #include "fields.h"
@@ -203,6 +205,10 @@ TEST(Settings, RefusedDocumentsChangeNothing) {
       {R"({"T":{"matrix":[[1,2,3],[4,5]]}})", "T.matrix[1]: expected 3 elements, found 2"},
       {R"({"T":{"cube":[[[0,0,0],[0,0,0]],[[0,0,0],[0,true,0]]]}})",
        "T.cube[1][1][1]: expected a number, found a boolean"},
+      // Inside runs of numbers: the place of the refused element is counted on.
+      {R"({"T":{"matrix":[[1,2,3],[4,-1,6]]}})", "T.matrix[1][1]: -1 is out of range for u64"},
+      {R"({"T":{"cube":[[[1,2,3],[4,5,6]],[[7,8,9],[1,2.5,1e39]]]}})",
+       "T.cube[1][1][2]: 1e+39 is out of range for f32"},
       {R"({"T":{"best":[]}})", "T.best: expected an object, found an array"},
       {R"({"T":{"rows":[{"corner":{"x":1,"z":2}},{},{}]}})", "T.rows[0].corner.z: unknown field"},
       {R"({"T":null})", "T: expected an object, found null"},
@@ -271,6 +277,63 @@ TEST(Settings, AcceptsEveryValidFormAndKeepsOmittedFields) {
   for (int r : {0, 1}) std::strncpy(expected.rows[r].label, "1", sizeof(expected.rows[r].label));
   EXPECT_TRUE(sameBytes(records.sample, expected));
   EXPECT_TRUE(sameBytes(records.point, kFilledPoint));
+}
+
+// Array elements take a short cut when their field takes the number as it is. It must take
+// exactly the integers the general path takes, every double it takes only where that path
+// does, and store the same bytes: every kind of number field, at and beyond its limits.
+TEST(Fields, ElementShortCutTakesWhatTheGeneralPathTakes) {
+  const int64_t integers[] = {INT64_MIN,
+                              INT32_MIN - 1LL,
+                              INT32_MIN,
+                              INT16_MIN - 1,
+                              INT16_MIN,
+                              INT8_MIN - 1,
+                              INT8_MIN,
+                              -1,
+                              0,
+                              1,
+                              INT8_MAX,
+                              INT8_MAX + 1,
+                              UINT8_MAX,
+                              UINT8_MAX + 1,
+                              INT16_MAX,
+                              INT16_MAX + 1,
+                              UINT16_MAX,
+                              UINT16_MAX + 1,
+                              INT32_MAX,
+                              INT32_MAX + 1LL,
+                              UINT32_MAX,
+                              UINT32_MAX + 1LL,
+                              (1LL << 53) + 1,
+                              INT64_MAX};
+  const double doubles[] = {
+      0.0,          -0.0,     0.1,          -2.5,        255.0,
+      1e300,        FLT_MAX,  3.4028235e38, kFloatLimit, std::nextafter(kFloatLimit, 0.0),
+      -kFloatLimit, HUGE_VAL, -HUGE_VAL,    std::nan("")};
+  for (const Field &f : std::span(kSampleFields, 11)) {  // "on" and every number kind
+    SCOPED_TRACE(f.name);
+    for (const int64_t value : integers) {
+      SCOPED_TRACE(value);
+      unsigned char fast[8] = {}, general[8] = {};
+      FieldError error;
+      const bool taken = storeIntegerIfAccepted(f.kind, value, fast);
+      EXPECT_EQ(taken, applyInteger(f, value, general, error) == TCOMMON_SUCCESS);
+      EXPECT_EQ(std::memcmp(fast, general, sizeof(fast)), 0);
+    }
+    const bool isFloat = f.kind == Kind::F32 || f.kind == Kind::F64;
+    for (const double value : doubles) {
+      SCOPED_TRACE(value);
+      unsigned char fast[8] = {}, general[8] = {};
+      FieldError error;
+      const bool taken = storeDoubleIfAccepted(f.kind, value, fast);
+      const bool accepted = applyDouble(f, value, general, error) == TCOMMON_SUCCESS;
+      EXPECT_TRUE(isFloat ? taken == accepted : !taken);
+      if (taken) {
+        EXPECT_EQ(std::memcmp(fast, general, sizeof(fast)), 0);
+      }
+    }
+  }
 }
 
 TEST(Fields, CopyTakesOnlyTheListedFields) {

@@ -207,11 +207,37 @@ TEST_F(JsonTest, WalksHandNumbersOverTypedOrAsNodesAlike) {
     WalkTranscript::of(c).addNumber(TJSON_TYPE_INTEGER, v);
   };
   const auto real = [](void *c, double v) { WalkTranscript::of(c).addNumber(TJSON_TYPE_FLOAT, v); };
-  const TJsonNumberEvents both{integer, real}, onlyIntegers{integer, nullptr},
-      onlyDoubles{nullptr, real};
+  const auto integers = [](void *c, const int64_t *values, uint64_t count) {
+    EXPECT_GT(count, 0u);
+    for (uint64_t i = 0; i < count; ++i)
+      WalkTranscript::of(c).addNumber(TJSON_TYPE_INTEGER, values[i]);
+  };
+  const TJsonNumberEvents both{integer, real, nullptr}, batched{integer, real, integers},
+      onlyIntegers{integer, nullptr, integers}, onlyDoubles{nullptr, real, nullptr};
+  // More integers in a row than are handed over at once, a double among them.
+  std::string longRun = "[";
+  for (int i = 0; i < 150; ++i) {
+    longRun += (i != 0 ? "," : "") + std::to_string(i * 37 - 2000) + (i == 70 ? ".5" : "");
+  }
+  longRun += "]";
   const std::string texts[] = {
+      longRun,
       R"([1,-2,1.5,-0.0,9223372036854775807,-9223372036854775808,9223372036854775808,)"
       R"(18446744073709551616,1e-7,0e297,true,null,"s",{"k":[0,2.5e300],"":-1}])",
+      // Runs of numbers in arrays: every form at the edges of the short cut, and breaks in
+      // the run, which must be refused at the same byte.
+      "[0, -0,-0.0,12 ,\n123456789012345678,\t1234567890123456789,0.5,-1.25,123456789012.345,"
+      "0.1234567890123456,-0.009999999776482582,1.000000000000000000000000000001,1.5e3,2,3]",
+      "[[1,2],[3.5,4.25],[],[5]]",
+      "[1,01]",
+      "[1,]",
+      "[1, -]",
+      "[1,1.,2]",
+      "[1,2 3]",
+      "[1,2,3",
+      "[1,2,3 ]x",
+      "[7]",
+      "[[1,2 ] ,[3]]",
       "42",
       " 0.25 ",
       "[1,2.5,",
@@ -226,13 +252,13 @@ TEST_F(JsonTest, WalksHandNumbersOverTypedOrAsNodesAlike) {
     const uint32_t result = TJsonReader_walk(reader_, begin, end, &kEvents, &expected);
     const std::string error = lastError();
     EXPECT_TRUE(result != TCOMMON_SUCCESS || !expected.text.empty());
-    for (const TJsonNumberEvents *numbers :
-         {&both, &onlyIntegers, &onlyDoubles, static_cast<const TJsonNumberEvents *>(nullptr)}) {
+    for (const TJsonNumberEvents *numbers : {&both, &batched, &onlyIntegers, &onlyDoubles,
+                                             static_cast<const TJsonNumberEvents *>(nullptr)}) {
       WalkTranscript typed{writer_, {}, 0};
       EXPECT_EQ(TJsonReader_walkNumbers(reader_, begin, end, &kEvents, numbers, &typed), result);
       EXPECT_EQ(typed.text, expected.text);
       EXPECT_EQ(lastError(), error);
-      if (numbers == &both) {
+      if (numbers == &both || numbers == &batched) {
         EXPECT_EQ(typed.numberNodes, 0);
       }
     }

@@ -2,6 +2,10 @@
 #include <cstdlib>
 #include <cstring>
 
+#if defined(__x86_64__)
+#include <tmmintrin.h>
+#endif
+
 #include "t_common.h"
 
 #if defined(__x86_64__) && defined(__GNUC__)
@@ -38,6 +42,57 @@ constexpr std::array<char, 2 * 4096> makePairTable() {
 }
 
 constexpr std::array<char, 2 * 4096> kPairs = makePairTable();
+
+// Decodes whole blocks of 16 alphabet characters into 12 bytes each, from text up to
+// length, and stops before the first block holding anything else (white space, padding, a
+// bad character), which the caller reads one character at a time. Writes 16 bytes per block
+// (the last 4 are overwritten by the next block or lie in the caller's 4 bytes of slack).
+// Returns the characters read. Needs SSSE3 (byte shuffles), which every x86-64 processor
+// of the last fifteen years has; without it nothing is read here.
+#if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
+__attribute__((target("ssse3"))) size_t decodeBlocksSsse3(const char *text, size_t length,
+                                                          uint8_t *&p) {
+  // A character is in the alphabet when the classes of its low and of its high nibble
+  // share no bit: high nibble 2 takes only B and F ('+', '/'), 3 takes 0-9, 4 and 6 all but
+  // 0, 5 and 7 up to A, anything else nothing.
+  const __m128i lowClasses = _mm_setr_epi8(0x15, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11,
+                                           0x11, 0x13, 0x1A, 0x1B, 0x1B, 0x1B, 0x1A);
+  const __m128i highClasses = _mm_setr_epi8(0x10, 0x10, 0x01, 0x02, 0x04, 0x08, 0x04, 0x08, 0x10,
+                                            0x10, 0x10, 0x10, 0x10, 0x10, 0x10, 0x10);
+  // What each character adds to become its value, by high nibble ('/' one lower): '/' to
+  // 63, '+' to 62, 0-9 to 52-61, A-Z to 0-25, a-z to 26-51.
+  const __m128i offsets = _mm_setr_epi8(0, 16, 19, 4, -65, -65, -71, -71, 0, 0, 0, 0, 0, 0, 0, 0);
+  const __m128i nibble = _mm_set1_epi8(0x0F);
+  const __m128i zero = _mm_setzero_si128();
+  // Bytes 2, 1, 0 of each group's 24 bits, most significant first.
+  const __m128i order = _mm_setr_epi8(2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, -1, -1, -1, -1);
+  size_t i = 0;
+  for (; i + 16 <= length; i += 16) {
+    const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i *>(text + i));
+    const __m128i high = _mm_and_si128(_mm_srli_epi32(c, 4), nibble);
+    const __m128i classes = _mm_and_si128(_mm_shuffle_epi8(lowClasses, _mm_and_si128(c, nibble)),
+                                          _mm_shuffle_epi8(highClasses, high));
+    if (_mm_movemask_epi8(_mm_cmpeq_epi8(classes, zero)) != 0xFFFF) break;
+    const __m128i isSlash = _mm_cmpeq_epi8(c, _mm_set1_epi8('/'));
+    const __m128i values = _mm_add_epi8(c, _mm_shuffle_epi8(offsets, _mm_add_epi8(high, isSlash)));
+    // Pairs of values to 12 bits, pairs of those to each group's 24 bits.
+    const __m128i pairs = _mm_maddubs_epi16(values, _mm_set1_epi32(0x01400140));
+    const __m128i groups = _mm_madd_epi16(pairs, _mm_set1_epi32(0x00011000));
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(p), _mm_shuffle_epi8(groups, order));
+    p += 12;
+  }
+  return i;
+}
+
+size_t decodeBlocks(const char *text, size_t length, uint8_t *&p) {
+  static const bool hasSsse3 = __builtin_cpu_supports("ssse3");
+  return hasSsse3 ? decodeBlocksSsse3(text, length, p) : 0;
+}
+#else
+size_t decodeBlocks(const char *, size_t, uint8_t *&) {
+  return 0;
+}
+#endif
 
 uint32_t malformed(uint8_t *output, uint8_t **data, uint64_t *decoded) {
   std::free(output);
@@ -141,8 +196,10 @@ extern "C" TCOMMON_API uint32_t TCommonBase64_decode(const char *text, uint64_t 
   uint32_t group = 0;
   unsigned count = 0;    // characters in the current group
   unsigned padding = 0;  // '=' seen so far; once non-zero only padding and space may follow
-  for (uint64_t i = 0; i < length; ++i) {
-    // Whole groups of four alphabet characters, the bulk of any text, in one step.
+  // Whole blocks of 16 alphabet characters, the bulk of any long text, at once; the rest
+  // one character or group at a time.
+  for (uint64_t i = decodeBlocks(text, length, p); i < length; ++i) {
+    // Whole groups of four alphabet characters in one step.
     while (count == 0 && i + 4 <= length) {
       const uint8_t a = kDecode[static_cast<unsigned char>(text[i])];
       const uint8_t b = kDecode[static_cast<unsigned char>(text[i + 1])];

@@ -18,10 +18,6 @@ namespace {
 
 constexpr uint32_t kRefused = TCOMMON_WRONG_CONFIGURATION;
 
-// Doubles from here on round to infinity when narrowed to float (FLT_MAX plus half of its
-// last place), so anything below it is a valid f32 even if it is written a little above
-// FLT_MAX, as the shortest text of FLT_MAX is ("3.4028235e+38").
-constexpr double kFloatLimit = static_cast<double>(FLT_MAX) + 0x1p103;
 constexpr double kTwoTo64 = 0x1p64;
 
 uint32_t dimensionsOf(const Field &field) {
@@ -686,41 +682,6 @@ uint32_t applyDouble(const Field &field, double value, unsigned char *at, FieldE
     default:
       return storeIntegerOfDouble(field.kind, value, at, error);
   }
-}
-
-bool storeIntegerIfAccepted(Kind kind, int64_t value, unsigned char *at) {
-  switch (kind) {
-    case Kind::F32:
-      store<float>(at, static_cast<float>(static_cast<double>(value)));  // always in range
-      return true;
-    case Kind::F64:
-      store<double>(at, static_cast<double>(value));
-      return true;
-    case Kind::Bool:
-    case Kind::Text:
-    case Kind::Group:
-      return false;
-    default:
-      return withNumberType(kind, [&](auto zero) -> uint32_t {
-               using T = decltype(zero);
-               if constexpr (std::is_integral_v<T>) {
-                 return storeIfFits<T>(at, integerOf(value)) ? 1 : 0;
-               } else {
-                 return 0;
-               }
-             }) == 1;
-  }
-}
-
-bool storeDoubleIfAccepted(Kind kind, double value, unsigned char *at) {
-  if (!std::isfinite(value)) return false;
-  if (kind == Kind::F64) {
-    store<double>(at, value);
-    return true;
-  }
-  if (kind != Kind::F32 || std::fabs(value) >= kFloatLimit) return false;
-  store<float>(at, static_cast<float>(value));
-  return true;
 }
 
 uint32_t refuseNotArray(FieldError &error, uint32_t type) {

@@ -19,8 +19,12 @@
 #ifndef T_DATABASE_FIELDS_H
 #define T_DATABASE_FIELDS_H
 
+#include <cfloat>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <limits>
 #include <span>
 #include <string>
 #include <string_view>
@@ -228,8 +232,65 @@ uint32_t applyDouble(const Field &field, double value, unsigned char *at, FieldE
 // The common case of applyInteger and applyDouble: a number that the field of kind takes
 // as it is, stored; false, with nothing stored, for anything applyInteger or applyDouble
 // would refuse (or that a double into an integer field needs them for).
-bool storeIntegerIfAccepted(Kind kind, int64_t value, unsigned char *at);
-bool storeDoubleIfAccepted(Kind kind, double value, unsigned char *at);
+// Inline: they run once for most numbers of a settings document.
+inline bool storeIntegerIfAccepted(Kind kind, int64_t value, unsigned char *at) {
+  const auto stored = [at](auto number) {
+    std::memcpy(at, &number, sizeof(number));
+    return true;
+  };
+  const auto ifWithin = [&stored, value](auto zero) {
+    using T = decltype(zero);
+    if (value < static_cast<int64_t>(std::numeric_limits<T>::min()) ||
+        value > static_cast<int64_t>(std::numeric_limits<T>::max())) {
+      return false;
+    }
+    return stored(static_cast<T>(value));
+  };
+  switch (kind) {
+    case Kind::I8:
+      return ifWithin(int8_t{});
+    case Kind::U8:
+      return ifWithin(uint8_t{});
+    case Kind::I16:
+      return ifWithin(int16_t{});
+    case Kind::U16:
+      return ifWithin(uint16_t{});
+    case Kind::I32:
+      return ifWithin(int32_t{});
+    case Kind::U32:
+      return ifWithin(uint32_t{});
+    case Kind::I64:
+      return stored(value);
+    case Kind::U64:
+      return value >= 0 && stored(static_cast<uint64_t>(value));
+    case Kind::F32:
+      return stored(static_cast<float>(static_cast<double>(value)));  // always in range
+    case Kind::F64:
+      return stored(static_cast<double>(value));
+    case Kind::Bool:
+    case Kind::Text:
+    case Kind::Group:
+      break;
+  }
+  return false;
+}
+
+// Doubles from here on round to infinity when narrowed to float (FLT_MAX plus half of its
+// last place), so anything below it is a valid f32 even if it is written a little above
+// FLT_MAX, as the shortest text of FLT_MAX is ("3.4028235e+38").
+inline constexpr double kFloatLimit = static_cast<double>(FLT_MAX) + 0x1p103;
+
+inline bool storeDoubleIfAccepted(Kind kind, double value, unsigned char *at) {
+  if (!std::isfinite(value)) return false;
+  if (kind == Kind::F64) {
+    std::memcpy(at, &value, sizeof(value));
+    return true;
+  }
+  if (kind != Kind::F32 || std::fabs(value) >= kFloatLimit) return false;
+  const auto narrow = static_cast<float>(value);
+  std::memcpy(at, &narrow, sizeof(narrow));
+  return true;
+}
 uint32_t refuseNotArray(FieldError &error, uint32_t type);
 const Field *findFieldNamed(const Layout &layout, const char *name, size_t &next);
 

@@ -77,6 +77,7 @@ class DocumentApplier {
   template <typename Step>
   static void guarded(void *context, Step &&step) {
     DocumentApplier &applier = of(context);
+    applier.endRun();
     if (applier.state_ == State::Settled) return;
     try {
       step(applier);
@@ -129,13 +130,22 @@ class DocumentApplier {
     return {};
   }
 
+  // A new innermost level, built where it stays (a level built aside and copied in stalled
+  // on the copy).
+  Level &push(Kind kind) {
+    Level &level = levels_.emplace_back();
+    level.kind = kind;
+    return level;
+  }
+
   // Opens a level of fields: a category's record or a group inside one, with none of its
   // fields named yet.
   void openFields(Kind kind, const Layout *layout, unsigned char *at) {
-    Level level{kind, layout, at};
+    Level &level = push(kind);
+    level.layout = layout;
+    level.at = at;
     level.namedAt = named_.size();
     named_.resize(named_.size() + (layout->fields.size() + 63) / 64, 0);
-    levels_.push_back(level);
   }
 
   // Notes that field of level has been named; false when it had been already.
@@ -154,7 +164,7 @@ class DocumentApplier {
     const Kind kind = levels_[top].kind;
     if (kind == Kind::Document && state_ == State::Applying && levels_.size() == 1) {
       if (isObject) {
-        levels_.push_back(Level{Kind::Document});
+        push(Kind::Document);
       } else {
         settle("a settings document is a JSON object, found an array");
       }
@@ -173,20 +183,20 @@ class DocumentApplier {
     }
     const Slot slot = begin();
     if (slot.field == nullptr) {
-      levels_.push_back(Level{Kind::Skip});
+      push(Kind::Skip);
       return;
     }
     const Field &field = *slot.field;
     uint32_t result = TCOMMON_SUCCESS;
     if (slot.dimension < slot.dimensions) {
       if (!isObject) {
-        Level array{Kind::Array};
+        Level &array = push(Kind::Array);
         array.field = &field;
         array.dimension = slot.dimension;
         array.dimensions = slot.dimensions;
         array.at = slot.at;
         array.stride = fieldStride(field, slot.dimension);
-        levels_.push_back(array);
+        beginRun();
         return;
       }
       result = refuseNotArray(fieldError_, TJSON_TYPE_OBJECT);
@@ -198,21 +208,26 @@ class DocumentApplier {
     }
     if (result == TCOMMON_NO_MEMORY) throw std::bad_alloc();
     if (result != TCOMMON_SUCCESS) refuseFrom(levels_.size() - 1);
-    levels_.push_back(Level{Kind::Skip});
+    push(Kind::Skip);
   }
 
   void close() {
-    const Level level = levels_.back();
+    // What is needed of the level, read member by member (its count was just written).
+    const Level &top = levels_.back();
+    const Kind kind = top.kind;
+    const uint32_t count = top.count;
+    const uint32_t expected = kind == Kind::Array ? top.field->shape[top.dimension] : 0;
+    const bool isWatched = top.isWatched;
+    const size_t namedAt = top.namedAt;
     levels_.pop_back();
-    if (level.kind == Kind::Record || level.kind == Kind::Category) named_.resize(level.namedAt);
-    if (level.kind == Kind::Array) {
-      const uint32_t expected = level.field->shape[level.dimension];
-      if (level.count != expected && (state_ == State::Applying || level.isWatched)) {
+    if (kind == Kind::Record || kind == Kind::Category) named_.resize(namedAt);
+    if (kind == Kind::Array) {
+      if (count != expected && (state_ == State::Applying || isWatched)) {
         fieldError_.fail("expected " + std::to_string(expected) + " elements, found " +
-                         std::to_string(level.count));
+                         std::to_string(count));
         refuseFrom(levels_.size() - 1);
       }
-    } else if (level.kind == Kind::Category && state_ == State::Refused) {
+    } else if (kind == Kind::Category && state_ == State::Refused) {
       settle(fieldError_.text(types_[category_]->category));
     }
   }
@@ -326,50 +341,135 @@ class DocumentApplier {
   static void onScalar(void *context, TJsonValue *value) {
     guarded(context, [value](DocumentApplier &applier) { applier.scalar(value); });
   }
-  // The innermost array level that the next element fills, while it has room and nothing
-  // was refused: where most numbers of a document go. nullptr otherwise.
-  unsigned char *nextElement() {
-    if (state_ != State::Applying) return nullptr;
+  // The elements of the innermost array that the next numbers fill, while it has room and
+  // nothing was refused: where most numbers of a document go. They are stored here, one
+  // check of their kind each, and the array's count catches up when any other event comes
+  // (guarded ends the run).
+  struct Run {
+    unsigned char *at = nullptr;  // the next element
+    uint32_t left = 0;            // elements still to fill
+    uint32_t taken = 0;           // stored since the run began
+    size_t stride = 0;
+    tdatabase::Kind kind = tdatabase::Kind::Bool;
+  };
+  Run run_;
+
+  void beginRun() {
+    run_.left = 0;
+    if (state_ != State::Applying) return;
     const Level &level = levels_.back();
-    if (level.kind != Kind::Array || level.dimension + 1 != level.dimensions ||
-        level.count >= level.field->shape[level.dimension]) {
-      return nullptr;
-    }
-    return level.at + level.count * level.stride;
+    const uint32_t shape = level.kind == Kind::Array ? level.field->shape[level.dimension] : 0;
+    if (level.dimension + 1 != level.dimensions || level.count >= shape) return;
+    run_.at = level.at + level.count * level.stride;
+    run_.left = shape - level.count;
+    run_.stride = level.stride;
+    run_.kind = level.field->kind;
+  }
+  void endRun() {
+    if (run_.taken != 0) levels_.back().count += run_.taken;
+    run_.taken = 0;
+    run_.left = 0;
   }
 
   // Numbers, most of a document, come as they were read, without a node; an element of an
   // array that its field takes as it is is stored at once, anything else goes through
   // apply as a scalar would.
   static void onInteger(void *context, int64_t value) {
-    onNumber(context, value, TJSON_TYPE_INTEGER, storeIntegerIfAccepted, applyInteger);
+    DocumentApplier &self = of(context);
+    Run &run = self.run_;
+    if (run.left != 0 && storeIntegerIfAccepted(run.kind, value, run.at)) {
+      run.at += run.stride;
+      --run.left;
+      ++run.taken;
+      return;
+    }
+    onNumber(context, value, TJSON_TYPE_INTEGER, applyInteger);
+  }
+  // A run of integer elements: stored in one loop over the field's kind while they fit,
+  // the rest one by one as onInteger takes them.
+  static void onIntegers(void *context, const int64_t *values, uint64_t count) {
+    DocumentApplier &self = of(context);
+    uint64_t stored = 0;
+    switch (self.run_.kind) {
+      case tdatabase::Kind::I8:
+        stored = self.storeRun<tdatabase::Kind::I8>(values, count);
+        break;
+      case tdatabase::Kind::U8:
+        stored = self.storeRun<tdatabase::Kind::U8>(values, count);
+        break;
+      case tdatabase::Kind::I16:
+        stored = self.storeRun<tdatabase::Kind::I16>(values, count);
+        break;
+      case tdatabase::Kind::U16:
+        stored = self.storeRun<tdatabase::Kind::U16>(values, count);
+        break;
+      case tdatabase::Kind::I32:
+        stored = self.storeRun<tdatabase::Kind::I32>(values, count);
+        break;
+      case tdatabase::Kind::U32:
+        stored = self.storeRun<tdatabase::Kind::U32>(values, count);
+        break;
+      case tdatabase::Kind::I64:
+        stored = self.storeRun<tdatabase::Kind::I64>(values, count);
+        break;
+      case tdatabase::Kind::U64:
+        stored = self.storeRun<tdatabase::Kind::U64>(values, count);
+        break;
+      case tdatabase::Kind::F32:
+        stored = self.storeRun<tdatabase::Kind::F32>(values, count);
+        break;
+      case tdatabase::Kind::F64:
+        stored = self.storeRun<tdatabase::Kind::F64>(values, count);
+        break;
+      case tdatabase::Kind::Bool:
+      case tdatabase::Kind::Text:
+      case tdatabase::Kind::Group:
+        break;
+    }
+    for (uint64_t i = stored; i < count; ++i) onInteger(context, values[i]);
+  }
+  // Stores values into the run while it has room and each fits kind; how many it stored.
+  template <tdatabase::Kind kind>
+  uint64_t storeRun(const int64_t *values, uint64_t count) {
+    const uint64_t room = count < run_.left ? count : run_.left;
+    unsigned char *at = run_.at;
+    uint64_t stored = 0;
+    while (stored < room && storeIntegerIfAccepted(kind, values[stored], at)) {
+      at += run_.stride;
+      ++stored;
+    }
+    run_.at = at;
+    run_.left -= static_cast<uint32_t>(stored);
+    run_.taken += static_cast<uint32_t>(stored);
+    return stored;
   }
   static void onReal(void *context, double value) {
-    onNumber(context, value, TJSON_TYPE_FLOAT, storeDoubleIfAccepted, applyDouble);
+    DocumentApplier &self = of(context);
+    Run &run = self.run_;
+    if (run.left != 0 && storeDoubleIfAccepted(run.kind, value, run.at)) {
+      run.at += run.stride;
+      --run.left;
+      ++run.taken;
+      return;
+    }
+    onNumber(context, value, TJSON_TYPE_FLOAT, applyDouble);
   }
   template <typename Number>
   static void onNumber(void *context, Number value, uint8_t type,
-                       bool (*store)(tdatabase::Kind, Number, unsigned char *),
                        uint32_t (*applyNumber)(const Field &, Number, unsigned char *,
                                                FieldError &)) {
-    DocumentApplier &self = of(context);
-    if (unsigned char *at = self.nextElement()) {
-      if (store(self.levels_.back().field->kind, value, at)) {
-        ++self.levels_.back().count;
-        return;
-      }
-    }
     guarded(context, [value, type, applyNumber](DocumentApplier &applier) {
       applier.apply(type, [&applier, value, applyNumber](const Field &field, unsigned char *at) {
         return applyNumber(field, value, at, applier.fieldError_);
       });
+      applier.beginRun();
     });
   }
   static const TJsonNumberEvents kNumberEvents;
 };
 
-const TJsonNumberEvents DocumentApplier::kNumberEvents = {DocumentApplier::onInteger,
-                                                          DocumentApplier::onReal};
+const TJsonNumberEvents DocumentApplier::kNumberEvents = {
+    DocumentApplier::onInteger, DocumentApplier::onReal, DocumentApplier::onIntegers};
 
 const TJsonEvents DocumentApplier::kEvents = {
     DocumentApplier::onStartObject, DocumentApplier::onEnd, DocumentApplier::onStartArray,

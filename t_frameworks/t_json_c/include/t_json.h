@@ -104,10 +104,14 @@ TJSON_API uint32_t TJsonReader_walk(TJsonReader *reader, const char *begin, cons
 /* As TJsonReader_walk, but numbers go straight to these events where they are set, without
  * a node: integers that fit int64 (TJSON_TYPE_INTEGER) to integer, doubles
  * (TJSON_TYPE_FLOAT) to real. An event left NULL, unsigned integers above INT64_MAX and
- * every other scalar arrive through events->scalar as for walk. numbers NULL: walk. */
+ * every other scalar arrive through events->scalar as for walk. numbers NULL: walk.
+ * integers, when set with both others: consecutive integer elements of one array may
+ * arrive together, in document order, as count values (at least one), instead of one by
+ * one through integer; nothing else happens between them. */
 typedef struct TJsonNumberEvents {
   void (*integer)(void *context, int64_t value);
   void (*real)(void *context, double value);
+  void (*integers)(void *context, const int64_t *values, uint64_t count);
 } TJsonNumberEvents;
 TJSON_API uint32_t TJsonReader_walkNumbers(TJsonReader *reader, const char *begin, const char *end,
                                            const TJsonEvents *events,
