@@ -38,7 +38,8 @@ constexpr const char *kNoErrorText = "No error";
 
 // Iterative: a request cannot exhaust the stack of the board however deep it nests.
 // Integers are converted by RapidJSON as it scans them; other numbers go through
-// NumberConverter (see NumberEvents).
+// NumberConverter (see NumberEvents). Runs of plain numbers in arrays are read past
+// RapidJSON (see NumberRun).
 // In situ: the text is the reader's own copy, so strings are decoded where they stand
 // instead of being copied out first.
 constexpr unsigned kParseFlags = rapidjson::kParseIterativeFlag |
@@ -300,6 +301,104 @@ class NumberEvents : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Deri
   Derived &self() { return static_cast<Derived &>(*this); }
 };
 
+// Most of a long document is arrays of numbers. Right after an array opens, the stream
+// stands at its '[' (RapidJSON steps over it when the handler returns); every element there
+// that is a number of a common form followed by a comma and the start of another number, or
+// by the closing ']', is read and handed over at once, without RapidJSON's state machine for
+// each token. The stream is left on the last comma (or the last number's last character), so
+// that RapidJSON reads on from the next element (or the ']') as it would have; anything else,
+// every error included, is still RapidJSON's to read and report, at the same offsets. The
+// walker and the tree builder both read their arrays so.
+class NumberRun {
+ public:
+  // Integers go to onInteger(int64_t), doubles to onReal(double), in the text's order.
+  template <typename OnInteger, typename OnReal>
+  static void read(rapidjson::InsituStringStream *source, OnInteger &&onInteger, OnReal &&onReal) {
+    const char *p = source->src_ + 1;
+    while (isSpace(*p)) ++p;
+    for (;;) {
+      int64_t integer = 0;
+      double real = 0.0;
+      bool isReal = false;
+      const char *end = simpleNumber(p, &integer, &real, &isReal);
+      if (end == nullptr) return;
+      const char *q = end;
+      if (*q != ',') {
+        while (isSpace(*q)) ++q;
+        if (*q != ',' && *q != ']') return;
+      }
+      const bool isLast = *q == ']';
+      const char *comma = q++;
+      if (!isLast && static_cast<unsigned>(*q - '0') > 9u && *q != '-') {
+        while (isSpace(*q)) ++q;
+        if (!isDigit(*q) && *q != '-') return;
+      }
+      if (isReal) {
+        onReal(real);
+      } else {
+        onInteger(integer);
+      }
+      if (isLast) {
+        // On the number's last character: RapidJSON steps to what follows and closes the
+        // array there, as it would have after the element.
+        source->src_ = const_cast<char *>(end - 1);
+        return;
+      }
+      source->src_ = const_cast<char *>(comma);
+      p = q;
+    }
+  }
+
+ private:
+  static bool isSpace(char c) { return c == ' ' || c == '\n' || c == '\r' || c == '\t'; }
+  static bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+  // Reads a number without an exponent, -?(0|[1-9][0-9]*)(.[0-9]+)?, of at most 32
+  // characters, as the events would have it from RapidJSON and NumberConverter: an integer
+  // of at most 18 digits as it is; a fraction with at most 15 digits as the digits divided
+  // by a power of ten (both exact, so the quotient is the nearest double), any longer one
+  // through from_chars. Where it ends; nullptr when the text at p is not of that form.
+  static const char *simpleNumber(const char *p, int64_t *integer, double *real, bool *isReal) {
+    static constexpr double kPowers[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                         1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+    const char *start = p;
+    const bool negative = *p == '-';
+    if (negative) ++p;
+    const char *first = p;
+    uint64_t digits = static_cast<uint64_t>(*p) - '0';
+    if (digits > 9) return nullptr;
+    ++p;
+    if (digits == 0) {
+      if (isDigit(*p)) return nullptr;
+    } else {
+      for (uint64_t digit; (digit = static_cast<uint64_t>(*p) - '0') <= 9; ++p) {
+        digits = digits * 10 + digit;
+      }
+      if (p - first > 18) return nullptr;
+    }
+    if (*p != '.') {
+      if (*p == 'e' || *p == 'E') return nullptr;
+      *isReal = false;
+      *integer = negative ? -static_cast<int64_t>(digits) : static_cast<int64_t>(digits);
+      return p;
+    }
+    const char *point = p++;
+    for (uint64_t digit; (digit = static_cast<uint64_t>(*p) - '0') <= 9; ++p) {
+      digits = digits * 10 + digit;
+    }
+    const int fraction = static_cast<int>(p - point - 1);
+    if (fraction == 0 || *p == 'e' || *p == 'E' || p - start > 32) return nullptr;
+    *isReal = true;
+    if (p - first - 1 <= 15) {
+      const double value = static_cast<double>(digits) / kPowers[fraction];
+      *real = negative ? -value : value;
+    } else if (std::from_chars(start, p, *real).ec != std::errc()) {
+      return nullptr;
+    }
+    return p;
+  }
+};
+
 // Validation only.
 class Checker : public NumberEvents<Checker> {
  public:
@@ -323,7 +422,8 @@ class Checker : public NumberEvents<Checker> {
 // Builds the tree from SAX events. Finished values wait in pending_, held by value, until
 // their container closes; then the container takes them all as one block of siblings with
 // one array of the exact size. A member is made at its key, so that the value that follows
-// only fills it in. Only the root is allocated on its own.
+// only fills it in. Only the root is allocated on its own. An array's leading run of plain
+// numbers is read by NumberRun straight into the packed numbers.
 class TreeBuilder : public NumberEvents<TreeBuilder> {
  public:
   ~TreeBuilder() { discard(); }
@@ -376,7 +476,14 @@ class TreeBuilder : public NumberEvents<TreeBuilder> {
   }
   bool StartObject() { return open(TJSON_TYPE_OBJECT); }
   bool EndObject(rapidjson::SizeType) { return close(); }
-  bool StartArray() { return open(TJSON_TYPE_ARRAY); }
+  bool StartArray() {
+    if (!open(TJSON_TYPE_ARRAY)) return false;
+    NumberRun::read(
+        const_cast<rapidjson::InsituStringStream *>(stream),
+        [this](int64_t value) { number(TJSON_TYPE_INTEGER, static_cast<uint64_t>(value)); },
+        [this](double value) { number(TJSON_TYPE_FLOAT, std::bit_cast<uint64_t>(value)); });
+    return true;
+  }
   bool EndArray(rapidjson::SizeType) { return close(); }
 
   DepthLimit limit;
@@ -565,109 +672,27 @@ class Walker : public NumberEvents<Walker> {
   DepthLimit limit;
 
  private:
-  static bool isSpace(char c) { return c == ' ' || c == '\n' || c == '\r' || c == '\t'; }
-  static bool isDigit(char c) { return c >= '0' && c <= '9'; }
-
-  // Reads a number without an exponent, -?(0|[1-9][0-9]*)(.[0-9]+)?, of at most 32
-  // characters, as the events would have it from RapidJSON and NumberConverter: an integer
-  // of at most 18 digits as it is; a fraction with at most 15 digits as the digits divided
-  // by a power of ten (both exact, so the quotient is the nearest double), any longer one
-  // through from_chars. Where it ends; nullptr when the text at p is not of that form.
-  static const char *simpleNumber(const char *p, int64_t *integer, double *real, bool *isReal) {
-    static constexpr double kPowers[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
-                                         1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
-    const char *start = p;
-    const bool negative = *p == '-';
-    if (negative) ++p;
-    const char *first = p;
-    uint64_t digits = static_cast<uint64_t>(*p) - '0';
-    if (digits > 9) return nullptr;
-    ++p;
-    if (digits == 0) {
-      if (isDigit(*p)) return nullptr;
-    } else {
-      for (uint64_t digit; (digit = static_cast<uint64_t>(*p) - '0') <= 9; ++p) {
-        digits = digits * 10 + digit;
-      }
-      if (p - first > 18) return nullptr;
-    }
-    if (*p != '.') {
-      if (*p == 'e' || *p == 'E') return nullptr;
-      *isReal = false;
-      *integer = negative ? -static_cast<int64_t>(digits) : static_cast<int64_t>(digits);
-      return p;
-    }
-    const char *point = p++;
-    for (uint64_t digit; (digit = static_cast<uint64_t>(*p) - '0') <= 9; ++p) {
-      digits = digits * 10 + digit;
-    }
-    const int fraction = static_cast<int>(p - point - 1);
-    if (fraction == 0 || *p == 'e' || *p == 'E' || p - start > 32) return nullptr;
-    *isReal = true;
-    if (p - first - 1 <= 15) {
-      const double value = static_cast<double>(digits) / kPowers[fraction];
-      *real = negative ? -value : value;
-    } else if (std::from_chars(start, p, *real).ec != std::errc()) {
-      return nullptr;
-    }
-    return p;
-  }
-
-  // Most of a long document is arrays of numbers. Right after an array opens, the stream
-  // stands at its '[' (RapidJSON steps over it when this returns); every element here that
-  // is a number of a common form followed by a comma and the start of another number, or
-  // by the closing ']', is read and handed over at once, without RapidJSON's state machine
-  // for each token. The stream is left on the last comma (or the last number's last
-  // character), so that RapidJSON reads on from the next element (or the ']') as it would
-  // have; anything else, every error included, is still RapidJSON's to read and report, at
-  // the same offsets.
+  // A run of numbers at the start of an array, handed over as typed events (NumberRun).
   void readNumberRun() {
-    readNumbers();
+    NumberRun::read(
+        const_cast<rapidjson::InsituStringStream *>(stream),
+        [this](int64_t integer) {
+          if (integersEvent_ != nullptr) {
+            batch_[batched_++] = integer;
+            if (batched_ == kBatch) flushBatch();
+          } else {
+            integerEvent_(context_, integer);
+          }
+        },
+        [this](double real) {
+          if (batched_ != 0) flushBatch();
+          realEvent_(context_, real);
+        });
     if (batched_ != 0) flushBatch();
   }
   void flushBatch() {
     integersEvent_(context_, batch_, batched_);
     batched_ = 0;
-  }
-  void readNumbers() {
-    auto *source = const_cast<rapidjson::InsituStringStream *>(stream);
-    const char *p = source->src_ + 1;
-    while (isSpace(*p)) ++p;
-    for (;;) {
-      int64_t integer = 0;
-      double real = 0.0;
-      bool isReal = false;
-      const char *end = simpleNumber(p, &integer, &real, &isReal);
-      if (end == nullptr) return;
-      const char *q = end;
-      if (*q != ',') {
-        while (isSpace(*q)) ++q;
-        if (*q != ',' && *q != ']') return;
-      }
-      const bool isLast = *q == ']';
-      const char *comma = q++;
-      if (!isLast && static_cast<unsigned>(*q - '0') > 9u && *q != '-') {
-        while (isSpace(*q)) ++q;
-        if (!isDigit(*q) && *q != '-') return;
-      }
-      if (isReal) {
-        if (batched_ != 0) flushBatch();
-        realEvent_(context_, real);
-      } else if (integersEvent_ != nullptr) {
-        batch_[batched_++] = integer;
-        if (batched_ == kBatch) flushBatch();
-      } else {
-        integerEvent_(context_, integer);
-      }
-      if (isLast) {
-        // On the number's last character: RapidJSON steps to what follows and closes the
-        // array there, as it would have after the element.
-        source->src_ = const_cast<char *>(end - 1);
-        return;
-      }
-      source->src_ = const_cast<char *>(comma);
-      p = q;
-    }
   }
 
   bool open(void (*event)(void *)) {
