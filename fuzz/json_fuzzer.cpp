@@ -1,4 +1,5 @@
-// Raw texts through the JSON reader. Checking and parsing must agree on every text (same
+// Raw texts through the JSON reader. Checking, parsing and a plain walk (every token read by
+// RapidJSON, where the tree reads runs of numbers itself) must agree on every text (same
 // result, same error place), and a parsed tree must print as JSON that reads back into a
 // tree that prints the same.
 #include <cstdint>
@@ -53,12 +54,30 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   uint64_t parseOffset = 0;
   const char *parseText = nullptr;
   TJsonReader_error(t.reader, &parseOffset, &parseText);
+  const std::string parseError = parseText != nullptr ? parseText : "";
+
+  static const TJsonEvents kIgnored = {
+      [](void *) {},
+      [](void *) {},
+      [](void *) {},
+      [](void *) {},
+      [](void *, const char *, uint64_t) {},
+      [](void *, TJsonValue *) {},
+  };
+  const uint32_t walked = TJsonReader_walk(t.reader, text, text + size, &kIgnored, nullptr);
+  uint64_t walkOffset = 0;
+  const char *walkText = nullptr;
+  TJsonReader_error(t.reader, &walkOffset, &walkText);
   free(text);
 
+  if (walked != parsed) fail("walk and parse disagree");
+  if (walkOffset != parseOffset || parseError != (walkText != nullptr ? walkText : "")) {
+    fail("walk and parse report different errors");
+  }
   if (checked != parsed) fail("check and parse disagree");
   if (parsed != TCOMMON_SUCCESS) {
     if (parsed != TCOMMON_PARSE_ERROR || value != nullptr) fail("a failed parse left a tree");
-    if (checkOffset != parseOffset || checkError != (parseText != nullptr ? parseText : "")) {
+    if (checkOffset != parseOffset || checkError != parseError) {
       fail("check and parse report different errors");
     }
     if (parseOffset > size) fail("an error offset past the end");
