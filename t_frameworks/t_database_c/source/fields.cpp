@@ -106,30 +106,10 @@ void store(unsigned char *at, T value) {
 // result; TCOMMON_INVALID_ARGUMENT for the kinds that are not numbers (Bool, Text, Group).
 template <typename Use>
 uint32_t withNumberType(Kind kind, Use &&use) {
-  switch (kind) {
-    case Kind::I8:
-      return use(int8_t{});
-    case Kind::U8:
-      return use(uint8_t{});
-    case Kind::I16:
-      return use(int16_t{});
-    case Kind::U16:
-      return use(uint16_t{});
-    case Kind::I32:
-      return use(int32_t{});
-    case Kind::U32:
-      return use(uint32_t{});
-    case Kind::I64:
-      return use(int64_t{});
-    case Kind::U64:
-      return use(uint64_t{});
-    case Kind::F32:
-      return use(float{});
-    case Kind::F64:
-      return use(double{});
-    default:
-      return TCOMMON_INVALID_ARGUMENT;
-  }
+  return withNumberKind(kind, static_cast<uint32_t>(TCOMMON_INVALID_ARGUMENT),
+                        [&use](auto number) -> uint32_t {
+                          return use(typename NumberType<decltype(number)::value>::type{});
+                        });
 }
 
 // ---- Writing ----------------------------------------------------------------------------

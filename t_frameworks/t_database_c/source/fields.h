@@ -28,7 +28,9 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "t_json.h"
@@ -51,6 +53,48 @@ enum class Kind : uint8_t {
           // most capacity bytes
   Group,  // nested struct; JSON object (array of objects when it has a shape)
 };
+
+// The C type each number kind is stored as (the number kinds run from I8 to F64 in order).
+template <Kind kind>
+struct NumberType {
+  using type = std::tuple_element_t<static_cast<size_t>(kind) - static_cast<size_t>(Kind::I8),
+                                    std::tuple<int8_t, uint8_t, int16_t, uint16_t, int32_t,
+                                               uint32_t, int64_t, uint64_t, float, double>>;
+};
+
+// Calls use with std::integral_constant<Kind, kind> when kind is a number kind and returns
+// its result; otherwise (Bool, Text, Group) returns otherwise. The one switch from a
+// field's kind at run time to the code made for it.
+template <typename Result, typename Use>
+Result withNumberKind(Kind kind, Result otherwise, Use &&use) {
+  switch (kind) {
+    case Kind::I8:
+      return use(std::integral_constant<Kind, Kind::I8>{});
+    case Kind::U8:
+      return use(std::integral_constant<Kind, Kind::U8>{});
+    case Kind::I16:
+      return use(std::integral_constant<Kind, Kind::I16>{});
+    case Kind::U16:
+      return use(std::integral_constant<Kind, Kind::U16>{});
+    case Kind::I32:
+      return use(std::integral_constant<Kind, Kind::I32>{});
+    case Kind::U32:
+      return use(std::integral_constant<Kind, Kind::U32>{});
+    case Kind::I64:
+      return use(std::integral_constant<Kind, Kind::I64>{});
+    case Kind::U64:
+      return use(std::integral_constant<Kind, Kind::U64>{});
+    case Kind::F32:
+      return use(std::integral_constant<Kind, Kind::F32>{});
+    case Kind::F64:
+      return use(std::integral_constant<Kind, Kind::F64>{});
+    case Kind::Bool:
+    case Kind::Text:
+    case Kind::Group:
+      break;
+  }
+  return otherwise;
+}
 
 struct Layout;
 
@@ -234,45 +278,20 @@ uint32_t applyDouble(const Field &field, double value, unsigned char *at, FieldE
 // would refuse (or that a double into an integer field needs them for).
 // Inline: they run once for most numbers of a settings document.
 inline bool storeIntegerIfAccepted(Kind kind, int64_t value, unsigned char *at) {
-  const auto stored = [at](auto number) {
-    std::memcpy(at, &number, sizeof(number));
-    return true;
-  };
-  const auto ifWithin = [&stored, value](auto zero) {
-    using T = decltype(zero);
-    if (value < static_cast<int64_t>(std::numeric_limits<T>::min()) ||
-        value > static_cast<int64_t>(std::numeric_limits<T>::max())) {
-      return false;
+  return withNumberKind(kind, false, [value, at](auto number) {
+    using T = typename NumberType<decltype(number)::value>::type;
+    if constexpr (std::is_floating_point_v<T>) {
+      // Always in range; through double as a JSON integer read as a float would be.
+      const auto stored = static_cast<T>(static_cast<double>(value));
+      std::memcpy(at, &stored, sizeof(stored));
+      return true;
+    } else {
+      if (!std::in_range<T>(value)) return false;
+      const auto stored = static_cast<T>(value);
+      std::memcpy(at, &stored, sizeof(stored));
+      return true;
     }
-    return stored(static_cast<T>(value));
-  };
-  switch (kind) {
-    case Kind::I8:
-      return ifWithin(int8_t{});
-    case Kind::U8:
-      return ifWithin(uint8_t{});
-    case Kind::I16:
-      return ifWithin(int16_t{});
-    case Kind::U16:
-      return ifWithin(uint16_t{});
-    case Kind::I32:
-      return ifWithin(int32_t{});
-    case Kind::U32:
-      return ifWithin(uint32_t{});
-    case Kind::I64:
-      return stored(value);
-    case Kind::U64:
-      return value >= 0 && stored(static_cast<uint64_t>(value));
-    case Kind::F32:
-      return stored(static_cast<float>(static_cast<double>(value)));  // always in range
-    case Kind::F64:
-      return stored(static_cast<double>(value));
-    case Kind::Bool:
-    case Kind::Text:
-    case Kind::Group:
-      break;
-  }
-  return false;
+  });
 }
 
 // Doubles from here on round to infinity when narrowed to float (FLT_MAX plus half of its

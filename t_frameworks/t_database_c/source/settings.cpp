@@ -375,57 +375,16 @@ class DocumentApplier {
   // array that its field takes as it is is stored at once, anything else goes through
   // apply as a scalar would.
   static void onInteger(void *context, int64_t value) {
-    DocumentApplier &self = of(context);
-    Run &run = self.run_;
-    if (run.left != 0 && storeIntegerIfAccepted(run.kind, value, run.at)) {
-      run.at += run.stride;
-      --run.left;
-      ++run.taken;
-      return;
-    }
-    onNumber(context, value, TJSON_TYPE_INTEGER, applyInteger);
+    onElement(context, value, storeIntegerIfAccepted, TJSON_TYPE_INTEGER, applyInteger);
   }
   // A run of integer elements: stored in one loop over the field's kind while they fit,
   // the rest one by one as onInteger takes them.
   static void onIntegers(void *context, const int64_t *values, uint64_t count) {
     DocumentApplier &self = of(context);
-    uint64_t stored = 0;
-    switch (self.run_.kind) {
-      case tdatabase::Kind::I8:
-        stored = self.storeRun<tdatabase::Kind::I8>(values, count);
-        break;
-      case tdatabase::Kind::U8:
-        stored = self.storeRun<tdatabase::Kind::U8>(values, count);
-        break;
-      case tdatabase::Kind::I16:
-        stored = self.storeRun<tdatabase::Kind::I16>(values, count);
-        break;
-      case tdatabase::Kind::U16:
-        stored = self.storeRun<tdatabase::Kind::U16>(values, count);
-        break;
-      case tdatabase::Kind::I32:
-        stored = self.storeRun<tdatabase::Kind::I32>(values, count);
-        break;
-      case tdatabase::Kind::U32:
-        stored = self.storeRun<tdatabase::Kind::U32>(values, count);
-        break;
-      case tdatabase::Kind::I64:
-        stored = self.storeRun<tdatabase::Kind::I64>(values, count);
-        break;
-      case tdatabase::Kind::U64:
-        stored = self.storeRun<tdatabase::Kind::U64>(values, count);
-        break;
-      case tdatabase::Kind::F32:
-        stored = self.storeRun<tdatabase::Kind::F32>(values, count);
-        break;
-      case tdatabase::Kind::F64:
-        stored = self.storeRun<tdatabase::Kind::F64>(values, count);
-        break;
-      case tdatabase::Kind::Bool:
-      case tdatabase::Kind::Text:
-      case tdatabase::Kind::Group:
-        break;
-    }
+    const uint64_t stored =
+        tdatabase::withNumberKind(self.run_.kind, uint64_t{0}, [&self, values, count](auto kind) {
+          return self.storeRun<decltype(kind)::value>(values, count);
+        });
     for (uint64_t i = stored; i < count; ++i) onInteger(context, values[i]);
   }
   // Stores values into the run while it has room and each fits kind; how many it stored.
@@ -444,15 +403,23 @@ class DocumentApplier {
     return stored;
   }
   static void onReal(void *context, double value) {
-    DocumentApplier &self = of(context);
-    Run &run = self.run_;
-    if (run.left != 0 && storeDoubleIfAccepted(run.kind, value, run.at)) {
+    onElement(context, value, storeDoubleIfAccepted, TJSON_TYPE_FLOAT, applyDouble);
+  }
+  // A number stored straight into the run when its field takes it as it is, else applied.
+  template <typename Number>
+  static void onElement(void *context, Number value,
+                        bool (*storeIfAccepted)(tdatabase::Kind, Number, unsigned char *),
+                        uint8_t type,
+                        uint32_t (*applyNumber)(const Field &, Number, unsigned char *,
+                                                FieldError &)) {
+    Run &run = of(context).run_;
+    if (run.left != 0 && storeIfAccepted(run.kind, value, run.at)) {
       run.at += run.stride;
       --run.left;
       ++run.taken;
       return;
     }
-    onNumber(context, value, TJSON_TYPE_FLOAT, applyDouble);
+    onNumber(context, value, type, applyNumber);
   }
   template <typename Number>
   static void onNumber(void *context, Number value, uint8_t type,
