@@ -2,13 +2,12 @@
 #include <cstdlib>
 #include <cstring>
 
-#if defined(__x86_64__)
-#include <tmmintrin.h>
-#endif
-
 #include "t_common.h"
 
+// The block codecs use SSSE3's byte shuffles where the processor has them (every x86-64
+// processor of the last fifteen years); elsewhere every character takes the table loop.
 #if defined(__x86_64__) && defined(__GNUC__)
+#define TCOMMON_BASE64_SSSE3 1
 #include <immintrin.h>
 #endif
 
@@ -47,9 +46,18 @@ constexpr std::array<char, 2 * 4096> kPairs = makePairTable();
 // length, and stops before the first block holding anything else (white space, padding, a
 // bad character), which the caller reads one character at a time. Writes 16 bytes per block
 // (the last 4 are overwritten by the next block or lie in the caller's 4 bytes of slack).
-// Returns the characters read. Needs SSSE3 (byte shuffles), which every x86-64 processor
-// of the last fifteen years has; without it nothing is read here.
-#if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
+// Returns the characters read; without SSSE3 nothing is read here.
+#if defined(TCOMMON_BASE64_SSSE3)
+// Asked once, on first use (not from a static initialiser, which may run before the
+// processor model is filled in).
+bool hasSsse3() {
+  static const bool has = [] {
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("ssse3") != 0;
+  }();
+  return has;
+}
+
 __attribute__((target("ssse3"))) size_t decodeBlocksSsse3(const char *text, size_t length,
                                                           uint8_t *&p) {
   // A character is in the alphabet when the classes of its low and of its high nibble
@@ -85,8 +93,7 @@ __attribute__((target("ssse3"))) size_t decodeBlocksSsse3(const char *text, size
 }
 
 size_t decodeBlocks(const char *text, size_t length, uint8_t *&p) {
-  static const bool hasSsse3 = __builtin_cpu_supports("ssse3");
-  return hasSsse3 ? decodeBlocksSsse3(text, length, p) : 0;
+  return hasSsse3() ? decodeBlocksSsse3(text, length, p) : 0;
 }
 #else
 size_t decodeBlocks(const char *, size_t, uint8_t *&) {
@@ -101,7 +108,7 @@ uint32_t malformed(uint8_t *output, uint8_t **data, uint64_t *decoded) {
   return TCOMMON_MALFORMED;
 }
 
-#if defined(__x86_64__) && defined(__GNUC__)
+#if defined(TCOMMON_BASE64_SSSE3)
 // Twelve bytes into sixteen characters per step with SSSE3's byte shuffle; returns how many
 // bytes it encoded (whole steps that can load sixteen bytes without reading past the end).
 __attribute__((target("ssse3"))) uint64_t encodeSsse3(const uint8_t *data, uint64_t length,
@@ -134,8 +141,6 @@ __attribute__((target("ssse3"))) uint64_t encodeSsse3(const uint8_t *data, uint6
   }
   return i;
 }
-
-const bool kHasSsse3 = __builtin_cpu_supports("ssse3");
 #endif
 
 }  // namespace
@@ -144,8 +149,8 @@ extern "C" TCOMMON_API uint64_t TCommonBase64_encodeInto(const uint8_t *data, ui
                                                          char *out) {
   char *p = out;
   uint64_t i = 0;
-#if defined(__x86_64__) && defined(__GNUC__)
-  if (kHasSsse3) {
+#if defined(TCOMMON_BASE64_SSSE3)
+  if (hasSsse3()) {
     i = encodeSsse3(data, length, p);
     p += i / 3 * 4;
   }
